@@ -1,0 +1,136 @@
+#include <gmock/gmock.h>
+#include <qk/logging/logging.h>
+
+#include <new>
+#include <optional>
+#include <string>
+
+#include "scarce_memory.h"
+#include "standard_error_capture.h"
+
+namespace qk::logging {
+namespace {
+
+using ::testing::AnyOf;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+
+/// False: the work ran out of the allocations granted to it.
+template <typename Work>
+bool runsWithin(int allocations, Work work) {
+  const ScarceMemory memory(allocations);
+  work();
+  return memory.sufficed();
+}
+
+/// Runs the work with no allocation, with one, with two … until they suffice, and checks after each time.
+template <typename Work, typename Check>
+void untilItSuffices(Work work, Check check) {
+  bool sufficed = false;
+  for (int allocations = 0; !sufficed; ++allocations) {
+    SCOPED_TRACE(allocations);
+    ASSERT_LT(allocations, 100);
+    sufficed = runsWithin(allocations, work);
+    check();
+  }
+}
+
+const std::string longText(100, 'x');
+
+void emit() { LogMessage(LogLevel::Warning, 0, 1, nullptr, "file", 1, longText, ""); }
+void site() { QK_LOG(LogLevel::Warning) << "text " << longText; }
+
+class Memory : public ::testing::Test {
+ protected:
+  // A thread's first record needs the memory for its stream.
+  Memory() { GetThreadLocalStream(); }
+
+  void SetUp() override {
+    if (!memoryCanBeScarce()) {
+      GTEST_SKIP() << "operator new cannot be replaced in this build";
+    }
+  }
+
+  StandardErrorCapture standardError_;
+};
+
+TEST_F(Memory, ARecordThatCannotBeBuiltIsLostAndSaidToBe) {
+  int arrived = 0;
+  const HandlerId id = AddHandler([&arrived](const Record&) { ++arrived; });
+  EXPECT_FALSE(runsWithin(0, emit));
+  EXPECT_EQ(arrived, 0);
+  EXPECT_THAT(standardError_.writes(), ElementsAre("qk::logging: out of memory\n"));
+  RemoveHandler(id);
+}
+
+TEST_F(Memory, ADirectMessageIsWholeOrSaidToBeLost) {
+  untilItSuffices(emit, [this] {
+    EXPECT_THAT(standardError_.writes(),
+                ElementsAre(AnyOf(EndsWith(" " + longText + "\n"), "qk::logging: out of memory\n",
+                                  "qk::logging: a record was lost for want of memory\n")));
+  });
+}
+
+TEST_F(Memory, ASiteThatRunsOutOfItNeitherThrowsNorSpoilsTheNextRecord) {
+  untilItSuffices(site, [this] {
+    EXPECT_THAT(standardError_.writes(), ElementsAre(EndsWith("\n")));
+    site();
+    EXPECT_THAT(standardError_.writes(), ElementsAre(EndsWith(" text " + longText + "\n")));
+  });
+}
+
+TEST_F(Memory, ASiteInsideAnotherThatRunsOutOfItLeavesTheOtherWhole) {
+  for (const int allocations : {0, 1, 2, 3, 4}) {
+    QK_LOG(LogLevel::Warning) << "outer " << runsWithin(allocations, site) << " end";
+    const auto writes = standardError_.writes();
+    ASSERT_EQ(writes.size(), 2U);
+    EXPECT_THAT(writes[1], AnyOf(EndsWith(" outer 0 end\n"), EndsWith(" outer 1 end\n")));
+  }
+}
+
+TEST_F(Memory, AHandlerThatRunsOutOfItKeepsTheRecordFromNoOther) {
+  const HandlerId greedy = AddHandler([](const Record& record) { std::string(record.text) += record.text; });
+  int arrived = 0;
+  const HandlerId modest = AddHandler([&arrived](const Record&) { ++arrived; });
+  EXPECT_FALSE(runsWithin(1, emit));
+  EXPECT_EQ(arrived, 1);
+  EXPECT_THAT(standardError_.writes(), ElementsAre("qk::logging: out of memory\n"));
+  RemoveHandler(greedy);
+  RemoveHandler(modest);
+}
+
+TEST_F(Memory, HandlersAreAddedAndRemovedOrLeftAsTheyWere) {
+  int arrived = 0;
+  std::optional<HandlerId> id;
+  const auto add = [&] {
+    try {
+      id = AddHandler([&arrived](const Record&) { ++arrived; });
+    } catch (const std::bad_alloc&) {
+      EXPECT_FALSE(id);
+    }
+  };
+  untilItSuffices(add, [&] {
+    arrived = 0;
+    emit();
+    EXPECT_EQ(arrived, id ? 1 : 0);
+  });
+  ASSERT_TRUE(id);
+
+  bool removed = false;
+  const auto remove = [&] {
+    try {
+      removed = RemoveHandler(*id);
+    } catch (const std::bad_alloc&) {
+      EXPECT_FALSE(removed);
+    }
+  };
+  untilItSuffices(remove, [&] {
+    arrived = 0;
+    emit();
+    EXPECT_EQ(arrived, removed ? 0 : 1);
+  });
+  EXPECT_TRUE(removed);
+}
+
+}  // namespace
+}  // namespace qk::logging

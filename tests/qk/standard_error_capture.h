@@ -1,0 +1,54 @@
+#pragma once
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace qk::logging {
+
+/// Takes the place of standard error while it lives and tells one write from the next: each is a packet of its own.
+class StandardErrorCapture {
+ public:
+  StandardErrorCapture() : original_(checked(::dup(STDERR_FILENO))) {
+    checked(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends_.data()));
+    checked(::dup2(ends_[0], STDERR_FILENO));
+  }
+  ~StandardErrorCapture() {
+    ::dup2(original_, STDERR_FILENO);
+    ::close(original_);
+    ::close(ends_[0]);
+    ::close(ends_[1]);
+  }
+  StandardErrorCapture(const StandardErrorCapture&) = delete;
+  StandardErrorCapture& operator=(const StandardErrorCapture&) = delete;
+
+  /// What each write since the last call wrote.
+  std::vector<std::string> writes() {
+    std::vector<std::string> writes;
+    std::array<char, 65536> packet;
+    for (;;) {
+      const ssize_t length = ::recv(ends_[1], packet.data(), packet.size(), MSG_DONTWAIT);
+      if (length <= 0) {
+        return writes;
+      }
+      writes.emplace_back(packet.data(), static_cast<std::size_t>(length));
+    }
+  }
+
+ private:
+  static int checked(int result) {
+    if (result < 0) {
+      throw std::system_error(errno, std::system_category());
+    }
+    return result;
+  }
+
+  const int original_;
+  std::array<int, 2> ends_{};
+};
+
+}  // namespace qk::logging

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "qk/logging/record.h"
+
+namespace qk::logging {
+
+class HandlerList;
+
+/// Takes each emitted record, on the thread that emits it and with no lock held. Several threads may be inside the same
+/// handler at once.
+///
+/// A handler may log, add and remove handlers, itself included. A record that it causes while it runs passes it by and
+/// goes to the others, so a handler that logs doesn't call itself for ever. If it throws, the other handlers still get
+/// the record and standard error gets one line that says so.
+using Handler = std::function<void(const Record&)>;
+using HandlerId = std::uint64_t;
+
+/// Hands the records emitted from now on to the handler, after those added before it. Any thread.
+/// Throws std::invalid_argument for an empty handler, std::bad_alloc; then nothing has been added.
+[[nodiscard]] HandlerId AddHandler(Handler handler);
+
+/// False: no such handler, or removed before. Any thread. A record that another thread is emitting at this moment may
+/// still reach the handler after the return; the callable is kept until then, and goes on whichever thread lets go of
+/// it last. Throws std::bad_alloc; then nothing has been removed.
+bool RemoveHandler(HandlerId id);
+
+/// Holds the handlers of one record, so that all of them get it whatever is added or removed meanwhile.
+///
+/// Threads: built, used and destroyed on one thread, the innermost first.
+class [[nodiscard]] HandlerPin {
+ public:
+  ~HandlerPin();
+  HandlerPin(const HandlerPin&) = delete;
+  HandlerPin& operator=(const HandlerPin&) = delete;
+
+ private:
+  friend HandlerPin ForceLockHandlers() noexcept;
+  friend std::shared_ptr<const HandlerList> takeHandlers() noexcept;
+
+  HandlerPin() noexcept;
+
+  std::shared_ptr<const HandlerList> handlers_;
+  HandlerPin* const outer_;
+};
+
+/// Pins the present handlers for the next record that this thread emits; further ones find their own. Holds no lock:
+/// handlers may be added and removed while the pin stands.
+HandlerPin ForceLockHandlers() noexcept;
+
+}  // namespace qk::logging

@@ -1,0 +1,37 @@
+#pragma once
+
+namespace qk::logging {
+
+/// How much a record matters: the higher the number, the more. The named levels leave room between them.
+class LogLevel {
+ public:
+  constexpr LogLevel(int number) : number_(number) {}
+  constexpr operator int() const { return number_; }
+
+  static const LogLevel Trace;
+  static const LogLevel Debug;
+  static const LogLevel Info;
+  static const LogLevel Warning;
+  static const LogLevel Error;
+
+ private:
+  int number_;
+};
+
+inline constexpr LogLevel LogLevel::Trace{0};
+inline constexpr LogLevel LogLevel::Debug{10};
+inline constexpr LogLevel LogLevel::Info{20};
+inline constexpr LogLevel LogLevel::Warning{30};
+inline constexpr LogLevel LogLevel::Error{40};
+
+/// The lowest level whose records are emitted; 30 at first. Read it with IsEnabled and write it with SetMinLogLevel
+/// where other threads may log: a plain access then races with theirs.
+extern int g_minLogLevel;
+
+/// Any thread, at any time. Sites that another thread has already entered still emit by the old threshold.
+void SetMinLogLevel(LogLevel level);
+
+/// Whether a site of this level emits at present. Any thread.
+inline bool IsEnabled(LogLevel level) { return level >= __atomic_load_n(&g_minLogLevel, __ATOMIC_RELAXED); }
+
+}  // namespace qk::logging

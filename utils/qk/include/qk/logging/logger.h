@@ -1,0 +1,64 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <string>
+
+#include "qk/logging/record.h"
+
+namespace qk::logging {
+
+/// Emits one record, whatever its level: the threshold is the log site's affair. Any thread; never throws.
+///
+/// The record goes to the handlers. One that no handler takes is written to standard error, as one line in one write:
+///
+///     2026-11-21 12:00:00.123456 [30] file.cpp:12 text
+///
+/// with the local time, then " | " and the extra text if there is one. Control characters and bytes that aren't UTF-8
+/// appear as \n, \x1b and the like, so a text can neither fake a second line nor drive the terminal.
+///
+/// A record that cannot be built for want of memory is lost, and standard error says so.
+///
+/// @param file null counts as empty; handlers may keep the pointer, so it should last as __FILE__ does
+void LogMessage(LogLevel level, unsigned int subCode, DecodeType decodeType,
+                const std::shared_ptr<const Source>& source, const char* file, int line, const std::string& text,
+                const std::string& extra) noexcept;
+
+/// The stream that this thread's Loggers write into: made on first use, gone when the thread is, usable from the
+/// destructors of statics and of thread-local objects. Empty while no Logger lives; leave writing to them.
+/// Throws std::bad_alloc, std::system_error if the system has no thread-specific key left.
+std::ostringstream& GetThreadLocalStream();
+
+/// Builds one record: what is streamed until the destructor is its text.
+///
+/// Threads: built, used and destroyed on one thread, the innermost first: one that is built while another lives on the
+///          same thread (a site in an operand of another site, or in a handler) leaves the other's text and formatting
+///          as they were.
+/// Errors:  the constructor throws as GetThreadLocalStream does; the destructor never. What the stream refuses (after a
+///          null char*, or for want of memory) is missing from the text; a record that cannot be built is lost, as
+///          LogMessage says. None of it reaches the next record, nor does formatting.
+class Logger {
+ public:
+  Logger(LogLevel level, unsigned int subCode, DecodeType decodeType, const std::shared_ptr<const Source>& source,
+         const char* file, int line, const std::string& extra);
+  ~Logger();
+  Logger(const Logger&) = delete;
+  Logger& operator=(const Logger&) = delete;
+
+  std::ostream& stream() { return stream_; }
+
+ private:
+  const LogLevel level_;
+  const unsigned int subCode_;
+  const DecodeType decodeType_;
+  const std::shared_ptr<const Source> source_;
+  const char* const file_;
+  const int line_;
+  const std::string extra_;
+
+  std::ostringstream& stream_;
+  std::optional<std::ostringstream> outer_;
+};
+
+}  // namespace qk::logging

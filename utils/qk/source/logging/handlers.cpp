@@ -1,0 +1,88 @@
+#include "qk/logging/handlers.h"
+
+#include <array>
+#include <cstddef>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include "logging/handler_list.h"
+
+namespace qk::logging {
+
+namespace {
+
+/// The process's one set of handlers.
+class Registry {
+ public:
+  /// Never destroyed, so that the destructors of statics may log.
+  static Registry& instance() noexcept {
+    alignas(Registry) static std::array<std::byte, sizeof(Registry)> storage;
+    static Registry& registry = *new (storage.data()) Registry;
+    return registry;
+  }
+
+  std::shared_ptr<const HandlerList> handlers() noexcept {
+    const std::lock_guard lock(mutex_);
+    return handlers_;
+  }
+
+  HandlerId add(Handler handler) {
+    // Declared before the lock: the list that is replaced may take a callable with it, whose destructor may log.
+    std::shared_ptr<const HandlerList> list;
+    const std::lock_guard lock(mutex_);
+    list = handlers_->with(lastId_ + 1, std::move(handler));
+    handlers_.swap(list);
+    return ++lastId_;
+  }
+
+  bool remove(HandlerId id) {
+    std::shared_ptr<const HandlerList> list;
+    const std::lock_guard lock(mutex_);
+    list = handlers_->without(id);
+    if (list == nullptr) {
+      return false;
+    }
+    handlers_.swap(list);
+    return true;
+  }
+
+ private:
+  std::mutex mutex_;
+  const HandlerList none_{};
+  // Guarded by mutex_. At first none_, not owned: to log needs no memory here.
+  std::shared_ptr<const HandlerList> handlers_{std::shared_ptr<const HandlerList>(), &none_};
+  HandlerId lastId_ = 0;
+};
+
+constinit thread_local HandlerPin* innermostPin = nullptr;
+
+}  // namespace
+
+HandlerId AddHandler(Handler handler) {
+  if (!handler) {
+    throw std::invalid_argument("qk::logging::AddHandler: empty handler");
+  }
+  return Registry::instance().add(std::move(handler));
+}
+
+bool RemoveHandler(HandlerId id) { return Registry::instance().remove(id); }
+
+HandlerPin::HandlerPin() noexcept : handlers_(Registry::instance().handlers()), outer_(innermostPin) {
+  innermostPin = this;
+}
+
+HandlerPin::~HandlerPin() { innermostPin = outer_; }
+
+HandlerPin ForceLockHandlers() noexcept { return {}; }
+
+std::shared_ptr<const HandlerList> takeHandlers() noexcept {
+  // A pin serves one record: what a handler emits while that one is being delivered finds the handlers of its own time.
+  if (innermostPin != nullptr && innermostPin->handlers_ != nullptr) {
+    return std::exchange(innermostPin->handlers_, nullptr);
+  }
+  return Registry::instance().handlers();
+}
+
+}  // namespace qk::logging

@@ -1,0 +1,86 @@
+#include "qk/logging/logger.h"
+
+#include <pthread.h>
+
+#include <cassert>
+#include <cerrno>
+#include <new>
+#include <system_error>
+#include <utility>
+
+#include "qk/logging/handlers.h"
+
+namespace qk::logging {
+
+namespace {
+
+constinit thread_local std::ostringstream* threadStream = nullptr;
+/// Whether a Logger lives on this thread.
+constinit thread_local bool lent = false;
+
+void destroyThreadStream(void* stream) {
+  delete static_cast<std::ostringstream*>(stream);
+  threadStream = nullptr;
+}
+
+/// A thread_local object would be destroyed before the statics and before some of the thread's other objects, all of
+/// which may log in their destructors. A key's value goes after all thread_local ones, and the main thread's never.
+pthread_key_t streamKey() {
+  static const pthread_key_t key = [] {
+    pthread_key_t made{};
+    if (const int error = ::pthread_key_create(&made, destroyThreadStream); error != 0) {
+      throw std::system_error(error, std::system_category(), "qk::logging: pthread_key_create");
+    }
+    return made;
+  }();
+  return key;
+}
+
+std::ostringstream* makeThreadStream() {
+  auto stream = std::make_unique<std::ostringstream>();
+  if (::pthread_setspecific(streamKey(), stream.get()) != 0) {
+    throw std::bad_alloc();
+  }
+  return stream.release();
+}
+
+}  // namespace
+
+std::ostringstream& GetThreadLocalStream() {
+  if (threadStream == nullptr) {
+    threadStream = makeThreadStream();
+  }
+  return *threadStream;
+}
+
+Logger::Logger(LogLevel level, unsigned int subCode, DecodeType decodeType, const std::shared_ptr<const Source>& source,
+               const char* file, int line, const std::string& extra)
+    : level_(level),
+      subCode_(subCode),
+      decodeType_(decodeType),
+      source_(source),
+      file_(file),
+      line_(line),
+      extra_(extra),
+      stream_(GetThreadLocalStream()) {
+  if (std::exchange(lent, true)) {
+    outer_.emplace().swap(stream_);
+  }
+}
+
+Logger::~Logger() {
+  assert(&stream_ == threadStream);
+  {
+    const HandlerPin pin = ForceLockHandlers();
+    LogMessage(level_, subCode_, decodeType_, source_, file_, line_, std::move(stream_).str(), extra_);
+  }
+  // A swap takes along all that a site may have changed: formatting, error state, locale, exception mask.
+  if (outer_) {
+    stream_.swap(*outer_);
+  } else {
+    std::ostringstream().swap(stream_);
+    lent = false;
+  }
+}
+
+}  // namespace qk::logging

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <netinet/in.h>
+
+#include <iosfwd>
+#include <string>
+
+#include "tovik/result.h"
+
+namespace tovik {
+
+/// An IPv4 socket address, host and port, printed as 10.0.0.5:1025.
+class Address {
+ public:
+  /// Any local host (0.0.0.0) with that port; port 0 stands for any free port.
+  explicit Address(unsigned short port = 0);
+  explicit Address(const sockaddr_in& native);
+  Address(const Address&) = default;
+  Address& operator=(const Address&) = default;
+  virtual ~Address() = default;
+
+  void extract_addr(in_addr* host) const { *host = native_.sin_addr; }
+  void insert_addr(const in_addr* host) { native_.sin_addr = *host; }
+
+  /// In host byte order.
+  unsigned short port() const;
+  void set_port(unsigned short port);
+
+  /// Takes four decimal numbers of 0 to 255 joined by dots and nothing else: no blanks, no leading zeros, no names.
+  /// On failure the host stays as it was.
+  Result set_host(const std::string& dotted);
+
+  /// Writes the dotted text of a host and its terminating NUL. Fails when size is too small: 16 always suffice.
+  static Result ntop(char* text, unsigned long size, const in_addr* host);
+
+  std::string printInet() const;
+  virtual void print(std::ostream& out) const;
+
+  const sockaddr_in& native() const { return native_; }
+
+  friend bool operator==(const Address& a, const Address& b);
+
+ private:
+  sockaddr_in native_{};
+};
+
+std::ostream& operator<<(std::ostream& out, const Address& address);
+
+}  // namespace tovik

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tovik/protocol.h"
+#include "tovik/result.h"
+#include "tovik/socket_options.h"
+
+namespace tovik {
+
+class Socket;
+class SocketCreationCallback;
+class Transport;
+class TransportCore;
+
+/// What clients and servers share: the transport that their connections belong to, and how their sockets are made.
+class ApplicationBase {
+ public:
+  virtual ~ApplicationBase() = default;
+
+  /// Makes a socket, through the transport's factory where it has one, sets its options and tells the callback, which
+  /// may be null.
+  virtual Result setupSocket(Socket& socket, SocketCreationCallback* callback);
+
+  const std::string& name() const { return name_; }
+
+ protected:
+  /// Null options: those of the transport's traits. keepAlive: TCP keep-alive probes on the connections.
+  ApplicationBase(Transport& transport, Protocol protocol, const std::string& name, bool keepAlive,
+                  const SocketOptions* options);
+
+  const std::shared_ptr<TransportCore> core_;
+  const Protocol protocol_;
+  const std::string name_;
+  const bool keepAlive_;
+  const SocketOptions options_;
+};
+
+}  // namespace tovik

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "tovik/buffer.h"
+
+namespace tovik {
+
+class Channel;
+class Multicast;
+
+/// Takes the data of a channel. The buffer and the bytes are valid during the call; multicast is null on TCP.
+/// On the transport's worker.
+class DataHandler {
+ public:
+  virtual ~DataHandler() = default;
+  virtual void onBuffer(Channel* channel, Buffer* buffer, Multicast* multicast) = 0;
+  virtual void onData(Channel* channel, const char* data, unsigned long size, Multicast* multicast) = 0;
+};
+
+/// A DataHandler that wants characters, not buffers.
+class CharHandler : public DataHandler {
+ public:
+  void onBuffer(Channel* channel, Buffer* buffer, Multicast* multicast) override {
+    onData(channel, buffer->curr(), buffer->remaining(), multicast);
+  }
+};
+
+}  // namespace tovik

@@ -1,0 +1,28 @@
+#pragma once
+
+namespace tovik {
+
+/// Where a unit of a byte stream ends.
+struct UnitEnd {
+  /// False: the bytes given hold no whole unit yet.
+  bool found = false;
+  /// When found: the size of the unit with its end mark. Else: how many leading bytes need not be shown again, so
+  /// that an unfinished unit is not searched from its start for every byte that arrives.
+  unsigned long size = 0;
+};
+
+/// Finds the units (lines, records) in a byte stream.
+class DataPacketizer {
+ public:
+  virtual ~DataPacketizer() = default;
+  virtual UnitEnd findEnd(const char* data, unsigned long size) = 0;
+};
+
+/// Finds Telnet lines (RFC 854, "The NVT printer"): only CR LF ends one; a lone CR, a lone LF and CR NUL are part of
+/// it.
+class TelnetPacketizer : public DataPacketizer {
+ public:
+  UnitEnd findEnd(const char* data, unsigned long size) override;
+};
+
+}  // namespace tovik

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "tovik/result.h"
+#include "tovik/worker_thread.h"
+
+namespace tovik {
+
+/// A dispatcher: a named group of worker threads that transports are spread over. Made by the DispatchStore.
+///
+/// Threads: any.
+class DispatchGenerator {
+ public:
+  explicit DispatchGenerator(std::string name) : name_(std::move(name)) {}
+
+  const std::string& name() const { return name_; }
+  Result start(unsigned workerCount);
+
+  /// The worker that serves the fewest transports; one more from now on.
+  WorkerThread& acquire();
+  /// A transport that the worker served is gone.
+  void release(const WorkerThread& worker);
+
+  /// Makes the workers end once no transport uses any of them; they end by themselves, nobody waits here.
+  void retire();
+  /// Whether no transport uses it and the caller is none of its workers: then it may be destroyed, which waits for
+  /// its workers' ends.
+  bool mayGo() const;
+
+ private:
+  struct Place {
+    std::unique_ptr<WorkerThread> worker;
+    unsigned long transports = 0;
+  };
+
+  void stopWorkers();
+
+  const std::string name_;
+  std::vector<Place> places_;  // its length is constant after start
+
+  mutable std::mutex mutex_;  // guards the counts of places_ and the members below
+  unsigned long transports_ = 0;
+  bool retired_ = false;
+};
+
+}  // namespace tovik

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <exception>
+#include <string>
+#include <utility>
+
+namespace tovik {
+
+/// An error that leaves no object behind: thrown by constructors only, everything else returns a Result.
+class Exception : public std::exception {
+ public:
+  explicit Exception(std::string message) : message_(std::move(message)) {}
+
+  const char* what() const noexcept override { return message_.c_str(); }
+
+  /// Throws a copy of the object, with its own type in derived classes that override it.
+  [[noreturn]] virtual void raise() const { throw *this; }
+
+ private:
+  std::string message_;
+};
+
+}  // namespace tovik

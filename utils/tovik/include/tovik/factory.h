@@ -1,0 +1,17 @@
+#pragma once
+
+#include "tovik/protocol.h"
+#include "tovik/result.h"
+#include "tovik/socket.h"
+
+namespace tovik {
+
+/// Makes a transport's sockets in place of the kernel: sockets opened by a privileged helper, say. Called on the
+/// thread that starts a connection or a listener; must outlive the transport.
+class Factory {
+ public:
+  virtual ~Factory() = default;
+  virtual Result makeSocket(Protocol protocol, Socket& socket) = 0;
+};
+
+}  // namespace tovik

@@ -1,0 +1,332 @@
+#pragma once
+
+/// An asynchronous FTP client (RFC 959): one Controller a session, one FTPclient that is told of every outcome.
+///
+/// Threads:   a session's events and all its FTPclient callbacks come on one worker thread of the framework, one after
+///            another. The Controller's operations may be called from inside those callbacks, or by one host thread at
+///            a time while no reply is outstanding; stop and the destructor by any thread at any moment.
+/// Callbacks: anything is allowed inside one: the next command, stop, destroying the Controller itself.
+
+#include <netinet/in.h>
+#include <qk/logging/logging.h>
+
+#include <cstdint>
+#include <iosfwd>
+#include <memory>
+#include <ostream>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tovik/address.h"
+#include "tovik/consumer.h"
+#include "tovik/data_handler.h"
+#include "tovik/data_packetizer.h"
+#include "tovik/result.h"
+#include "tovik/send_destination.h"
+#include "tovik/server.h"
+#include "tovik/sockbuf.h"
+#include "tovik/transport.h"
+
+namespace tovik::ftp {
+
+class Controller;
+class DataConnection;
+
+/// A reply code (RFC 959, 4.2), digit by digit.
+struct code_t {
+  std::int16_t first = 0;   // 1 to 5 when parsed
+  std::int16_t second = 0;  // 0 to 5 when parsed
+  std::int16_t third = 0;   // 0 to 9 when parsed
+
+  friend bool operator==(const code_t&, const code_t&) = default;
+};
+
+/// Prints the three digits, such as 530.
+std::ostream& operator<<(std::ostream& out, const code_t& code);
+
+/// Where and as whom to log in. Texts are sent as they stand: a line end in one would be two commands.
+struct connection_data_t {
+  Address server;        // the control connection's remote end
+  Address local;         // the local interface; its host is announced for active-mode data connections
+  std::string user;      // for USER
+  std::string password;  // for PASS, when the server asks; stands in clear in the log at level 0
+  std::string account;   // for ACCT, when the server asks
+};
+
+/// What a host implements to be told of a session's outcomes.
+///
+/// Threads:   every operation is called on the session's worker thread; onNlstFailed and onRetrieveFailed also from
+///            inside getNlst and getFile, on the calling thread, when the data connection can't be set up; and
+///            onDisconnected from inside stop and the destructor.
+/// Ownership: arguments are valid during the call only, except the content of onRetrieve, which the client owns.
+/// Callbacks: those that end a command come when the controller is idle again, so the next one may start inside them.
+class FTPclient {
+ public:
+  virtual ~FTPclient() = default;
+
+  /// The login has succeeded. A login that the server refuses is not reported.
+  virtual void onConnected() = 0;
+  /// The control connection has ended, or could not be made. A command in progress stays so.
+  virtual void onDisconnected() = 0;
+  virtual void onPwd(const std::string& directory) = 0;
+  virtual void onPwdFailed(const std::string& text) = 0;
+  virtual void onCwd(const std::string& text) = 0;
+  virtual void onCwdFailed(const std::string& text) = 0;
+  virtual void onCdup(const std::string& text) = 0;
+  virtual void onCdupFailed(const std::string& text) = 0;
+  virtual void onNlst(const std::vector<std::string>& names, const std::string& text) = 0;
+  virtual void onNlstFailed(const std::string& text) = 0;
+  /// content: all that the data connection delivered, byte for byte; the client deletes it. May be null.
+  virtual void onRetrieve(const std::string& fileName, const std::string& text, std::string* content) = 0;
+  virtual void onRetrieveFailed(const std::string& fileName, const std::string& text) = 0;
+};
+
+/// Which command's reply the interpreter awaits. 0 to 3 belong to the login, the rest to the session after it.
+enum class pending_e : std::int32_t { none, user, password, account, port, passive, pwd, cwd, cdup, nlst, retr, quit };
+
+/// The consumer of the control connection: cuts and reads the server's replies, logs in by itself, interprets each
+/// reply against the command that awaits it, and writes commands. Part of a Controller, which it tells the outcomes.
+///
+/// Threads: the events and onInput on the session's worker; sendCommand by whoever may call the Controller.
+class ProtocolInterpreter : public Consumer, public TelnetPacketizer, public CharHandler {
+ public:
+  explicit ProtocolInterpreter(Controller& owner);
+  ~ProtocolInterpreter() override;
+
+  bool getDataAggregator(Channel* up, DataAggregator*& aggregator) override;
+  void onNewConduit(Conduit* conduit) override;
+  void onConduitInactive(Conduit* conduit) override;
+  void onChannelUp(Channel* up) override;
+  void onChannelDown(Channel* down, int direction) override;
+
+  /// Takes one line of the control connection.
+  void onData(Channel* from, const char* data, unsigned long size, Multicast* multicast) override;
+
+  /// Writes one command line; the line end is added here. Nothing is checked, and without a connection nothing sent.
+  void sendCommand(const std::string& text) {
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: [FTP] " << text;
+    const SendDestination destination(channel);
+    sockbuf buffer(destination, nullptr);
+    std::ostream(&buffer) << text << "\r\n";
+  }
+
+  /// Reads the reply code at the head of a line (RFC 959, 4.2). A minus sign after it sets continued, anything else
+  /// leaves continued as it was. rest: what follows, trimmed. False when the line begins with no valid code.
+  static bool parseReturnCode(const std::string& line, code_t& code, bool& continued, std::string& rest);
+
+  /// Acts on one complete reply: a command, an event of the controller, the end of the connection, or a log line.
+  void onInput(const code_t& code, const std::vector<std::string>& lines);
+
+  /// Address to host-port text, as in the argument of PORT (RFC 959, 4.1.2): h1,h2,h3,h4,p1,p2.
+  static Result convertAddr(const Address& address, std::string& text);
+  /// Host-port text to address. Runs of commas count as one; the port's numbers are not checked for their range.
+  static Result convertAddr(const std::string& text, Address& address);
+
+ private:
+  friend class Controller;
+
+  using Lines = std::vector<std::string>;
+  using Action = void (ProtocolInterpreter::*)(const std::string& text, const Lines& lines);
+  struct Rule;
+
+  static const char* word(pending_e command);
+  static std::span<const Rule> rules(pending_e command);
+
+  void continueReply(bool valid, const code_t& code, const std::string& rest);
+  void bringDown();
+
+  void wait(const std::string& text, const Lines& lines);
+  void sendUser(const std::string& text, const Lines& lines);
+  void sendPassword(const std::string& text, const Lines& lines);
+  void sendAccount(const std::string& text, const Lines& lines);
+  void logIn(const std::string& text, const Lines& lines);
+  void refuseLogin(const std::string& text, const Lines& lines);
+  void noteNotImplemented(const std::string& text, const Lines& lines);
+  void logOut(const std::string& text, const Lines& lines);
+  template <void (Controller::*event)(bool, const std::string&), bool ok>
+  void report(const std::string& text, const Lines& lines);
+  void handOverPassiveAddress(const std::string& text, const Lines& lines);
+  void reportPassiveFailure(const std::string& text, const Lines& lines);
+  void noteRestartMarker(const std::string& text, const Lines& lines);
+  void endSession(const std::string& text, const Lines& lines);
+
+  std::int32_t replyState = 0;    // 0: the next line begins a reply; 1: inside a multi-line reply
+  code_t replyCode;               // of the multi-line reply in progress
+  Lines replyLines;               // texts of the reply being gathered, or of the last one
+  std::int32_t sessionState = 0;  // 0: not logged in; 1: logged in
+  pending_e pending = pending_e::none;
+  Controller& controller;
+  Channel* channel = nullptr;  // the last one that came up
+};
+
+/// The consumer of one transfer's data connections: makes one by listening (active mode) or by connecting (passive
+/// mode), gathers what arrives, and hands it to the controller when the channel goes down.
+///
+/// Ownership: the controller's; given back with Transport::retire.
+class DataConnector : public Consumer, public ConsumerGenerator, public CharHandler {
+ public:
+  explicit DataConnector(Controller& owner);
+  ~DataConnector() override;
+
+  /// Listens; on success address becomes what it listens on. A listener of an earlier call is replaced.
+  Result initActive(Address& address);
+  /// Begins to connect from a local address to the server's data address.
+  Result initPassive(const Address& remote, const Address& local);
+
+  bool getDataAggregator(Channel* up, DataAggregator*& aggregator) override;
+  void onConduitInactive(Conduit* conduit) override;
+  void onChannelUp(Channel* up) override;
+  void onChannelDown(Channel* down, int direction) override;
+  Consumer* getConsumer() override;
+  void onData(Channel* from, const char* data, unsigned long size, Multicast* multicast) override;
+
+ private:
+  Controller& controller;
+  DataConnection* server = nullptr;  // owned
+  Channel* channel = nullptr;        // the last one that came up
+  std::string* received = nullptr;   // owned; null until the first byte, and again once handed over
+};
+
+/// The listener of an active-mode data connection; whoever connects is served by its connector.
+class DataConnection : public Server {
+ public:
+  DataConnection(DataConnector& connector, Transport& transport);
+  ~DataConnection() override;
+};
+
+/// One FTP session: takes one command at a time and tells the client each outcome.
+///
+/// Ownership: borrows the client and the thread callbacks, which outlive it. A file that is still held when the
+///            controller is destroyed, because a failed transfer left it or its end is outstanding, is not freed.
+/// Errors:    operations return a Result at once; one that finds another command in progress fails with that
+///            command's name and " still active", and changes nothing. A command whose reply never comes keeps the
+///            controller busy; there is no time-out.
+class Controller {
+ public:
+  /// The command in progress. The numbers stand in the log.
+  enum class cmd_e : int { none, pwd, cwd, cdup, nlst, retr, quit };
+
+  /// dispatcherName: where the session runs; when there is no such dispatcher, number 0 serves. transportSetting:
+  /// Traits::first_byte_limit_s of the session's transport; 0 sets no limit. callbacks may be null. Throws Exception
+  /// "ftp control: no dispatcher" when there is none at all.
+  Controller(const connection_data_t& connectionData, FTPclient* ftpClient, const std::string& dispatcherName,
+             int transportSetting, ThreadCallbacks* callbacks);
+  Controller(const Controller&) = delete;
+  Controller& operator=(const Controller&) = delete;
+  /// Stops, so onDisconnected may come from inside. May be called from inside a callback.
+  ~Controller();
+
+  /// Begins to connect; the login follows by itself, and onConnected or onDisconnected tells its end.
+  Result start();
+  /// Ends every connection of the session; onDisconnected has come when it returns.
+  Result stop();
+
+  Result getPwd();
+  Result changeCwd(const std::string& directory);
+  Result cdUp();
+  /// Lists the current directory. usePassive: PASV, else PORT. Success even when the data connection can't be set up:
+  /// the failure has then been reported to the client from inside the call.
+  Result getNlst(bool usePassive);
+  /// Retrieves a file whole; the rest as for getNlst. The name is sent as it stands.
+  Result getFile(const std::string& name, bool usePassive);
+  /// Sends QUIT. No command is taken afterwards.
+  Result sendLogout();
+
+  // Events of the interpreter and of the data connector, on the session's worker. Not for hosts.
+  void onControlUp();
+  void onControlDown();
+  void onError();
+  void onPwd(bool ok, const std::string& text);
+  void onCwd(bool ok, const std::string& text);
+  void onCdup(bool ok, const std::string& text);
+  void onNlst(bool ok, const std::string& text);
+  void onRetrieve(bool ok, const std::string& text);
+  void onPort(bool ok, const std::string& text);
+  void onPassiveSuccess(const Address& server);
+  void onPassiveFailure(const std::string& text);
+  void onDataUp();
+  void onDataReceived(std::string* data);
+  void onDataDown();
+
+ private:
+  friend class ProtocolInterpreter;
+  friend class DataConnector;
+
+  Result refuseBusy() const;
+  void prepareCommand(cmd_e cmd);
+  void send(pending_e awaited, const std::string& text);
+  void startDataConnection(bool usePassive);
+  void announceListener();
+  void processDataConnection();
+  void processNlst();
+  void processRetrieve();
+
+  ProtocolInterpreter interpreter;  // first: it is given the controller before anything else exists
+  FTPclient* client;
+  Transport* transport;  // owned
+  connection_data_t connection;
+  DataConnector* dataConnector;  // owned, through the transport
+  in_addr localAddr;
+  bool passive;  // this, replyOk and replyReceived are set by each transfer before they are read
+  cmd_e command;
+  bool replyOk;
+  std::string replyText;
+  bool replyReceived;
+  std::string* received;  // owned until handed to the client
+  std::string fileName;
+};
+
+/// The stock client: logs each outcome, asks for the directory once logged in, lists after every successful PWD and
+/// CWD, and logs out when a change of directory fails. The host gives it its controller before start.
+class FileRetriever : public FTPclient {
+ public:
+  explicit FileRetriever(bool usePassive) : passive(usePassive) {}
+
+  void setController(Controller* driven) { controller = driven; }
+
+  void onConnected() override { static_cast<void>(controller->getPwd()); }
+  void onDisconnected() override {}
+  void onPwd(const std::string& directory) override {
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: Current Directory: " << directory;
+    static_cast<void>(controller->getNlst(passive));
+  }
+  void onPwdFailed(const std::string& text) override {
+    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: Current Directory failed: " << text;
+  }
+  void onCwd(const std::string& text) override {
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: Change Directory: " << text;
+    static_cast<void>(controller->getNlst(passive));
+  }
+  void onCwdFailed(const std::string& text) override {
+    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: Change Directory failed: " << text;
+    static_cast<void>(controller->sendLogout());
+  }
+  void onCdup(const std::string& text) override {
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: Change to Parent Directory: " << text;
+  }
+  void onCdupFailed(const std::string& text) override {
+    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: Change to Parent Directory failed: " << text;
+    static_cast<void>(controller->sendLogout());
+  }
+  void onNlst(const std::vector<std::string>& names, const std::string& text) override {
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: Directory Listing: " << text;
+    for (const auto& name : names) QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: Directory Entry: " << name;
+  }
+  void onNlstFailed(const std::string& text) override {
+    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: Directory Listing failed: " << text;
+  }
+  void onRetrieve(const std::string& fileName, const std::string& text, std::string* content) override {
+    const std::unique_ptr<std::string> owned(content);
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: Retrieve " << fileName << ": " << text;
+  }
+  void onRetrieveFailed(const std::string& fileName, const std::string& text) override {
+    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: Retrieve " << fileName << " failed: " << text;
+  }
+
+ protected:
+  Controller* controller = nullptr;
+  bool passive;
+};
+
+}  // namespace tovik::ftp

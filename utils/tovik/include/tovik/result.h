@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+namespace tovik {
+
+/// The outcome of an operation that can fail: a flag and, on failure, a text for people that names what failed.
+struct [[nodiscard]] Result {
+  bool ok = false;
+  std::string message;
+
+  explicit operator bool() const { return ok; }
+};
+
+/// What every operation that succeeded returns a copy of.
+inline const Result Success{true, {}};
+
+inline Result failure(std::string message) { return Result{false, std::move(message)}; }
+
+}  // namespace tovik

@@ -1,0 +1,19 @@
+#pragma once
+
+namespace tovik {
+
+class Channel;
+
+/// Where a sockbuf sends to: a channel, or nowhere when it is null.
+class SendDestination {
+ public:
+  explicit SendDestination(Channel* channel) : channel_(channel) {}
+  void send(const char* data, unsigned long size) const;
+  /// Something that should have been sent is lost: the connection can't go on.
+  void fail() const;
+
+ private:
+  Channel* channel_;
+};
+
+}  // namespace tovik

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <array>
+#include <streambuf>
+#include <string>
+
+#include "tovik/buffer.h"
+#include "tovik/send_destination.h"
+
+namespace tovik {
+
+/// A stream buffer that sends what is written through it, in one piece, when it is flushed or destroyed.
+///
+/// Ownership: borrows the destination and the buffer. With a buffer the text is gathered there first, without one in
+///            the sockbuf itself; text that outgrows either is gathered on the heap.
+/// Errors:    when memory runs out nothing of the piece is sent and the connection is ended: half a command must
+///            never reach a server.
+class sockbuf : public std::streambuf {
+ public:
+  sockbuf(const SendDestination& destination, Buffer* buffer);
+  sockbuf(const sockbuf&) = delete;
+  sockbuf& operator=(const sockbuf&) = delete;
+  ~sockbuf() override;
+
+ protected:
+  int_type overflow(int_type character) override;
+  int sync() override;
+
+ private:
+  const SendDestination& destination_;
+  std::array<char, 512> own_;
+  std::string outgrown_;
+  bool lost_ = false;
+};
+
+}  // namespace tovik

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "tovik/address.h"
+#include "tovik/descriptor.h"
+#include "tovik/protocol.h"
+#include "tovik/result.h"
+#include "tovik/socket_options.h"
+
+namespace tovik {
+
+/// A non-blocking socket, closed on exec. Failures name the call and the address.
+///
+/// Threads: none of its own; whoever owns it sees to that.
+class Socket {
+ public:
+  /// What recv, send and sendFile give besides a count of bytes.
+  enum Outcome : long { wouldBlock = -1, failed = -2 };
+
+  Socket() = default;
+  explicit Socket(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
+
+  int number() const { return descriptor_.number(); }
+  bool isOpen() const { return descriptor_.isOpen(); }
+  void close() { descriptor_.close(); }
+
+  Result open(Protocol protocol);
+  Result apply(const SocketOptions& options, bool keepAlive);
+
+  /// Binds the local end of a connection that will be made; any host with port 0 needs no call at all. Port 0 is
+  /// chosen only when connecting, so that connections to different servers can share local ports.
+  Result bindToConnect(const Address& local);
+  /// Starts to connect. Fails when the kernel already knows that it is refused.
+  Result connect(const Address& remote);
+  /// The error that ended the attempt to connect, 0 when it succeeded.
+  int takeError();
+
+  Result listen(const Address& local);
+  /// Takes one waiting connection; errno tells why when none was taken.
+  bool accept(Socket& connection, Address& remote);
+
+  /// Address 0.0.0.0:0 when the kernel gives none.
+  Address localAddress() const;
+  Address remoteAddress() const;
+
+  /// The count of bytes moved, 0 at the peer's end of data, or an Outcome.
+  long recv(char* data, unsigned long size);
+  long send(const char* data, unsigned long size);
+  /// Moves bytes straight from a file; advances offset.
+  long sendFile(int file, long& offset, unsigned long size);
+
+ private:
+  Descriptor descriptor_;
+};
+
+}  // namespace tovik

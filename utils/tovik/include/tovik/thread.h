@@ -1,0 +1,57 @@
+#pragma once
+
+#include <condition_variable>
+#include <iosfwd>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "tovik/result.h"
+
+namespace tovik {
+
+/// One thread of the system that runs `run` until told to stop.
+///
+/// Threads:   start, join and kill by one owner at a time; stop, is_running and print by any thread.
+/// Ownership: the most derived class that overrides anything that `run` calls ends the thread in its destructor.
+class Thread {
+ public:
+  explicit Thread(std::string name);
+  Thread(const Thread&) = delete;
+  Thread& operator=(const Thread&) = delete;
+  virtual ~Thread();
+
+  /// Fails when the thread is running already or the system gives no thread.
+  virtual Result start();
+  /// Asks `run` to return; does not wait.
+  virtual void stop();
+  /// Waits until `run` has returned, at most limit_ms milliseconds (-1: until it has). False when the limit passed,
+  /// or on the thread itself, which can't wait for its own end.
+  virtual bool join(int limit_ms);
+  /// stop and join(-1).
+  virtual void kill();
+  virtual bool is_running() const;
+  virtual void print(std::ostream& out) const;
+
+  /// The thread's work. It returns soon after stopping has become true, which it reads with isSet.
+  virtual void run(const volatile bool& stopping) = 0;
+
+ protected:
+  static bool isSet(const volatile bool& flag) { return __atomic_load_n(&flag, __ATOMIC_ACQUIRE); }
+
+ private:
+  void main();
+  void setRunning(bool running);
+
+  const std::string name_;
+  std::thread thread_;
+  volatile bool stopping_ = false;
+
+  mutable std::mutex mutex_;  // guards running_
+  std::condition_variable ended_;
+  bool running_ = false;
+};
+
+std::ostream& operator<<(std::ostream& out, const Thread& thread);
+
+}  // namespace tovik

@@ -1,0 +1,17 @@
+#pragma once
+
+namespace tovik {
+
+class WorkerThread;
+
+/// Tells the owner of a transport when its worker begins and ends serving it; both are called on the worker, as a
+/// pair, around all the transport's events. onThreadStop has returned before ~Transport has. An exception that
+/// leaves one of them is logged and goes no further.
+class ThreadCallbacks {
+ public:
+  virtual ~ThreadCallbacks() = default;
+  virtual void onThreadStart(WorkerThread& worker) = 0;
+  virtual void onThreadStop(WorkerThread& worker) = 0;
+};
+
+}  // namespace tovik

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <optional>
+
+#include "tovik/event_handler.h"
+
+namespace tovik {
+
+/// The deadlines of one worker. Time is handed in, so that a test can move it.
+///
+/// Threads:   the worker's only.
+/// Ownership: borrows the handlers; a handler cancels its timers before it goes.
+class TimerQueue {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+  using Timers = std::multimap<Time, EventHandler*>;
+  using Id = Timers::iterator;
+
+  Id add(Time deadline, EventHandler& handler) { return timers_.emplace(deadline, &handler); }
+  /// Valid once, and not after the timer has fired.
+  void cancel(Id id) { timers_.erase(id); }
+  std::optional<Time> next() const;
+  /// Calls onTimer for each deadline that is not later than now; a timer is gone before it is called.
+  void fire(Time now);
+
+ private:
+  Timers timers_;
+};
+
+}  // namespace tovik

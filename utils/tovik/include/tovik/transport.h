@@ -1,0 +1,63 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <tr1/functional>
+
+#include "tovik/factory.h"
+#include "tovik/thread_callbacks.h"
+#include "tovik/traits.h"
+
+namespace tovik {
+
+class Consumer;
+class DispatchGenerator;
+class TransportCore;
+class WorkerThread;
+
+/// A set of connections that live on one worker thread, so that no two of their events ever overlap.
+///
+/// Threads:   made and used by any thread; destroyed by any thread, from inside an event of its own too.
+/// Ownership: owns its connections; borrows the callbacks and the factory, which outlive it.
+class Transport {
+ public:
+  /// Pins the transport to the worker of the dispatcher that serves the fewest. `onWorker` is called once, on the
+  /// worker, before the first event. Callbacks and factory may be null, the function and the name empty. Throws
+  /// Exception without a dispatcher.
+  Transport(DispatchGenerator* dispatcher, Traits traits, ThreadCallbacks* callbacks, Factory* factory,
+            std::tr1::function<void(WorkerThread*)> onWorker, const std::string& name);
+  Transport(const Transport&) = delete;
+  Transport& operator=(const Transport&) = delete;
+  /// Ends every connection and tells its consumer. Afterwards no event of this transport is running or will run,
+  /// save the one that it is destroyed from.
+  ~Transport();
+
+  /// Ends every connection there is at this moment and returns when each consumer has been told: on the worker the
+  /// events come from inside the call, else within limit_ms milliseconds (-1: until done). False when the limit
+  /// passed; the connections then end later.
+  bool deactivateAllConduits(int limit_ms);
+
+  /// Runs f on the worker, between two events, and returns when it has run: see WorkerThread::call. f may destroy the
+  /// transport.
+  void call(const std::function<void()>& f);
+
+  /// Takes a consumer's ownership and destroys it: at once, on this thread, when none of its events is running and
+  /// none of its connections is left, after ending those where this is the worker; otherwise on the worker, as soon
+  /// as the running event has returned. No event that has not begun reaches it any more. Null does nothing.
+  void retire(Consumer* consumer);
+
+  /// Expires when the transport begins to be destroyed: how a handler finds out that what it called destroyed the
+  /// session.
+  std::weak_ptr<const void> life() const { return life_; }
+
+  /// For endpoints: what their connections are added to.
+  const std::shared_ptr<TransportCore>& core() const { return core_; }
+
+ private:
+  DispatchGenerator* const dispatcher_;
+  std::shared_ptr<TransportCore> core_;
+  std::shared_ptr<const void> life_;
+};
+
+}  // namespace tovik

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "tovik/buffer.h"
+#include "tovik/descriptor.h"
+#include "tovik/event_handler.h"
+#include "tovik/result.h"
+#include "tovik/thread.h"
+#include "tovik/timer_queue.h"
+
+namespace tovik {
+
+/// One event loop on one thread. It knows descriptors, turns and timers; what they mean is its handlers' affair.
+///
+/// Threads: schedule, post, call, isCurrent and bytesReceived by any thread; the rest on the worker itself.
+/// Errors:  an exception that leaves a handler is logged at level 30 and the loop goes on.
+class WorkerThread : private Thread {
+ public:
+  explicit WorkerThread(const std::string& name);
+  ~WorkerThread() override;
+
+  Result start() override;
+  void stop() override;
+  using Thread::join;
+
+  bool isCurrent() const { return current_ == this; }
+  /// Debug builds end the program, naming both threads, when called on any other thread.
+  void requireCurrent() const;
+
+  /// Calls the handler's onReady(0) in a turn of the loop to come; once, however often it was asked for before that.
+  /// In the order of asking. Allocates nothing.
+  void schedule(std::shared_ptr<EventHandler> handler) noexcept;
+  /// Runs a function on the worker in a turn to come.
+  void post(std::function<void()> task);
+  /// Runs f on the worker, between two handlers, and returns when it has run; at once on the worker itself. An
+  /// exception that leaves f reaches the caller. A worker that calls another one goes on running what it is itself
+  /// called for while it waits: two that call each other do not wait for ever. Allocates nothing.
+  void call(const std::function<void()>& f);
+
+  /// Calls the handler whenever the descriptor's readiness changes (edge-triggered), until it is closed. The handler
+  /// stays alive until `bury` has been called for it.
+  Result watch(int descriptor, EventHandler& handler);
+  TimerQueue& timers() { return timers_; }
+  /// Keeps what a handler that ends may still be reached by until the turn is over.
+  void bury(std::shared_ptr<EventHandler> handler) noexcept;
+
+  /// Where the worker's connections receive; what stands in it is whole until the handler that asked for it returns.
+  Buffer receiveBuffer();
+  void countReceived(unsigned long bytes);
+
+  /// Of all connections that this worker ever served.
+  unsigned long long bytesReceived() const { return bytesReceived_.load(std::memory_order_relaxed); }
+
+ private:
+  /// Handlers in order of asking, linked through themselves so that asking allocates nothing.
+  struct Chain {
+    std::shared_ptr<EventHandler> first;
+    EventHandler* last = nullptr;
+  };
+
+  /// A function that some thread waits for; on that thread's stack.
+  struct Call {
+    const std::function<void()>& f;
+    bool done = false;
+    std::exception_ptr failure = nullptr;
+    Call* next = nullptr;
+  };
+
+  void run(const volatile bool& stopping) override;
+  void turn();
+  void await(const Call& call);
+  bool runNextCall();
+  int waitLimit();
+  void runScheduled();
+  void letGoOfBuried();
+  void wake();
+  template <class Task>
+  void guarded(Task&& task) noexcept;
+
+  static thread_local WorkerThread* current_;
+  static std::mutex callsMutex_;  // guards every worker's calls_ and every Call; calls are rare, and cross workers
+  static std::condition_variable callsChanged_;
+
+  Descriptor epoll_;
+  Descriptor wakeUp_;
+
+  std::mutex mutex_;  // guards scheduled_
+  Chain scheduled_;
+  Call* calls_ = nullptr;
+
+  TimerQueue timers_;
+  std::vector<char> receiveStorage_;
+  std::shared_ptr<EventHandler> buried_;  // linked through themselves too: ending must not fail for want of memory
+  std::atomic<unsigned long long> bytesReceived_{0};
+};
+
+}  // namespace tovik

@@ -1,0 +1,28 @@
+#include "tovik/application_base.h"
+
+#include "tovik/consumer.h"
+#include "tovik/factory.h"
+#include "tovik/socket.h"
+#include "tovik/transport.h"
+#include "transport_core.h"
+
+namespace tovik {
+
+ApplicationBase::ApplicationBase(Transport& transport, Protocol protocol, const std::string& name, bool keepAlive,
+                                 const SocketOptions* options)
+    : core_(transport.core()),
+      protocol_(protocol),
+      name_(name),
+      keepAlive_(keepAlive),
+      options_(options != nullptr ? *options : core_->traits()) {}
+
+Result ApplicationBase::setupSocket(Socket& socket, SocketCreationCallback* callback) {
+  Factory* const factory = core_->factory();
+  if (Result made = factory != nullptr ? factory->makeSocket(protocol_, socket) : socket.open(protocol_); !made)
+    return made;
+  if (Result set = socket.apply(options_, keepAlive_); !set) return set;
+  if (callback != nullptr) callback->onNewSocket(socket);
+  return Success;
+}
+
+}  // namespace tovik

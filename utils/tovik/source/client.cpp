@@ -1,0 +1,26 @@
+#include "tovik/client.h"
+
+#include <new>
+#include <utility>
+
+#include "tovik/consumer.h"
+#include "tovik/socket.h"
+#include "transport_core.h"
+
+namespace tovik {
+
+Client::Client(Transport& transport, Protocol protocol, Consumer& consumer, const std::string& name, bool keep_alive,
+               SocketOptions* options)
+    : ApplicationBase(transport, protocol, name, keep_alive, options), consumer_(consumer) {}
+
+Result Client::setup_and_connect(const Address& remote, const Address& local, int limit_ms) try {
+  Socket socket;
+  if (Result set = setupSocket(socket, &consumer_); !set) return set;
+  if (Result bound = socket.bindToConnect(local); !bound) return bound;
+  if (Result connecting = socket.connect(remote); !connecting) return connecting;
+  return core_->addConduit(std::move(socket), false, consumer_, name_, limit_ms);
+} catch (const std::bad_alloc&) {
+  return failure("out of memory");
+}
+
+}  // namespace tovik

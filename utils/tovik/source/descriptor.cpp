@@ -1,0 +1,11 @@
+#include "tovik/descriptor.h"
+
+#include "system.h"
+
+namespace tovik {
+
+void Descriptor::close() {
+  if (number_ >= 0) sys::close(std::exchange(number_, -1));
+}
+
+}  // namespace tovik

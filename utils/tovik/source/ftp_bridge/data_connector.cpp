@@ -1,0 +1,63 @@
+#include <utility>
+
+#include "tovik/channel.h"
+#include "tovik/client.h"
+#include "tovik/data_aggregator.h"
+#include "tovik/ftp_bridge/ftp_bridge.h"
+
+namespace tovik::ftp {
+
+DataConnector::DataConnector(Controller& owner) : controller(owner) {}
+
+// The controller may be gone by now: a connector whose handler destroyed the session goes after that handler.
+DataConnector::~DataConnector() {
+  if (server != nullptr) static_cast<void>(server->stopListening(-1));
+  delete server;
+  if (channel != nullptr) channel->bringDown();
+  delete received;
+}
+
+Result DataConnector::initActive(Address& address) {
+  delete std::exchange(server, nullptr);
+  server = new DataConnection(*this, *controller.transport);
+  if (Result listening = server->startListening(address); !listening) return listening;
+  address = server->address();
+  return Success;
+}
+
+Result DataConnector::initPassive(const Address& remote, const Address& local) {
+  Client connecting(*controller.transport, Protocol::tcp, *this, "data_connection", false, nullptr);
+  return connecting.setup_and_connect(remote, local, -1);
+}
+
+bool DataConnector::getDataAggregator(Channel* up, DataAggregator*& aggregator) {
+  aggregator = new SimpleAggregator(up, this);
+  return true;
+}
+
+Consumer* DataConnector::getConsumer() { return this; }
+
+void DataConnector::onChannelUp(Channel* up) {
+  channel = up;
+  controller.onDataUp();
+}
+
+void DataConnector::onData(Channel* /*from*/, const char* data, unsigned long size, Multicast* /*multicast*/) {
+  if (received == nullptr)
+    received = new std::string(data, size);
+  else
+    received->append(data, size);
+}
+
+void DataConnector::onChannelDown(Channel* /*down*/, int /*direction*/) {
+  std::unique_ptr<std::string> gathered(std::exchange(received, nullptr));
+  if (gathered == nullptr) gathered = std::make_unique<std::string>();
+  // The client hears of the transfer's end in here, and may destroy the session.
+  const std::weak_ptr<const void> session = controller.transport->life();
+  controller.onDataReceived(gathered.release());
+  if (!session.expired()) controller.onDataDown();
+}
+
+void DataConnector::onConduitInactive(Conduit* /*conduit*/) {}
+
+}  // namespace tovik::ftp

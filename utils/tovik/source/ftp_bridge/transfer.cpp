@@ -1,0 +1,72 @@
+#include <utility>
+
+#include "listing.h"
+#include "tovik/ftp_bridge/ftp_bridge.h"
+
+// A transfer has ended when two things have happened, in either order: the server's final reply has come, and the data
+// connection has ended. Whichever comes second reports. The client's callback is the last act of each path, and is
+// given copies: its next command clears the members, and the destructor frees them.
+
+namespace tovik::ftp {
+
+Result Controller::getNlst(bool usePassive) {
+  if (command != cmd_e::none) return refuseBusy();
+  QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller getting directory listing";
+  prepareCommand(cmd_e::nlst);
+  startDataConnection(usePassive);
+  return Success;
+}
+
+Result Controller::getFile(const std::string& name, bool usePassive) {
+  if (command != cmd_e::none) return refuseBusy();
+  QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller getting file " << name;
+  prepareCommand(cmd_e::retr);
+  fileName = name;
+  startDataConnection(usePassive);
+  return Success;
+}
+
+void Controller::onNlst(bool ok, const std::string& text) {
+  replyOk = ok;
+  replyText = text;
+  if (received != nullptr) return processNlst();
+  replyReceived = true;
+}
+
+void Controller::onRetrieve(bool ok, const std::string& text) {
+  replyOk = ok;
+  replyText = text;
+  if (received != nullptr) return processRetrieve();
+  replyReceived = true;
+}
+
+void Controller::onDataReceived(std::string* data) {
+  if (data == nullptr)
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller received 0 bytes";
+  else
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller " << static_cast<int>(command) << " received "
+                                         << data->size() << " bytes";
+  delete std::exchange(received, data);
+  if (command == cmd_e::nlst && replyReceived) return processNlst();
+  if (command == cmd_e::retr && replyReceived) processRetrieve();
+}
+
+void Controller::processNlst() {
+  command = cmd_e::none;
+  const std::string text = replyText;
+  if (!replyOk) return client->onNlstFailed(text);
+  if (received == nullptr) return client->onNlstFailed("no data");
+  const std::vector<std::string> names = splitListing(*received);
+  delete std::exchange(received, nullptr);
+  client->onNlst(names, text);
+}
+
+void Controller::processRetrieve() {
+  command = cmd_e::none;
+  const std::string name = fileName;
+  const std::string text = replyText;
+  if (!replyOk) return client->onRetrieveFailed(name, text);
+  client->onRetrieve(name, text, std::exchange(received, nullptr));
+}
+
+}  // namespace tovik::ftp

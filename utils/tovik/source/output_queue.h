@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tovik/descriptor.h"
+
+namespace tovik {
+
+class Socket;
+
+/// What has been sent on a channel and not been taken by the kernel yet, in order. Not thread-safe.
+class OutputQueue {
+ public:
+  enum class Outcome { drained, blocked, more, failed };
+
+  bool isEmpty() const { return pieces_.empty(); }
+  void add(const char* data, unsigned long size);
+  void addFile(Descriptor file, long offset, unsigned long size);
+
+  /// Hands over what the kernel takes, at most `budget` bytes: `more` says that it would take more.
+  Outcome writeTo(Socket& socket, unsigned long budget);
+
+ private:
+  /// Bytes, or a stretch of a file where that is open.
+  struct Piece {
+    std::string bytes;
+    Descriptor file;
+    long offset = 0;
+    unsigned long remaining = 0;
+  };
+
+  static long write(Socket& socket, Piece& piece, unsigned long size);
+
+  std::vector<Piece> pieces_;
+};
+
+}  // namespace tovik

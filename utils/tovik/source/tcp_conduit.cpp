@@ -1,0 +1,261 @@
+#include "tcp_conduit.h"
+
+#include <qk/logging/logging.h>
+#include <sys/epoll.h>
+
+#include <algorithm>
+#include <chrono>
+#include <mutex>
+#include <new>
+#include <utility>
+
+#include "consumer_record.h"
+#include "handler_exception.h"
+#include "system_error.h"
+#include "tcp_channel.h"
+#include "tovik/consumer.h"
+#include "tovik/data_aggregator.h"
+#include "tovik/socket_dir.h"
+#include "tovik/worker_thread.h"
+
+namespace tovik {
+
+namespace {
+
+// One connection gives way to the others of its worker after this much.
+constexpr int receivesPerTurn = 16;
+constexpr unsigned long sentPerTurn = 4UL << 20U;
+
+constexpr int noEnd = -1;
+static_assert(noEnd != dirPeer && noEnd != dirLocal && noEnd != dirFailed);
+
+}  // namespace
+
+TcpConduit::TcpConduit(std::shared_ptr<TransportCore> core, std::shared_ptr<ConsumerRecord> record, Socket socket,
+                       bool connected, std::string name, unsigned long long number, int connectLimit_ms)
+    : core_(std::move(core)),
+      record_(std::move(record)),
+      name_(std::move(name)),
+      number_(number),
+      accepted_(connected),
+      connectLimit_ms_(connectLimit_ms),
+      begunAt_(std::chrono::steady_clock::now()),
+      socket_(std::move(socket)),
+      requestedEnd_(noEnd) {}
+
+TcpConduit::~TcpConduit() = default;
+
+void TcpConduit::onReady(unsigned events) {
+  const auto self = shared_from_this();
+  try {
+    if (stage_ == Stage::fresh) begin();
+    advance(events);
+  } catch (...) {
+    logHandlerException(name_.c_str());
+    end(dirFailed);
+  }
+}
+
+void TcpConduit::begin() {
+  stage_ = Stage::connecting;
+  if (const Result watched = core_->worker().watch(socket_.number(), *this); !watched) {
+    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name_ << ": " << watched.message;
+    return end(dirFailed);
+  }
+  limitWait();
+  newTold_ = true;
+  tell([this](Consumer& consumer) { consumer.onNewConduit(this); });
+  if (accepted_ && stage_ == Stage::connecting) becomeUp();
+}
+
+void TcpConduit::advance(unsigned events) {
+  if (stage_ == Stage::connecting && (events & (EPOLLOUT | EPOLLERR | EPOLLHUP)) != 0) finishConnecting();
+  if (stage_ == Stage::up) {
+    if ((events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0) peerEnded_ = true;
+    // Where sending failed, what the peer sent before (why it closed, say) may still be there to receive.
+    const int requested = requestedEnd_.load(std::memory_order_acquire);
+    if ((events & ~unsigned{EPOLLOUT}) != 0 || receivesOn_ || requested == dirFailed) receive();
+  }
+  if (stage_ == Stage::up) writeMore();
+  const int requested = requestedEnd_.load(std::memory_order_acquire);
+  if (requested != noEnd) end(requested);
+}
+
+void TcpConduit::finishConnecting() {
+  const int error = socket_.takeError();
+  if (error == 0) return becomeUp();
+  QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name_ << ": " << describeError("connect", error);
+  end(dirFailed);
+}
+
+void TcpConduit::becomeUp() {
+  stage_ = Stage::up;
+  limitWait();
+  channel_ = std::make_shared<TcpChannel>(*this, core_->traits().max_unit_bytes);
+  record_->addChannel(channel_);
+  tell([this](Consumer& consumer) { consumer.onConduitActive(this); });
+  if (stage_ == Stage::up) makeAggregator();
+  if (stage_ == Stage::up) tell([this](Consumer& consumer) { consumer.onNewChannel(channel_.get()); });
+  if (stage_ != Stage::up) return;
+  upTold_ = true;
+  tell([this](Consumer& consumer) { consumer.onChannelUp(channel_.get()); });
+}
+
+void TcpConduit::makeAggregator() {
+  DataAggregator* made = nullptr;
+  bool given = false;
+  tell([&](Consumer& consumer) { given = consumer.getDataAggregator(channel_.get(), made); });
+  aggregator_.reset(made);
+  if ((!given || made == nullptr) && stage_ == Stage::up) end(dirFailed);
+}
+
+void TcpConduit::receive() {
+  receivesOn_ = false;
+  for (int i = 0; i < receivesPerTurn; ++i) {
+    Buffer buffer = core_->worker().receiveBuffer();
+    const long received = receiveInto(buffer);
+    if (received == Socket::wouldBlock) return;
+    if (received <= 0) return end(received == 0 ? dirPeer : dirFailed);
+    const auto size = static_cast<unsigned long>(received);
+    handOn(Buffer(buffer.curr(), size));
+    if (!delivers()) return;
+    // The socket is empty; what arrives from now on is a new edge. Not so when its end was seen: that edge is used up.
+    if (size < buffer.remaining() && !peerEnded_) return;
+  }
+  receivesOn_ = true;
+  core_->worker().schedule(shared_from_this());
+}
+
+long TcpConduit::receiveInto(Buffer& buffer) {
+  const std::lock_guard lock(channel_->mutex());
+  return socket_.recv(buffer.curr(), buffer.remaining());
+}
+
+void TcpConduit::handOn(Buffer buffer) {
+  core_->worker().countReceived(buffer.remaining());
+  if (!std::exchange(anyReceived_, true)) endLimit();
+  if (delivers()) tell([&](Consumer& /*consumer*/) { aggregator_->handleBuffer(&buffer, nullptr); });
+}
+
+bool TcpConduit::delivers() const {
+  return stage_ == Stage::up && upTold_ && !muted_ && !silenced_ && !record_->isRetired();
+}
+
+void TcpConduit::send(const char* data, unsigned long size) {
+  if (endsWhenSent_) return;
+  long sent = output_.isEmpty() ? socket_.send(data, size) : 0;
+  if (sent == Socket::wouldBlock) sent = 0;
+  if (sent < 0) return requestEnd(dirFailed);
+  const auto taken = static_cast<unsigned long>(sent);
+  try {
+    if (taken < size) output_.add(data + taken, size - taken);
+  } catch (const std::bad_alloc&) {
+    requestEnd(dirFailed);
+  }
+}
+
+void TcpConduit::sendFile(Descriptor file, long offset, unsigned long size) {
+  if (endsWhenSent_) return;
+  try {
+    output_.addFile(std::move(file), offset, size);
+    core_->worker().schedule(shared_from_this());
+  } catch (const std::bad_alloc&) {
+    requestEnd(dirFailed);
+  }
+}
+
+void TcpConduit::endWhenSent() {
+  endsWhenSent_ = true;
+  if (output_.isEmpty()) requestEnd(dirLocal);
+}
+
+void TcpConduit::writeMore() {
+  const std::lock_guard lock(channel_->mutex());
+  if (output_.isEmpty()) return;
+  switch (output_.writeTo(socket_, sentPerTurn)) {
+    case OutputQueue::Outcome::failed:
+      return requestEnd(dirFailed);
+    case OutputQueue::Outcome::more:
+      return core_->worker().schedule(shared_from_this());
+    case OutputQueue::Outcome::drained:
+      if (endsWhenSent_) requestEnd(dirLocal);
+      return;
+    case OutputQueue::Outcome::blocked:
+      return;
+  }
+}
+
+void TcpConduit::requestEnd(int direction) noexcept {
+  int none = noEnd;
+  requestedEnd_.compare_exchange_strong(none, direction, std::memory_order_acq_rel);
+  if (direction == dirLocal && core_->worker().isCurrent()) muted_ = true;
+  core_->worker().schedule(shared_from_this());
+}
+
+void TcpConduit::end(int direction) {
+  const auto self = shared_from_this();
+  if (stage_ != Stage::ended) {
+    stage_ = Stage::ended;
+    endLimit();
+    closeSocket();
+    core_->worker().bury(self);
+  }
+  if (!std::exchange(newTold_, true)) tell([this](Consumer& consumer) { consumer.onNewConduit(this); });
+  if (upTold_ && !std::exchange(downTold_, true))
+    tell([&](Consumer& consumer) { consumer.onChannelDown(channel_.get(), direction); });
+  if (std::exchange(inactiveTold_, true)) return;
+  core_->removeConduit(place_);
+  tell([this](Consumer& consumer) { consumer.onConduitInactive(this); });
+  core_->letGo(record_);
+}
+
+void TcpConduit::closeSocket() {
+  if (channel_ == nullptr) return socket_.close();
+  const std::lock_guard lock(channel_->mutex());
+  output_.writeTo(socket_, sentPerTurn);
+  socket_.close();
+  channel_->detach();
+}
+
+/// Arms the nearest of the limits that hold in this stage.
+void TcpConduit::limitWait() {
+  endLimit();
+  std::optional<TimerQueue::Time> deadline;
+  const int firstByte_s = core_->traits().first_byte_limit_s;
+  if (firstByte_s > 0 && !anyReceived_) deadline = begunAt_ + std::chrono::seconds(firstByte_s);
+  if (stage_ == Stage::connecting && connectLimit_ms_ >= 0) {
+    const auto connected = begunAt_ + std::chrono::milliseconds(connectLimit_ms_);
+    deadline = deadline ? std::min(*deadline, connected) : connected;
+  }
+  if (deadline) limit_ = core_->worker().timers().add(*deadline, *this);
+}
+
+void TcpConduit::endLimit() {
+  if (limit_) core_->worker().timers().cancel(*limit_);
+  limit_.reset();
+}
+
+void TcpConduit::onTimer() {
+  limit_.reset();
+  QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name_ << ": "
+                                         << (stage_ == Stage::up ? "nothing received" : "not connected")
+                                         << " within the time limit";
+  end(dirLocal);
+}
+
+/// Calls the consumer, unless it has been given back or has thrown in an earlier event of this conduit.
+template <class Event>
+void TcpConduit::tell(Event&& event) {
+  if (silenced_ || !record_->hold()) return;
+  core_->begin();
+  try {
+    event(record_->consumer());
+  } catch (...) {
+    silenced_ = true;
+    logHandlerException(name_.c_str());
+    core_->endConduitsSoon();
+  }
+  core_->letGo(record_);
+}
+
+}  // namespace tovik

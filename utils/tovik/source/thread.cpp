@@ -1,0 +1,76 @@
+#include "tovik/thread.h"
+
+#include <chrono>
+#include <ostream>
+#include <system_error>
+#include <utility>
+
+#include "system_error.h"
+
+namespace tovik {
+
+Thread::Thread(std::string name) : name_(std::move(name)) {}
+
+Thread::~Thread() {
+  // Only a thread that ends itself, inside a handler that destroyed it, is still joinable here.
+  if (thread_.joinable()) thread_.detach();
+}
+
+Result Thread::start() {
+  if (is_running()) return failure("thread " + name_ + " is running already");
+  if (thread_.joinable()) thread_.join();
+  __atomic_store_n(&stopping_, false, __ATOMIC_RELEASE);
+  setRunning(true);
+  try {
+    thread_ = std::thread(&Thread::main, this);
+  } catch (const std::system_error& error) {
+    setRunning(false);
+    return systemFailure("thread " + name_, error.code().value());
+  }
+  return Success;
+}
+
+void Thread::stop() { __atomic_store_n(&stopping_, true, __ATOMIC_RELEASE); }
+
+bool Thread::join(int limit_ms) {
+  if (!thread_.joinable()) return true;
+  if (thread_.get_id() == std::this_thread::get_id()) return false;
+  if (limit_ms >= 0) {
+    std::unique_lock lock(mutex_);
+    if (!ended_.wait_for(lock, std::chrono::milliseconds(limit_ms), [this] { return !running_; })) return false;
+  }
+  thread_.join();
+  return true;
+}
+
+void Thread::kill() {
+  stop();
+  join(-1);
+}
+
+bool Thread::is_running() const {
+  const std::lock_guard lock(mutex_);
+  return running_;
+}
+
+void Thread::print(std::ostream& out) const {
+  out << "thread " << name_ << (is_running() ? ", running" : ", not running");
+}
+
+void Thread::main() {
+  run(stopping_);
+  setRunning(false);
+}
+
+void Thread::setRunning(bool running) {
+  const std::lock_guard lock(mutex_);
+  running_ = running;
+  ended_.notify_all();
+}
+
+std::ostream& operator<<(std::ostream& out, const Thread& thread) {
+  thread.print(out);
+  return out;
+}
+
+}  // namespace tovik

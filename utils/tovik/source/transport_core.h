@@ -1,0 +1,94 @@
+#pragma once
+
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <tr1/functional>
+#include <unordered_map>
+
+#include "tovik/event_handler.h"
+#include "tovik/result.h"
+#include "tovik/traits.h"
+
+namespace tovik {
+
+class Consumer;
+class ConsumerRecord;
+class Factory;
+class Socket;
+class TcpConduit;
+class ThreadCallbacks;
+class WorkerThread;
+
+/// The part of a transport that lives on for as long as one of its events is on a stack.
+///
+/// Threads: addConduit, schedule, retire and endConduitsSoon by any thread; the rest on the worker.
+class TransportCore final : public EventHandler, public std::enable_shared_from_this<TransportCore> {
+ public:
+  using OnWorker = std::tr1::function<void(WorkerThread*)>;
+  using Conduits = std::list<std::shared_ptr<TcpConduit>>;
+
+  TransportCore(WorkerThread& worker, const Traits& traits, ThreadCallbacks* callbacks, Factory* factory,
+                OnWorker onWorker, std::string name);
+  ~TransportCore();
+
+  WorkerThread& worker() const { return worker_; }
+  const Traits& traits() const { return traits_; }
+  Factory* factory() const { return factory_; }
+
+  /// Takes over a socket that is connecting, or connected already, for a consumer. limit_ms as in Client.
+  Result addConduit(Socket socket, bool connected, Consumer& consumer, const std::string& name, int limit_ms);
+  /// Forgets a conduit whose consumer has been told everything.
+  void removeConduit(Conduits::iterator place) noexcept;
+
+  /// Asks for a turn of the handler on the worker; false once the transport is closed.
+  bool schedule(std::shared_ptr<EventHandler> handler);
+
+  void retire(Consumer& consumer);
+  /// Gives back a hold on a consumer, and destroys it if that was a retired one's last.
+  void letGo(const std::shared_ptr<ConsumerRecord>& record);
+
+  /// The transport's first turn, before its first event.
+  void begin();
+  void onReady(unsigned /*events*/) override { begin(); }
+
+  /// Ends every connection there is now, and has told its consumer when it returns.
+  void endConduits();
+  void endConduitsOf(const ConsumerRecord& record);
+  /// Ends every connection as failed, each in a turn of its own.
+  void endConduitsSoon() noexcept;
+
+  /// Ends everything and takes nothing new.
+  void close();
+
+ private:
+  /// A consumer whose destructor is running on some thread: nothing may be added for it any more.
+  struct Leaving {
+    const Consumer* consumer;
+    Leaving* next;
+  };
+
+  std::shared_ptr<ConsumerRecord> findRecord(Consumer& consumer) const;
+  std::shared_ptr<ConsumerRecord> recordFor(Consumer& consumer);
+  void endConduits(const ConsumerRecord* record);
+  std::shared_ptr<TcpConduit> firstConduit(unsigned long long upTo, const ConsumerRecord* record);
+
+  WorkerThread& worker_;
+  const Traits traits_;
+  ThreadCallbacks* const callbacks_;
+  Factory* const factory_;
+  const std::string name_;
+
+  OnWorker onWorker_;  // the worker's alone, as begun_
+  bool begun_ = false;
+
+  std::mutex mutex_;  // guards the members below; never held while a consumer is called
+  bool closed_ = false;
+  unsigned long long conduitsAdded_ = 0;
+  Conduits conduits_;
+  std::unordered_map<Consumer*, std::shared_ptr<ConsumerRecord>> records_;
+  Leaving* leaving_ = nullptr;  // linked through the stacks of the threads that destroy: that must not need memory
+};
+
+}  // namespace tovik

@@ -1,0 +1,236 @@
+#include "tovik/worker_thread.h"
+
+#include <pthread.h>
+#include <qk/logging/logging.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "handler_exception.h"
+#include "system.h"
+#include "system_error.h"
+
+namespace tovik {
+
+namespace {
+
+constexpr unsigned long receiveBufferBytes = 256UL << 10U;
+constexpr int eventsPerTurn = 64;
+
+/// A function in the dress of a handler.
+class PostedTask final : public EventHandler {
+ public:
+  explicit PostedTask(std::function<void()> task) : task_(std::move(task)) {}
+  void onReady(unsigned /*events*/) override { task_(); }
+
+ private:
+  const std::function<void()> task_;
+};
+
+/// sendfile has no flag that keeps a closed connection from raising SIGPIPE in the host.
+void blockBrokenPipeSignal() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+}  // namespace
+
+thread_local WorkerThread* WorkerThread::current_ = nullptr;
+std::mutex WorkerThread::callsMutex_;
+std::condition_variable WorkerThread::callsChanged_;
+
+WorkerThread::WorkerThread(const std::string& name) : Thread(name) {}
+
+WorkerThread::~WorkerThread() { WorkerThread::kill(); }
+
+Result WorkerThread::start() {
+  epoll_ = Descriptor(sys::epoll_create());
+  if (!epoll_.isOpen()) return systemFailure("epoll_create");
+  wakeUp_ = Descriptor(sys::eventfd());
+  if (!wakeUp_.isOpen()) return systemFailure("eventfd");
+  // Edge-triggered: each wake-up is a new edge, and nobody needs to read the counter.
+  if (sys::epoll_add(epoll_.number(), wakeUp_.number(), EPOLLIN | EPOLLET, nullptr) != 0)
+    return systemFailure("epoll_add");
+  return Thread::start();
+}
+
+void WorkerThread::stop() {
+  Thread::stop();
+  wake();
+}
+
+void WorkerThread::requireCurrent() const {
+#ifndef NDEBUG
+  if (isCurrent()) return;
+  std::fprintf(stderr, "called on thread %lx, which is not the worker thread of what was called (%p)\n", pthread_self(),
+               static_cast<const void*>(this));
+  std::abort();
+#endif
+}
+
+void WorkerThread::schedule(std::shared_ptr<EventHandler> handler) noexcept {
+  if (handler->scheduled_.exchange(true, std::memory_order_acq_rel)) return;
+  bool wasEmpty = false;
+  {
+    const std::lock_guard lock(mutex_);
+    wasEmpty = scheduled_.last == nullptr;
+    EventHandler* const last = handler.get();
+    (wasEmpty ? scheduled_.first : scheduled_.last->next_) = std::move(handler);
+    scheduled_.last = last;
+  }
+  if (wasEmpty && !isCurrent()) wake();
+}
+
+void WorkerThread::post(std::function<void()> task) { schedule(std::make_shared<PostedTask>(std::move(task))); }
+
+void WorkerThread::call(const std::function<void()>& f) {
+  if (isCurrent()) return f();
+  Call call{f};
+  {
+    const std::lock_guard lock(callsMutex_);
+    Call** last = &calls_;
+    while (*last != nullptr) last = &(*last)->next;
+    *last = &call;
+    callsChanged_.notify_all();
+  }
+  wake();
+  await(call);
+  if (call.failure) std::rethrow_exception(call.failure);
+}
+
+void WorkerThread::await(const Call& call) {
+  WorkerThread* const self = current_;
+  for (;;) {
+    {
+      std::unique_lock lock(callsMutex_);
+      callsChanged_.wait(lock, [&] { return call.done || (self != nullptr && self->calls_ != nullptr); });
+      if (call.done) return;
+    }
+    self->runNextCall();
+  }
+}
+
+bool WorkerThread::runNextCall() {
+  Call* call = nullptr;
+  {
+    const std::lock_guard lock(callsMutex_);
+    if (calls_ == nullptr) return false;
+    call = std::exchange(calls_, calls_->next);
+  }
+  std::exception_ptr failure;
+  try {
+    call->f();
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  // With the lock held: once it is free the waiting thread may be gone, and the call with it.
+  const std::lock_guard lock(callsMutex_);
+  call->failure = failure;
+  call->done = true;
+  callsChanged_.notify_all();
+  return true;
+}
+
+Result WorkerThread::watch(int descriptor, EventHandler& handler) {
+  requireCurrent();
+  const unsigned everything = EPOLLIN | EPOLLOUT | EPOLLRDHUP | EPOLLET;
+  return sys::epoll_add(epoll_.number(), descriptor, everything, &handler) == 0 ? Success : systemFailure("epoll_add");
+}
+
+void WorkerThread::bury(std::shared_ptr<EventHandler> handler) noexcept {
+  requireCurrent();
+  handler->buried_ = std::move(buried_);
+  buried_ = std::move(handler);
+}
+
+Buffer WorkerThread::receiveBuffer() {
+  receiveStorage_.resize(receiveBufferBytes);
+  return {receiveStorage_.data(), receiveStorage_.size()};
+}
+
+void WorkerThread::countReceived(unsigned long bytes) {
+  bytesReceived_.store(bytesReceived_.load(std::memory_order_relaxed) + bytes, std::memory_order_relaxed);
+}
+
+void WorkerThread::run(const volatile bool& stopping) {
+  current_ = this;
+  blockBrokenPipeSignal();
+  while (!isSet(stopping)) turn();
+  current_ = nullptr;
+}
+
+void WorkerThread::turn() {
+  // 1. Wait until a descriptor is ready, somebody asks for a turn, or the next deadline.
+  std::array<epoll_event, eventsPerTurn> events;
+  const int count = sys::epoll_wait(epoll_.number(), events.data(), eventsPerTurn, waitLimit());
+  // 2. Tell the handlers of the ready descriptors.
+  for (int i = 0; i < count; ++i) {
+    const auto& event = events[static_cast<unsigned>(i)];
+    if (event.data.ptr == nullptr) continue;
+    guarded([&event] { static_cast<EventHandler*>(event.data.ptr)->onReady(event.events); });
+  }
+  // 3. Run what other threads wait for, then the handlers that asked for a turn.
+  while (runNextCall()) {
+  }
+  runScheduled();
+  // 4. Tell the handlers whose time has come.
+  guarded([this] { timers_.fire(std::chrono::steady_clock::now()); });
+  // 5. Let go of the handlers that ended in this turn: none of its events can reach them any more.
+  letGoOfBuried();
+}
+
+int WorkerThread::waitLimit() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (scheduled_.last != nullptr) return 0;
+  }
+  const auto deadline = timers_.next();
+  if (!deadline) return -1;
+  // Rounded up: a deadline must never be met early, and a rest under a millisecond must not spin.
+  const auto rest = std::chrono::ceil<std::chrono::milliseconds>(*deadline - std::chrono::steady_clock::now()).count();
+  return static_cast<int>(std::clamp<long>(rest, 0, INT_MAX));
+}
+
+/// Only what was asked for before this turn: a handler that asks for the next turn must not keep the others waiting.
+void WorkerThread::runScheduled() {
+  Chain chain;
+  {
+    const std::lock_guard lock(mutex_);
+    std::swap(chain, scheduled_);
+  }
+  while (chain.first != nullptr) {
+    const std::shared_ptr<EventHandler> handler = std::move(chain.first);
+    chain.first = std::move(handler->next_);
+    handler->scheduled_.exchange(false, std::memory_order_acq_rel);
+    guarded([&handler] { handler->onReady(0); });
+  }
+}
+
+void WorkerThread::letGoOfBuried() {
+  while (buried_ != nullptr) {
+    const std::shared_ptr<EventHandler> handler = std::move(buried_);
+    buried_ = std::move(handler->buried_);
+  }
+}
+
+void WorkerThread::wake() { sys::signal_eventfd(wakeUp_.number()); }
+
+template <class Task>
+void WorkerThread::guarded(Task&& task) noexcept {
+  try {
+    task();
+  } catch (...) {
+    logHandlerException("worker thread");
+  }
+}
+
+}  // namespace tovik
