@@ -25,7 +25,8 @@ using HandlerId = std::uint64_t;
 
 /// False: no such handler, or removed before. Any thread. A record that another thread is emitting at this moment may
 /// still reach the handler after the return; the callable is kept until then, and goes on whichever thread lets go of
-/// it last. Throws std::bad_alloc; then nothing has been removed.
+/// it last. So it should share what it uses, not borrow it from the one that removes it.
+/// Throws std::bad_alloc; then nothing has been removed.
 bool RemoveHandler(HandlerId id);
 
 /// Holds the handlers of one record, so that all of them get it whatever is added or removed meanwhile.
