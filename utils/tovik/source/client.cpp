@@ -3,9 +3,9 @@
 #include <new>
 #include <utility>
 
+#include "consumer_hold.h"
 #include "tovik/consumer.h"
 #include "tovik/socket.h"
-#include "transport_core.h"
 
 namespace tovik {
 
@@ -14,11 +14,13 @@ Client::Client(Transport& transport, Protocol protocol, Consumer& consumer, cons
     : ApplicationBase(transport, protocol, name, keep_alive, options), consumer_(consumer) {}
 
 Result Client::setup_and_connect(const Address& remote, const Address& local, int limit_ms) try {
+  const ConsumerHold hold(*core_, consumer_);
+  if (!hold) return failure("no connection for " + name_ + ": its consumer or its transport is gone");
   Socket socket;
   if (Result set = setupSocket(socket, &consumer_); !set) return set;
   if (Result bound = socket.bindToConnect(local); !bound) return bound;
   if (Result connecting = socket.connect(remote); !connecting) return connecting;
-  return core_->addConduit(std::move(socket), false, consumer_, name_, limit_ms);
+  return core_->addConduit(std::move(socket), false, hold.record(), name_, limit_ms);
 } catch (const std::bad_alloc&) {
   return failure("out of memory");
 }

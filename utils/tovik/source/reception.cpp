@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "consumer_hold.h"
 #include "handler_exception.h"
 #include "tovik/consumer.h"
 #include "tovik/socket.h"
@@ -29,18 +30,21 @@ void Reception::close() {
 void Reception::admit(Socket connection) {
   if (!beginAsking()) return;
   try {
-    Consumer* const consumer = generator_->getConsumer();
-    if (consumer != nullptr) {
-      consumer->onNewSocket(connection);
-      const std::lock_guard lock(mutex_);
-      const Result added =
-          open_ ? core_->addConduit(std::move(connection), true, *consumer, name_, -1) : failure("stopped listening");
-      if (!added) QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: " << name_ << ": " << added.message;
-    }
+    if (Consumer* const consumer = generator_->getConsumer()) handOver(std::move(connection), *consumer);
   } catch (...) {
     logHandlerException(name_.c_str());
   }
   endAsking();
+}
+
+void Reception::handOver(Socket connection, Consumer& consumer) {
+  const ConsumerHold hold(*core_, consumer);
+  if (!hold) return;
+  consumer.onNewSocket(connection);
+  const std::lock_guard lock(mutex_);
+  const Result added =
+      open_ ? core_->addConduit(std::move(connection), true, hold.record(), name_, -1) : failure("stopped listening");
+  if (!added) QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: " << name_ << ": " << added.message;
 }
 
 bool Reception::beginAsking() {

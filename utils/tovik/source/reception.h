@@ -7,6 +7,7 @@
 
 namespace tovik {
 
+class Consumer;
 class ConsumerGenerator;
 class Socket;
 class TransportCore;
@@ -27,6 +28,7 @@ class Reception {
   void admit(Socket connection);
 
  private:
+  void handOver(Socket connection, Consumer& consumer);
   bool beginAsking();
   void endAsking() noexcept;
 

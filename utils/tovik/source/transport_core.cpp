@@ -25,12 +25,21 @@ TransportCore::TransportCore(WorkerThread& worker, const Traits& traits, ThreadC
 
 TransportCore::~TransportCore() = default;
 
-Result TransportCore::addConduit(Socket socket, bool connected, Consumer& consumer, const std::string& name,
-                                 int limit_ms) {
+std::shared_ptr<ConsumerRecord> TransportCore::hold(Consumer& consumer) {
+  const std::lock_guard lock(mutex_);
+  if (closed_) return nullptr;
+  auto record = recordFor(consumer);
+  return record != nullptr && record->hold() ? record : nullptr;
+}
+
+void TransportCore::letGo(const std::shared_ptr<ConsumerRecord>& record) {
+  if (record->letGo()) destroy(record->consumer(), std::unique_lock(mutex_));
+}
+
+Result TransportCore::addConduit(Socket socket, bool connected, const std::shared_ptr<ConsumerRecord>& record,
+                                 const std::string& name, int limit_ms) {
   const std::lock_guard lock(mutex_);
   if (closed_) return failure("transport " + name_ + " is closed");
-  const auto record = recordFor(consumer);
-  if (record == nullptr) return failure("the consumer of " + name + " has been given back");
   const auto conduit = std::make_shared<TcpConduit>(shared_from_this(), record, std::move(socket), connected, name,
                                                     ++conduitsAdded_, limit_ms);
   conduits_.push_back(conduit);
@@ -58,31 +67,23 @@ bool TransportCore::schedule(std::shared_ptr<EventHandler> handler) {
 void TransportCore::retire(Consumer& consumer) {
   std::unique_lock lock(mutex_);
   const auto record = findRecord(consumer);
-  if (record == nullptr || record->retire()) {
-    Leaving self{&consumer, leaving_};
-    leaving_ = &self;
-    records_.erase(&consumer);
-    lock.unlock();
-    delete &consumer;
-    lock.lock();
-    Leaving** link = &leaving_;
-    while (*link != &self) link = &(*link)->next;
-    *link = self.next;
-    return;
-  }
+  if (record == nullptr || record->retire()) return destroy(consumer, std::move(lock));
   if (!worker_.isCurrent()) return worker_.schedule(record);
   lock.unlock();
   endConduitsOf(*record);
 }
 
-void TransportCore::letGo(const std::shared_ptr<ConsumerRecord>& record) {
-  if (!record->letGo()) return;
-  Consumer* const consumer = &record->consumer();
-  {
-    const std::lock_guard lock(mutex_);
-    records_.erase(consumer);
-  }
-  delete consumer;
+/// With the lock, but not around the destructor: that may wait for other threads, and use the transport.
+void TransportCore::destroy(Consumer& consumer, std::unique_lock<std::mutex> lock) {
+  Leaving self{&consumer, leaving_};
+  leaving_ = &self;
+  records_.erase(&consumer);
+  lock.unlock();
+  delete &consumer;
+  lock.lock();
+  Leaving** link = &leaving_;
+  while (*link != &self) link = &(*link)->next;
+  *link = self.next;
 }
 
 void TransportCore::begin() {
@@ -120,10 +121,11 @@ void TransportCore::close() {
     const std::lock_guard lock(mutex_);
     closed_ = true;
   }
+  // The turn that was to begin it may still be to come, when the callbacks are gone.
+  begin();
   endConduits();
-  if (!begun_ || callbacks_ == nullptr) return;
   try {
-    callbacks_->onThreadStop(worker_);
+    if (callbacks_ != nullptr) callbacks_->onThreadStop(worker_);
   } catch (...) {
     logHandlerException("transport stop");
   }

@@ -23,7 +23,7 @@ class WorkerThread;
 
 /// The part of a transport that lives on for as long as one of its events is on a stack.
 ///
-/// Threads: addConduit, schedule, retire and endConduitsSoon by any thread; the rest on the worker.
+/// Threads: hold, letGo, addConduit, schedule, retire and endConduitsSoon by any thread; the rest on the worker.
 class TransportCore final : public EventHandler, public std::enable_shared_from_this<TransportCore> {
  public:
   using OnWorker = std::tr1::function<void(WorkerThread*)>;
@@ -37,8 +37,15 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   const Traits& traits() const { return traits_; }
   Factory* factory() const { return factory_; }
 
+  /// Keeps a consumer from going while something is done for it: see ConsumerHold. Null when it has been given back or
+  /// the transport is closed.
+  std::shared_ptr<ConsumerRecord> hold(Consumer& consumer);
+  /// Gives a hold back, and destroys the consumer if that was the last one of a retired consumer.
+  void letGo(const std::shared_ptr<ConsumerRecord>& record);
+
   /// Takes over a socket that is connecting, or connected already, for a consumer. limit_ms as in Client.
-  Result addConduit(Socket socket, bool connected, Consumer& consumer, const std::string& name, int limit_ms);
+  Result addConduit(Socket socket, bool connected, const std::shared_ptr<ConsumerRecord>& record,
+                    const std::string& name, int limit_ms);
   /// Forgets a conduit whose consumer has been told everything.
   void removeConduit(Conduits::iterator place) noexcept;
 
@@ -46,8 +53,6 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   bool schedule(std::shared_ptr<EventHandler> handler);
 
   void retire(Consumer& consumer);
-  /// Gives back a hold on a consumer, and destroys it if that was a retired one's last.
-  void letGo(const std::shared_ptr<ConsumerRecord>& record);
 
   /// The transport's first turn, before its first event.
   void begin();
@@ -71,6 +76,7 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
 
   std::shared_ptr<ConsumerRecord> findRecord(Consumer& consumer) const;
   std::shared_ptr<ConsumerRecord> recordFor(Consumer& consumer);
+  void destroy(Consumer& consumer, std::unique_lock<std::mutex> lock);
   void endConduits(const ConsumerRecord* record);
   std::shared_ptr<TcpConduit> firstConduit(unsigned long long upTo, const ConsumerRecord* record);
 

@@ -50,9 +50,14 @@ std::condition_variable WorkerThread::callsChanged_;
 
 WorkerThread::WorkerThread(const std::string& name) : Thread(name) {}
 
-WorkerThread::~WorkerThread() { WorkerThread::kill(); }
+WorkerThread::~WorkerThread() {
+  WorkerThread::kill();
+  letGo(std::move(scheduled_.first), &EventHandler::next_);
+}
 
 Result WorkerThread::start() {
+  // The loop that runs uses what is made here.
+  if (is_running()) return Thread::start();
   epoll_ = Descriptor(sys::epoll_create());
   if (!epoll_.isOpen()) return systemFailure("epoll_create");
   wakeUp_ = Descriptor(sys::eventfd());
@@ -185,7 +190,7 @@ void WorkerThread::turn() {
   // 4. Tell the handlers whose time has come.
   guarded([this] { timers_.fire(std::chrono::steady_clock::now()); });
   // 5. Let go of the handlers that ended in this turn: none of its events can reach them any more.
-  letGoOfBuried();
+  letGo(std::move(buried_), &EventHandler::buried_);
 }
 
 int WorkerThread::waitLimit() {
@@ -215,11 +220,9 @@ void WorkerThread::runScheduled() {
   }
 }
 
-void WorkerThread::letGoOfBuried() {
-  while (buried_ != nullptr) {
-    const std::shared_ptr<EventHandler> handler = std::move(buried_);
-    buried_ = std::move(handler->buried_);
-  }
+/// One by one: a chain of shared pointers that is left to its destructors takes a stack frame for each link.
+void WorkerThread::letGo(std::shared_ptr<EventHandler> first, std::shared_ptr<EventHandler> EventHandler::*next) {
+  while (first != nullptr) first = std::move(first.get()->*next);
 }
 
 void WorkerThread::wake() { sys::signal_eventfd(wakeUp_.number()); }

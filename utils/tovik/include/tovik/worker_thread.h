@@ -80,7 +80,7 @@ class WorkerThread : private Thread {
   bool runNextCall();
   int waitLimit();
   void runScheduled();
-  void letGoOfBuried();
+  static void letGo(std::shared_ptr<EventHandler> first, std::shared_ptr<EventHandler> EventHandler::*next);
   void wake();
   template <class Task>
   void guarded(Task&& task) noexcept;

@@ -50,7 +50,10 @@ Result Controller::start() {
 // On the worker, so that any thread may stop at any moment, also while a handler is just starting the next transfer.
 // The client may destroy the controller when it is told of the end: that is the last act.
 Result Controller::stop() {
-  if (transport == nullptr) return failure("not running");
+  if (transport == nullptr) {
+    delete std::exchange(dataConnector, nullptr);
+    return failure("not running");
+  }
   transport->call([this] {
     transport->retire(std::exchange(dataConnector, nullptr));
     transport->deactivateAllConduits(-1);
