@@ -68,6 +68,8 @@ int epoll_add(int epoll, int descriptor, unsigned events, void* data) {
   return ::epoll_ctl(epoll, EPOLL_CTL_ADD, descriptor, &event);
 }
 
+int epoll_remove(int epoll, int descriptor) { return ::epoll_ctl(epoll, EPOLL_CTL_DEL, descriptor, nullptr); }
+
 int epoll_wait(int epoll, epoll_event* events, int count, int limit_ms) {
   return ::epoll_wait(epoll, events, count, limit_ms);
 }

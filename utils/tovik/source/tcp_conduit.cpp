@@ -210,6 +210,7 @@ void TcpConduit::end(int direction) {
 }
 
 void TcpConduit::closeSocket() {
+  core_->worker().unwatch(socket_.number());
   if (channel_ == nullptr) return socket_.close();
   const std::lock_guard lock(channel_->mutex());
   output_.writeTo(socket_, sentPerTurn);

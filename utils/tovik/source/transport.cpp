@@ -48,7 +48,7 @@ Transport::Transport(DispatchGenerator* dispatcher, Traits traits, ThreadCallbac
   WorkerThread& worker = dispatcher->acquire();
   try {
     life_ = std::make_shared<char>();
-    core_ = std::make_shared<TransportCore>(worker, traits, callbacks, factory, std::move(onWorker), name);
+    core_ = std::make_shared<TransportCore>(worker, traits, callbacks, factory, onWorker, name);
   } catch (...) {
     dispatcher->release(worker);
     throw;

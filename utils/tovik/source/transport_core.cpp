@@ -15,13 +15,13 @@
 namespace tovik {
 
 TransportCore::TransportCore(WorkerThread& worker, const Traits& traits, ThreadCallbacks* callbacks, Factory* factory,
-                             OnWorker onWorker, std::string name)
+                             const OnWorker& onWorker, std::string name)
     : worker_(worker),
       traits_(traits),
       callbacks_(callbacks),
       factory_(factory),
       name_(std::move(name)),
-      onWorker_(std::move(onWorker)) {}
+      onWorker_(onWorker) {}
 
 TransportCore::~TransportCore() = default;
 

@@ -30,8 +30,8 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   using Conduits = std::list<std::shared_ptr<TcpConduit>>;
 
   TransportCore(WorkerThread& worker, const Traits& traits, ThreadCallbacks* callbacks, Factory* factory,
-                OnWorker onWorker, std::string name);
-  ~TransportCore();
+                const OnWorker& onWorker, std::string name);
+  ~TransportCore() override;
 
   WorkerThread& worker() const { return worker_; }
   const Traits& traits() const { return traits_; }
@@ -86,8 +86,8 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   Factory* const factory_;
   const std::string name_;
 
-  OnWorker onWorker_;  // the worker's alone, as begun_
-  bool begun_ = false;
+  const OnWorker onWorker_;
+  bool begun_ = false;  // the worker's alone
 
   std::mutex mutex_;  // guards the members below; never held while a consumer is called
   bool closed_ = false;

@@ -151,6 +151,10 @@ Result WorkerThread::watch(int descriptor, EventHandler& handler) {
   return sys::epoll_add(epoll_.number(), descriptor, everything, &handler) == 0 ? Success : systemFailure("epoll_add");
 }
 
+/// Closing would do, were it not for a host that forks: its child holds the connection too for a while, which then goes
+/// on telling of it here.
+void WorkerThread::unwatch(int descriptor) { sys::epoll_remove(epoll_.number(), descriptor); }
+
 void WorkerThread::bury(std::shared_ptr<EventHandler> handler) noexcept {
   requireCurrent();
   handler->buried_ = std::move(buried_);

@@ -45,9 +45,11 @@ class WorkerThread : private Thread {
   /// called for while it waits: two that call each other do not wait for ever. Allocates nothing.
   void call(const std::function<void()>& f);
 
-  /// Calls the handler whenever the descriptor's readiness changes (edge-triggered), until it is closed. The handler
+  /// Calls the handler whenever the descriptor's readiness changes (edge-triggered), until `unwatch`. The handler
   /// stays alive until `bury` has been called for it.
   Result watch(int descriptor, EventHandler& handler);
+  /// To be called before the descriptor is closed.
+  void unwatch(int descriptor);
   TimerQueue& timers() { return timers_; }
   /// Keeps what a handler that ends may still be reached by until the turn is over.
   void bury(std::shared_ptr<EventHandler> handler) noexcept;

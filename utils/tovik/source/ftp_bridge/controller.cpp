@@ -37,9 +37,13 @@ Controller::Controller(const connection_data_t& connectionData, FTPclient* ftpCl
   transport = new Transport(dispatcher, traits, callbacks, nullptr, std::tr1::function<void(WorkerThread*)>(), "");
 }
 
+// The client may start one more transfer each time that it is told of an end in here: after stop the transport still
+// takes its connector back, and one made when the transport has closed has no connection behind it.
 Controller::~Controller() {
   static_cast<void>(stop());
+  if (transport != nullptr) transport->call([this] { transport->retire(std::exchange(dataConnector, nullptr)); });
   delete transport;
+  delete dataConnector;
 }
 
 Result Controller::start() {

@@ -48,7 +48,7 @@ Result ProtocolInterpreter::convertAddr(const Address& address, std::string& tex
 Result ProtocolInterpreter::convertAddr(const std::string& text, Address& address) {
   const std::vector<std::string> fields = splitAtCommas(text);
   if (fields.size() != 6) return failure("could not parse addr " + text);
-  const Result set = address.set_host(fields[0] + "." + fields[1] + "." + fields[2] + "." + fields[3]);
+  Result set = address.set_host(fields[0] + "." + fields[1] + "." + fields[2] + "." + fields[3]);
   if (!set) return set;
   address.set_port(portOf(fields[4], fields[5]));
   return Success;
