@@ -34,7 +34,6 @@ bool redirectTo(const char* output) {
 
 // Between fork and exec the other threads are gone, with whatever they held locked: system calls only.
 [[noreturn]] void become(const Start& start, int failure) {
-  setpgid(0, 0);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   // A parent that died before the line above is never told of.
   if (getppid() != start.parent) _exit(127);
@@ -71,7 +70,7 @@ int openEndEvent(pid_t process) {
   const auto descriptor = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
   if (descriptor >= 0) return descriptor;
   const int error = errno;
-  kill(-process, SIGKILL);
+  kill(process, SIGKILL);
   waitpid(process, nullptr, 0);
   fail("pidfd_open", error);
 }
@@ -83,9 +82,7 @@ ServerProcess::ServerProcess(const std::vector<std::string>& arguments, const st
 
 ServerProcess::~ServerProcess() {
   kill(id_, SIGTERM);
-  [[maybe_unused]] const bool ended = endsWithin(patience);
-  // The group: what the program started ends with it.
-  kill(-id_, SIGKILL);
+  if (!endsWithin(patience)) kill(id_, SIGKILL);
   waitpid(id_, nullptr, 0);
   close(endEvent_);
 }

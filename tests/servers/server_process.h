@@ -9,8 +9,9 @@
 
 namespace test_servers {
 
-/// A program started by a test, with everything it starts in turn. None of it outlives this object, nor the thread that
-/// made it: the kernel kills the program when that thread ends, however the test ends.
+/// A program started by a test. It outlives neither this object nor the thread that made it: the kernel kills it when
+/// that thread ends, however the test ends. What it starts in turn is its own to end: an FTP session ends with its
+/// connection.
 class ServerProcess {
  public:
   /// Starts arguments[0], a path; what it says goes to the file output. Throws std::system_error where that fails.

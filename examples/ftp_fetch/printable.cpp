@@ -1,0 +1,63 @@
+#include "ftp_fetch/printable.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace ftp_fetch {
+
+namespace {
+
+unsigned byteAt(std::string_view text, std::size_t index) { return static_cast<unsigned char>(text[index]); }
+
+bool isContinuation(char character) { return (static_cast<unsigned char>(character) & 0xc0U) == 0x80; }
+
+/// How many bytes at the head of the text make one character that only prints; 0: its first byte must not be printed.
+std::size_t printingLength(std::string_view text) {
+  const unsigned first = byteAt(text, 0);
+  if (first < 0x80) return first >= 0x20 && first != 0x7f ? 1 : 0;
+  const std::size_t length = first < 0xc2 || first > 0xf4 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
+  if (length == 0 || text.size() < length) return 0;
+  if (!std::all_of(text.begin() + 1, text.begin() + static_cast<long>(length), isContinuation)) return 0;
+  // The second set of control characters, U+0080 to U+009F.
+  return first == 0xc2 && byteAt(text, 1) < 0xa0 ? 0 : length;
+}
+
+}  // namespace
+
+std::string printable(std::string_view text) {
+  std::string printed;
+  while (!text.empty()) {
+    const std::size_t length = printingLength(text);
+    if (length > 0) {
+      printed += text.substr(0, length);
+    } else {
+      std::array<char, 8> escape{};
+      std::snprintf(escape.data(), escape.size(), "\\x%02x", byteAt(text, 0));
+      printed += escape.data();
+    }
+    text.remove_prefix(std::max<std::size_t>(length, 1));
+  }
+  return printed;
+}
+
+std::string_view firstCharacters(std::string_view text, std::size_t count) {
+  std::size_t end = 0;
+  while (end < text.size() && (count > 0 || isContinuation(text[end])))
+    if (!isContinuation(text[end++])) --count;
+  return text.substr(0, end);
+}
+
+std::string humanSize(double bytes) {
+  static constexpr std::array<const char*, 5> units{"B", "kB", "MB", "GB", "TB"};
+  std::size_t unit = 0;
+  while (bytes >= 999.95 && unit + 1 < units.size()) {
+    bytes /= 1000;
+    ++unit;
+  }
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), unit == 0 ? "%.0f %s" : "%.1f %s", bytes, units[unit]);
+  return text.data();
+}
+
+}  // namespace ftp_fetch

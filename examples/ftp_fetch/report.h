@@ -1,0 +1,58 @@
+#pragma once
+
+#include <chrono>
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+namespace ftp_fetch {
+
+/// What the user sees: a line a file, the progress below them where standard output is a terminal, a summary.
+///
+/// Threads: any.
+class Report {
+ public:
+  enum class Detail { quiet, normal, trace };
+  using Seconds = std::chrono::duration<double>;
+
+  explicit Report(Detail detail);
+  Report(const Report&) = delete;
+  Report& operator=(const Report&) = delete;
+  ~Report();
+
+  /// A line of a listing.
+  void name(const std::string& name);
+  void fetched(const std::string& name, unsigned long bytes, Seconds time);
+  /// Also counts it.
+  void failed(const std::string& name, const std::string& reason);
+  /// Something that concerns more than one file.
+  void problem(const std::string& text);
+  /// Counts files that there was no trying for.
+  void notTried(unsigned long count);
+  void trace(int level, const std::string& text);
+
+  /// How many files there will be. Unknown before the listing.
+  void expect(unsigned long files);
+  void progress(const std::string& doing, unsigned long long bytes);
+  void summary();
+
+  bool anythingFailed() const;
+
+ private:
+  void print(std::FILE* stream, const std::string& line);
+  void clearProgress();
+
+  const Detail detail_;
+  const bool onTerminal_;
+  const std::chrono::steady_clock::time_point begun_;
+
+  mutable std::mutex mutex_;  // guards the members below, and the order of what is printed
+  bool progressShown_ = false;
+  bool problem_ = false;
+  unsigned long expected_ = 0;
+  unsigned long fetched_ = 0;
+  unsigned long failed_ = 0;
+  unsigned long long bytes_ = 0;
+};
+
+}  // namespace ftp_fetch

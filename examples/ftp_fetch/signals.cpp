@@ -1,0 +1,31 @@
+#include "ftp_fetch/signals.h"
+
+#include <sys/signalfd.h>
+#include <tovik/exception.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <string>
+
+namespace ftp_fetch {
+
+EndSignals::EndSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  descriptor_ = tovik::Descriptor(::signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC));
+  if (!descriptor_.isOpen()) throw tovik::Exception(std::string("signalfd: ") + std::strerror(errno));
+}
+
+int EndSignals::received() {
+  signalfd_siginfo info{};
+  if (received_ == 0 && ::read(descriptor_.number(), &info, sizeof info) == sizeof info)
+    received_ = static_cast<int>(info.ssi_signo);
+  return received_;
+}
+
+}  // namespace ftp_fetch

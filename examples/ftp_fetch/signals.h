@@ -1,0 +1,23 @@
+#pragma once
+
+#include <tovik/descriptor.h>
+
+namespace ftp_fetch {
+
+/// SIGINT and SIGTERM as something to poll for, from its making on. Made before any thread is started, so that no other
+/// one gets them; they stay blocked when it is gone.
+class EndSignals {
+ public:
+  /// Throws tovik::Exception when the system gives no descriptor.
+  EndSignals();
+
+  int descriptor() const { return descriptor_.number(); }
+  /// The signal that has come, 0 when none has. Keeps to the first one.
+  int received();
+
+ private:
+  tovik::Descriptor descriptor_;
+  int received_ = 0;
+};
+
+}  // namespace ftp_fetch

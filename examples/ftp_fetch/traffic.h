@@ -1,0 +1,40 @@
+#pragma once
+
+#include <tovik/thread_callbacks.h>
+#include <tovik/worker_thread.h>
+
+#include <mutex>
+
+namespace ftp_fetch {
+
+/// How many bytes the sessions have received so far, from the worker's own counter: while a file is on its way this is
+/// the only sign of progress.
+///
+/// Threads: any.
+class Traffic final : public tovik::ThreadCallbacks {
+ public:
+  unsigned long long bytes() const {
+    const std::lock_guard lock(mutex_);
+    return worker_ == nullptr ? before_ : before_ + (worker_->bytesReceived() - atStart_);
+  }
+
+  void onThreadStart(tovik::WorkerThread& worker) override {
+    const std::lock_guard lock(mutex_);
+    worker_ = &worker;
+    atStart_ = worker.bytesReceived();
+  }
+
+  void onThreadStop(tovik::WorkerThread& worker) override {
+    const std::lock_guard lock(mutex_);
+    before_ += worker.bytesReceived() - atStart_;
+    worker_ = nullptr;
+  }
+
+ private:
+  mutable std::mutex mutex_;  // guards the members below
+  const tovik::WorkerThread* worker_ = nullptr;
+  unsigned long long atStart_ = 0;
+  unsigned long long before_ = 0;  // of sessions that are over
+};
+
+}  // namespace ftp_fetch

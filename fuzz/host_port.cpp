@@ -1,0 +1,79 @@
+#include <tovik/ftp_bridge/ftp_bridge.h>
+
+#include <cstdlib>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "fuzzer.h"
+
+// Host-port texts: the input's first six bytes are an address to format, all of it is a text to parse.
+
+namespace {
+
+using tovik::Address;
+using tovik::ftp::ProtocolInterpreter;
+
+std::vector<std::string> fieldsOf(const std::string& text) {
+  std::vector<std::string> fields(1);
+  for (const char character : text) {
+    if (character != ',')
+      fields.back() += character;
+    else if (!fields.back().empty())
+      fields.emplace_back();
+  }
+  if (fields.back().empty()) fields.pop_back();
+  return fields;
+}
+
+unsigned expectedPort(const std::string& high, const std::string& low) {
+  const unsigned long highByte = std::strtoul(high.c_str(), nullptr, 10) % 256;
+  return static_cast<unsigned>((highByte * 256 + std::strtoul(low.c_str(), nullptr, 10) % 65536) % 65536);
+}
+
+void checkFormatting(const Address& address) {
+  std::string text = "what was there before";
+  fuzz::require(bool{ProtocolInterpreter::convertAddr(address, text)}, "every address has a text");
+  static const std::regex form("(0|[1-9][0-9]{0,2})(,(0|[1-9][0-9]{0,2})){5}");
+  fuzz::require(std::regex_match(text, form), "the text has six numbers and five commas, nothing else");
+  Address parsed(1);
+  fuzz::require(bool{ProtocolInterpreter::convertAddr(text, parsed)}, "what was formatted can be parsed");
+  fuzz::require(parsed == address, "and gives the same address");
+}
+
+void checkParsing(const std::string& text) {
+  Address before(77);
+  fuzz::require(bool{before.set_host("1.2.3.4")}, "1.2.3.4 is a host");
+  Address address = before;
+  const tovik::Result result = ProtocolInterpreter::convertAddr(text, address);
+  const std::vector<std::string> fields = fieldsOf(text);
+  if (fields.size() != 6) {
+    fuzz::require(!result && result.message == "could not parse addr " + text, "other than six fields are refused");
+    fuzz::require(address == before, "and change nothing");
+    return;
+  }
+  Address expected = before;
+  const auto host = expected.set_host(fields[0] + '.' + fields[1] + '.' + fields[2] + '.' + fields[3]);
+  fuzz::require(result.ok == host.ok && result.message == host.message, "six fields are an address if four are a host");
+  if (host) expected.set_port(static_cast<unsigned short>(expectedPort(fields[4], fields[5])));
+  fuzz::require(address == expected, "the address is that of the fields");
+  if (result) checkFormatting(address);
+}
+
+Address addressFrom(fuzz::Input input) {
+  sockaddr_in native{};
+  native.sin_family = AF_INET;
+  for (int i = 0; i < 4; ++i) native.sin_addr.s_addr = native.sin_addr.s_addr << 8U | input.byte();
+  Address address(native);
+  const unsigned high = input.byte();
+  address.set_port(static_cast<unsigned short>(high << 8U | input.byte()));
+  return address;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  checkFormatting(addressFrom(fuzz::Input(data, size)));
+  checkParsing(fuzz::Input(data, size).rest());
+  return 0;
+}

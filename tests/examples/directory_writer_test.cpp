@@ -1,0 +1,90 @@
+#include "ftp_fetch/directory_writer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "temp_directory.h"
+
+namespace ftp_fetch {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+using testing_support::sampleBytes;
+using testing_support::TempDirectory;
+
+TEST(DirectoryWriter, StoresAFileByteForByte) {
+  const TempDirectory directory;
+  DirectoryWriter writer;
+  ASSERT_TRUE(writer.open(directory.path()));
+  const std::string bytes = sampleBytes(300'000);
+  EXPECT_TRUE(writer.store("a b", bytes));
+  EXPECT_TRUE(writer.store("empty", ""));
+  EXPECT_THAT(directory.names(), ElementsAre("a b", "empty"));
+  EXPECT_EQ(directory.read("a b"), bytes);
+}
+
+TEST(DirectoryWriter, MakesItsDirectory) {
+  const TempDirectory directory;
+  DirectoryWriter writer;
+  ASSERT_TRUE(writer.open(directory / "new/one"));
+  EXPECT_TRUE(writer.store("a", "1"));
+  EXPECT_EQ(directory.read("new/one/a"), "1");
+}
+
+TEST(DirectoryWriter, CannotMakeADirectoryWhereAFileIs) {
+  const TempDirectory directory;
+  directory.write("taken", "");
+  DirectoryWriter writer;
+  const tovik::Result opened = writer.open(directory / "taken");
+  EXPECT_FALSE(opened);
+  EXPECT_THAT(opened.message, StartsWith(directory / "taken"));
+}
+
+TEST(DirectoryWriter, ReplacesAFileThatIsThere) {
+  const TempDirectory directory;
+  directory.write("a", "old and longer");
+  DirectoryWriter writer;
+  ASSERT_TRUE(writer.open(directory.path()));
+  EXPECT_TRUE(writer.store("a", "new"));
+  EXPECT_EQ(directory.read("a"), "new");
+}
+
+TEST(DirectoryWriter, ReplacesALinkAndNotWhatItPointsTo) {
+  const TempDirectory directory;
+  directory.write("elsewhere", "mine");
+  std::filesystem::create_symlink(directory / "elsewhere", directory.path() / "a");
+  DirectoryWriter writer;
+  ASSERT_TRUE(writer.open(directory.path()));
+  EXPECT_TRUE(writer.store("a", "theirs"));
+  EXPECT_EQ(directory.read("elsewhere"), "mine");
+  EXPECT_EQ(directory.read("a"), "theirs");
+}
+
+TEST(DirectoryWriter, LeavesNothingBehindWhenAFileCannotTakeItsName) {
+  const TempDirectory directory;
+  std::filesystem::create_directory(directory.path() / "taken");
+  DirectoryWriter writer;
+  ASSERT_TRUE(writer.open(directory.path()));
+  const tovik::Result stored = writer.store("taken", "1");
+  EXPECT_FALSE(stored);
+  EXPECT_THAT(stored.message, StartsWith("rename: "));
+  EXPECT_THAT(directory.names(), ElementsAre("taken"));
+}
+
+TEST(DirectoryWriter, MakesFilesThatTheUmaskAllows) {
+  const TempDirectory directory;
+  const mode_t before = ::umask(027);
+  DirectoryWriter writer;
+  ASSERT_TRUE(writer.open(directory.path()));
+  EXPECT_TRUE(writer.store("a", "1"));
+  ::umask(before);
+  struct stat status {};
+  ASSERT_EQ(::stat((directory / "a").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0640U);
+}
+
+}  // namespace
+}  // namespace ftp_fetch

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <tovik/descriptor.h>
+
+#include <functional>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/waiting.h"
+
+namespace testing_support {
+
+/// An FTP server that does what a test tells it to, hostile and broken things too. One thread, one client at a time.
+/// Without instructions it lets anybody in, lists `listing` and serves `files`.
+class LittleServer {
+ public:
+  /// What an instruction may do with the client that it is for.
+  class Talk {
+   public:
+    Talk(tovik::Descriptor control, const LittleServer& server) : control_(std::move(control)), server_(server) {}
+
+    void reply(const std::string& line) const;
+    /// Takes the data connection that the client has made since PASV.
+    void openData();
+    void sendData(const std::string& bytes) const;
+    void closeData() { data_.close(); }
+    /// Until the client has closed its data connection.
+    void waitForDataEnd() const;
+    /// Until the server is told to stop.
+    void waitForStop() const;
+    /// Ends the control connection.
+    void hangUp() { control_.close(); }
+
+   private:
+    friend class LittleServer;
+    tovik::Descriptor control_;
+    tovik::Descriptor listener_;
+    tovik::Descriptor data_;
+    const LittleServer& server_;
+  };
+  using Instruction = std::function<void(Talk& talk, const std::string& argument)>;
+
+  LittleServer();
+  LittleServer(const LittleServer&) = delete;
+  LittleServer& operator=(const LittleServer&) = delete;
+  ~LittleServer();
+
+  /// Before start. The verb "" is the greeting.
+  void on(const std::string& verb, Instruction instruction) { instructions_[verb] = std::move(instruction); }
+  std::string listing;
+  std::map<std::string, std::string> files;
+
+  void start();
+  /// Ends the client's connection, if there is one.
+  void stop();
+  unsigned short port() const;
+  std::string url(const std::string& rest = "/") const {
+    return "ftp://u:p@127.0.0.1:" + std::to_string(port()) + rest;
+  }
+
+  /// The command lines received so far.
+  std::vector<std::string> commands() const { return commands_.get(); }
+  [[nodiscard]] bool waitForCommand(const std::string& line) const;
+
+ private:
+  void serve();
+  void serve(Talk& talk);
+  void obey(Talk& talk, const std::string& line);
+  void openListener(Talk& talk);
+  void sendList(Talk& talk) const;
+  void sendFile(Talk& talk, const std::string& name) const;
+  bool waitForInput(const tovik::Descriptor& socket) const;
+
+  const tovik::Descriptor listener_;
+  const tovik::Descriptor stopping_;
+  std::map<std::string, Instruction> instructions_;
+  Awaited<std::vector<std::string>> commands_;
+  std::thread thread_;
+};
+
+}  // namespace testing_support

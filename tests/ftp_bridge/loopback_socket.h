@@ -1,0 +1,41 @@
+#pragma once
+
+#include <tovik/address.h>
+#include <tovik/descriptor.h>
+
+#include <string>
+
+namespace tovik::ftp {
+
+/// A TCP socket on the loopback interface, for the peers that tests play. Waits are limited by the deadline of tests.
+///
+/// Errors: std::runtime_error that says what failed.
+class LoopbackSocket {
+ public:
+  LoopbackSocket() = default;
+  /// On 127.0.0.1, at a port that the system chooses.
+  static LoopbackSocket listening();
+  static LoopbackSocket connected(const Address& peer);
+
+  bool isOpen() const { return descriptor_.isOpen(); }
+  LoopbackSocket accept() const;
+  Address address() const;
+  Address peer() const;
+
+  void send(const std::string& bytes) const;
+  /// What there is, one byte at least; empty when the peer has closed or reset the connection.
+  std::string receive() const;
+  /// True when nothing is there to be received at this moment.
+  bool isQuiet() const;
+
+  void close() { descriptor_ = Descriptor(); }
+  /// Ends the connection without a farewell: the peer's next receive fails.
+  void reset();
+
+ private:
+  explicit LoopbackSocket(int number) : descriptor_(number) {}
+
+  Descriptor descriptor_;
+};
+
+}  // namespace tovik::ftp

@@ -1,0 +1,196 @@
+#include <string>
+
+#include "session.h"
+
+namespace tovik::ftp {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+const std::string channelUp = "Tovik: protocol interpreter up";
+
+/// Logins over a connection. A login that succeeds ends in onConnected.
+class LoginSession : public Session {
+ protected:
+  /// Plays what is scripted so far, up to a successful login.
+  void succeeds() {
+    start();
+    ASSERT_TRUE(client.waits("onConnected"));
+    ASSERT_TRUE(server.played());
+    EXPECT_THAT(client.lines(), ElementsAre("onConnected"));
+    onWorker([&] {
+      EXPECT_EQ(controller->interpreter.sessionState, 1);
+      EXPECT_EQ(controller->interpreter.pending, pending_e::none);
+    });
+  }
+
+  /// Plays a script that ends with a refusal, and asks for the delivery of an unknown reply to know that it was heard.
+  void isRefused() {
+    server.reply("259 Heard?");
+    start();
+    ASSERT_TRUE(log.waitFor("Tovik: protocol interpreter: none: unknown reply 259")) << server.played();
+    EXPECT_THAT(client.lines(), IsEmpty());
+  }
+};
+
+TEST_F(LoginSession, SucceedsAtOnceOnAUserWithoutAPassword) {
+  server.accept().reply("220 Ready").expect("USER me").reply("230 Hello");
+  succeeds();
+}
+
+TEST_F(LoginSession, SucceedsWithAPassword) {
+  server.login();
+  succeeds();
+  EXPECT_THAT(commands(), ElementsAre("USER me", "PASS secret"));
+}
+
+TEST_F(LoginSession, SucceedsWithAnAccountInsteadOfAPassword) {
+  server.accept().reply("220 Ready").expect("USER me").reply("332 Account?").expect("ACCT books").reply("230 Hello");
+  succeeds();
+}
+
+TEST_F(LoginSession, SucceedsWithAPasswordAndAnAccount) {
+  server.accept().reply("220 Ready").expect("USER me").reply("331 Password?").expect("PASS secret");
+  server.reply("332 Account?").expect("ACCT books").reply("230 Hello");
+  succeeds();
+}
+
+TEST_F(LoginSession, WaitsOnWhenThePasswordIsSuperfluous) {
+  server.accept().reply("220 Ready").expect("USER me").reply("331 Password?").expect("PASS secret");
+  server.reply("202 Superfluous").reply("230 Hello");
+  succeeds();
+  EXPECT_EQ(log.count("Tovik: protocol interpreter: password not implemented"), 1);
+}
+
+TEST_F(LoginSession, WaitsForTheGreetingAfterItsDelay) {
+  server.accept().reply("120 In a minute");
+  serverAfter("Tovik: [FTP] 120 \"In a minute\" ").reply("220 Ready").expect("USER me").reply("230 Hello");
+  succeeds();
+}
+
+TEST_F(LoginSession, UnderstandsAGreetingOfManyLines) {
+  server.accept().reply("220-Welcome\r\n to this server\r\n\r\n220 Ready").expect("USER me").reply("230 Hello");
+  succeeds();
+  EXPECT_THAT(log.texts(), Contains("Tovik: [FTP] 220 \"Welcome\" \n\"\" \n\"\" \n\"Ready\" "));
+}
+
+TEST_F(LoginSession, UnderstandsRepliesThatComeByteByByte) {
+  server.accept().replyInSegments({"2", "2", "0", "-", "W", "\r", "\n", "2", "20", " R", "\r", "\n"});
+  server.expect("USER me").replyInSegments({"23", "0", "\r", "\n"});
+  succeeds();
+}
+
+TEST_F(LoginSession, UnderstandsRepliesThatComeAtOnce) {
+  server.accept().reply("220 Ready\r\n331 Password?\r\n230 Hello").expect("USER me").expect("PASS secret");
+  succeeds();
+}
+
+TEST_F(LoginSession, LogsEveryStepInItsOrder) {
+  server.login();
+  succeeds();
+  EXPECT_THAT(log.texts(), ElementsAre(channelUp, "Tovik: [FTP] 220 \"Ready\" ", "Tovik: [FTP] USER me",
+                                       "Tovik: [FTP] 331 \"Password?\" ", "Tovik: [FTP] PASS secret",
+                                       "Tovik: [FTP] 230 \"Hello\" "));
+  EXPECT_THAT(log.texts(30), IsEmpty());
+}
+
+TEST_F(LoginSession, IsNotReportedWhenTheUserIsRefused) {
+  server.accept().reply("220 Ready").expect("USER me").reply("530 No");
+  isRefused();
+}
+
+TEST_F(LoginSession, IsNotReportedWhenThePasswordIsRefused) {
+  server.accept().reply("220 Ready").expect("USER me").reply("331 Password?").expect("PASS secret").reply("530 No");
+  isRefused();
+}
+
+TEST_F(LoginSession, IsNotReportedWhenTheAccountIsRefused) {
+  server.accept().reply("220 Ready").expect("USER me").reply("332 Account?").expect("ACCT books").reply("503 No");
+  isRefused();
+}
+
+TEST_F(LoginSession, BeginsAgainWhenAServerGreetsAgainAfterARefusal) {
+  server.accept().reply("220 Ready").expect("USER me").reply("530 No").reply("220 Again").expect("USER me");
+  server.reply("230 Hello");
+  succeeds();
+}
+
+TEST_F(LoginSession, TakesACommandBeforeItHasSucceededAndIsThenMixedUp) {
+  server.accept().reply("220 Ready").expect("USER me");
+  start();
+  ASSERT_TRUE(server.played());
+  EXPECT_TRUE(controller->getPwd()) << "only the command in progress is looked at";
+  server.expect("PWD").reply("230 Hello");
+  EXPECT_TRUE(log.waitFor("Tovik: protocol interpreter: bad pending command 6 while down"));
+  EXPECT_THAT(client.lines(), IsEmpty());
+}
+
+TEST_F(LoginSession, EndsWhenTheServerDropsItsConnection) {
+  server.accept().reply("220 Ready").expect("USER me").close();
+  start();
+  ASSERT_TRUE(client.waits("onDisconnected"));
+  EXPECT_THAT(log.texts(), Contains("Tovik: protocol interpreter channel down peer"));
+}
+
+TEST_F(LoginSession, EndsOnServiceClosing) {
+  server.accept().reply("421 Too many").expectClose();
+  start();
+  ASSERT_TRUE(client.waits("onDisconnected"));
+  EXPECT_THAT(client.lines(), ElementsAre("onDisconnected"));
+  EXPECT_THAT(log.texts(), Contains("Tovik: protocol interpreter channel down local"));
+}
+
+TEST_F(LoginSession, GoesOutFromTheLocalAddress) {
+  server.login();
+  succeeds();
+  EXPECT_THAT(server.controlPeer(), ::testing::StartsWith("127.0.0.2:"));
+}
+
+TEST_F(LoginSession, IsBegunOnASecondConnectionByASecondStart) {
+  server.login();
+  start();
+  ASSERT_TRUE(client.waits("onConnected"));
+  server.accept().reply("220 Ready");
+  start();
+  EXPECT_TRUE(log.waitFor("Tovik: protocol interpreter: bad pending command 0 while up"));
+  EXPECT_EQ(log.count(channelUp), 2);
+}
+
+TEST_F(LoginSession, IsBegunAgainByAStartAfterADisconnection) {
+  server.login().close();
+  start();
+  ASSERT_TRUE(client.waits("onDisconnected"));
+  server.login();
+  start();
+  ASSERT_TRUE(client.waits("onConnected", 2));
+}
+
+TEST_F(LoginSession, WorksOnDispatcherNumberZeroUnderAnUnknownName) {
+  controller = std::make_unique<Controller>(connection(), &client, "nobody", 0, nullptr);
+  server.login();
+  succeeds();
+  EXPECT_THAT(log.texts(30), ElementsAre("Tovik: ftp control: unknown dispatcher nobody"));
+}
+
+TEST_F(LoginSession, FailsToStartWhereNobodyListens) {
+  LoopbackSocket listener = LoopbackSocket::listening();
+  const Address nobody = listener.address();
+  listener.close();
+  controller->connection.server = nobody;
+  const Result started = controller->start();
+  EXPECT_FALSE(started);
+  EXPECT_NE(started.message, "");
+}
+
+TEST_F(LoginSession, IsEndedWhenAMuteServerPassesTheTransportsLimit) {
+  controller = make(1);
+  server.accept().expectClose();
+  start();
+  ASSERT_TRUE(client.waits("onDisconnected"));
+  EXPECT_THAT(log.texts(30), ElementsAre("Tovik: protocol_interpreter: nothing received within the time limit"));
+}
+
+}  // namespace
+}  // namespace tovik::ftp

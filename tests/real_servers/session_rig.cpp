@@ -1,0 +1,123 @@
+#include "session_rig.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "tovik/dispatch_store.h"
+
+namespace real_servers {
+
+using testing::StartsWith;
+
+namespace {
+
+const char* const dispatcher = "real servers";
+constexpr unsigned workers = 2;
+
+tovik::ftp::connection_data_t connectionTo(const test_servers::RealServer& server, const std::string& user) {
+  tovik::ftp::connection_data_t connection;
+  EXPECT_TRUE(connection.server.set_host(server.host()));
+  connection.server.set_port(server.port());
+  EXPECT_TRUE(connection.local.set_host(server.host()));
+  connection.user = user;
+  connection.password = server.account().password;
+  return connection;
+}
+
+// A sanitizer starts a thread of its own with the program's first one. The kernel lists a thread for a moment after it
+// has been joined.
+void startAndEndAThread() {
+  pid_t id = 0;
+  std::thread([&] { id = gettid(); }).join();
+  while (std::filesystem::exists("/proc/self/task/" + std::to_string(id))) std::this_thread::yield();
+}
+
+testing_support::Held heldAfter(const testing_support::Held& expected) {
+  const auto end = std::chrono::steady_clock::now() + testing_support::deadline;
+  while (testing_support::heldNow() != expected && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+  return testing_support::heldNow();
+}
+
+}  // namespace
+
+Session::Session(const test_servers::RealServer& server, const std::string& user, bool passive, StrayReplies* strays,
+                 int firstByteLimit)
+    : controller_(connectionTo(server, user), &client_, dispatcher, firstByteLimit, nullptr),
+      passive_(passive),
+      strays_(strays) {}
+
+void Session::logIn() {
+  ASSERT_TRUE(controller_.start());
+  ASSERT_EQ(client_.next(), "connected");
+}
+
+void Session::logOut() {
+  ASSERT_TRUE(controller_.sendLogout());
+  ASSERT_EQ(client_.next(), "disconnected");
+}
+
+std::string Session::directory() {
+  const std::string head = "pwd: ";
+  EXPECT_TRUE(controller_.getPwd());
+  const auto event = client_.next();
+  EXPECT_THAT(event, StartsWith(head));
+  return event.substr(std::min(head.size(), event.size()));
+}
+
+void Session::enter(const std::string& directory) {
+  ASSERT_TRUE(controller_.changeCwd(directory));
+  ASSERT_THAT(client_.next(), StartsWith("cwd: "));
+}
+
+void Session::expectFile(const std::string& name, const std::string& content) {
+  ASSERT_TRUE(controller_.getFile(name, passive_));
+  expectContent(name, content);
+}
+
+void Session::expectContent(const std::string& name, const std::string& content) {
+  ASSERT_THAT(client_.next(), StartsWith("retr " + name + ": "));
+  // Not EXPECT_EQ: megabytes would be printed.
+  ASSERT_TRUE(client_.takeContent() == content) << name << " differs";
+  ASSERT_TRUE(strays_ == nullptr || content.empty() || strays_->take()) << "no second reply to " << name;
+}
+
+WithServer::~WithServer() {
+  if (!server_) return;
+  strays_.reset();
+  log_.reset();
+  EXPECT_TRUE(tovik::DispatchStore::inst().remove(dispatcher));
+  EXPECT_EQ(heldAfter(heldBefore_), heldBefore_);
+}
+
+void WithServer::startServer(const test_servers::ServerKind& kind, bool straysAfterFiles) {
+  if (!kind.startable()) GTEST_SKIP() << "only root can start " << kind.name;
+  makeDirectory("pub");
+  server_ = kind.make(root_.path());
+  startAndEndAThread();
+  heldBefore_ = testing_support::heldNow();
+  log_.emplace();
+  if (straysAfterFiles) strays_.emplace();
+  ASSERT_TRUE(tovik::DispatchStore::inst().add(dispatcher, workers));
+}
+
+std::unique_ptr<Session> WithServer::makeSession(bool passive, int firstByteLimit) {
+  return std::make_unique<Session>(*server_, server_->account().user, passive, strays_ ? &*strays_ : nullptr,
+                                   firstByteLimit);
+}
+
+void WithServer::put(const std::string& name, const std::string& content) const {
+  const auto path = root_.path() / name;
+  std::ofstream(path, std::ios::binary) << content;
+  std::filesystem::permissions(path, std::filesystem::perms(0644));
+}
+
+void WithServer::makeDirectory(const std::string& name) const {
+  const auto path = root_.path() / name;
+  std::filesystem::create_directory(path);
+  std::filesystem::permissions(path, std::filesystem::perms(0755));
+}
+
+}  // namespace real_servers

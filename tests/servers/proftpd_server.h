@@ -1,0 +1,19 @@
+#pragma once
+
+#include "default_type.h"
+#include "real_server.h"
+
+namespace test_servers {
+
+/// ProFTPD, with a user database of its own.
+class ProftpdServer : public RealServer {
+ public:
+  explicit ProftpdServer(const std::filesystem::path& root, DefaultType type = DefaultType::binary);
+
+ private:
+  std::vector<std::string> prepare(std::uint16_t port) const override;
+
+  const DefaultType type_;
+};
+
+}  // namespace test_servers

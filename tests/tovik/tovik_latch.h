@@ -1,0 +1,23 @@
+#pragma once
+
+#include "support/waiting.h"
+
+namespace testing_support {
+
+/// Opens once; until then `waits` holds its caller.
+class Latch {
+ public:
+  void open() {
+    opened_.change([](bool& opened) { opened = true; });
+  }
+  /// False when the deadline passes first.
+  [[nodiscard]] bool waits() const {
+    return opened_.waitUntil([](bool opened) { return opened; });
+  }
+  bool isOpen() const { return opened_.get(); }
+
+ private:
+  Awaited<bool> opened_;
+};
+
+}  // namespace testing_support

@@ -1,0 +1,139 @@
+#pragma once
+
+#include <tovik/consumer.h>
+#include <tovik/data_aggregator.h>
+#include <tovik/data_handler.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/waiting.h"
+
+namespace testing_support {
+
+using Events = std::vector<std::string>;
+
+/// What a Recorder has heard, and has done besides; outlives it.
+class Heard {
+ public:
+  /// Something that has happened. Data that comes in several pieces is one event.
+  void note(const std::string& event) {
+    begin(event);
+    finish(event);
+  }
+  /// An event that is being handled from now on.
+  void begin(const std::string& event) {
+    told_.change([&](Told& told) { add(told.begun, event); });
+  }
+  void finish(const std::string& event) {
+    told_.change([&](Told& told) { add(told.done, event); });
+  }
+
+  /// Waits until an event has been handled, so often; what was done in it may then be looked at.
+  [[nodiscard]] bool waitsFor(const std::string& event, long times = 1) const {
+    return told_.waitUntil(
+        [&](const Told& told) { return std::count(told.done.begin(), told.done.end(), event) >= times; });
+  }
+  /// In the order in which they came.
+  Events events() const { return told_.get().begun; }
+  long count(const std::string& event) const {
+    const Events all = events();
+    return std::count(all.begin(), all.end(), event);
+  }
+
+ private:
+  struct Told {
+    Events begun;
+    Events done;
+  };
+  static void add(Events& events, const std::string& event) {
+    if (event != "data" || events.empty() || events.back() != "data") events.push_back(event);
+  }
+
+  Awaited<Told> told_;
+};
+
+/// A consumer that notes its events, under the names of the operations, and keeps its data. What a test wants done
+/// inside an event it says with `when`, before the connection begins.
+class Recorder : public tovik::Consumer {
+ public:
+  Recorder();
+  ~Recorder() override;
+
+  /// The act runs in each event of that name, after the event has been noted. "data" is one too.
+  Recorder& when(const std::string& event, std::function<void()> act);
+  /// Takes lines instead of bytes as they come.
+  Recorder& takesLines();
+  /// Answers getDataAggregator with false, or with no aggregator.
+  Recorder& givesNoAggregator(bool answer);
+
+  const std::shared_ptr<Heard>& heard() const { return heard_; }
+  [[nodiscard]] bool waitsFor(const std::string& event, long times = 1) const {
+    return heard_->waitsFor(event, times);
+  }
+  Events events() const { return heard_->events(); }
+  [[nodiscard]] bool waitsForData(unsigned long size) const {
+    return data_.waitUntil([size](const std::string& data) { return data.size() >= size; });
+  }
+  std::string data() const { return data_.get(); }
+  const std::vector<std::string>& lines() const { return lines_; }
+
+  /// Of the connection that was last told of.
+  tovik::Channel* channel() const { return channel_.get(); }
+  tovik::Conduit* conduit() const { return conduit_; }
+
+  void onNewSocket(tovik::Socket& socket) override;
+  void onNewConduit(tovik::Conduit* conduit) override;
+  void onConduitActive(tovik::Conduit* conduit) override;
+  bool getDataAggregator(tovik::Channel* channel, tovik::DataAggregator*& aggregator) override;
+  void onNewChannel(tovik::Channel* channel) override;
+  void onChannelUp(tovik::Channel* channel) override;
+  void onChannelDown(tovik::Channel* channel, int direction) override;
+  void onConduitInactive(tovik::Conduit* conduit) override;
+
+  std::function<void(tovik::Socket&)> socketAct;
+
+ private:
+  class Input : public tovik::CharHandler {
+   public:
+    explicit Input(Recorder& recorder) : recorder_(recorder) {}
+    void onData(tovik::Channel* channel, const char* data, unsigned long size, tovik::Multicast* multicast) override;
+
+   private:
+    Recorder& recorder_;
+  };
+
+  void happens(const std::string& event);
+  void happens(const std::string& event, const std::string& actName);
+
+  const std::shared_ptr<Heard> heard_ = std::make_shared<Heard>();
+  std::map<std::string, std::function<void()>> acts_;
+  bool takesLines_ = false;
+  bool givesAggregator_ = true;
+  bool answer_ = true;
+
+  Awaited<std::string> data_;
+  std::vector<std::string> lines_;
+  Awaited<tovik::Channel*> channel_;
+  tovik::Conduit* conduit_ = nullptr;
+  Input input_{*this};
+  tovik::TelnetPacketizer packetizer_;
+};
+
+/// The events of a connection that this side ended inside the event of that name; for the last two the peer ended it.
+Events eventsEndedIn(const std::string& event);
+
+/// The events of a connection up to that one.
+Events eventsUpTo(const std::string& event);
+
+/// The names of the events of a connection, in order.
+const Events& allEvents();
+
+/// Whether these are the events of one connection, whole and in order, wherever it ended.
+bool isWholeLife(const Events& events);
+
+}  // namespace testing_support
