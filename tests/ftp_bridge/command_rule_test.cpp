@@ -58,8 +58,7 @@ class CommandRule : public Rig {
 
 TEST(Commands, HaveTheirNumbers) {
   int number = 0;
-  for (const cmd_e command :
-       {cmd_e::none, cmd_e::pwd, cmd_e::cwd, cmd_e::cdup, cmd_e::nlst, cmd_e::retr, cmd_e::quit})
+  for (const cmd_e command : {cmd_e::none, cmd_e::pwd, cmd_e::cwd, cmd_e::cdup, cmd_e::nlst, cmd_e::retr, cmd_e::quit})
     EXPECT_EQ(static_cast<int>(command), number++);
 }
 
@@ -106,13 +105,49 @@ TEST_F(CommandRule, CallsACommandThatDoesNotExistUnknown) {
   }
 }
 
+/// A channel whose server answers at once: notes what the interpreter awaits when a command goes out.
+class PromptChannel : public FakeChannel {
+ public:
+  explicit PromptChannel(const ProtocolInterpreter& watched) : watched_(watched) {}
+  void send(const char* data, unsigned long size) override {
+    FakeChannel::send(data, size);
+    awaited.push_back(watched_.pending);
+  }
+
+  std::vector<pending_e> awaited;
+
+ private:
+  const ProtocolInterpreter& watched_;
+};
+
+TEST_F(CommandRule, SetsTheReplyToAwaitBeforeTheCommandGoesOut) {
+  using enum pending_e;
+  PromptChannel prompt(interpreter());
+  interpreter().onChannelUp(&prompt);
+  for (const auto& [name, operation] : operations) {
+    controller->command = cmd_e::none;
+    EXPECT_TRUE(operation(*controller)) << name;
+  }
+  EXPECT_THAT(prompt.awaited, ElementsAre(pwd, cwd, cdup, passive, port, passive, port, quit));
+  prompt.awaited.clear();
+  for (const cmd_e command : {cmd_e::nlst, cmd_e::retr}) {
+    controller->command = command;
+    controller->processDataConnection();
+  }
+  EXPECT_THAT(prompt.awaited, ElementsAre(nlst, retr));
+  interpreter().sessionState = 0;
+  interpreter().pending = none;
+  prompt.awaited.clear();
+  for (const char* reply : {"220 Ready", "331 Password?", "332 Account?"}) hears(reply);
+  EXPECT_THAT(prompt.awaited, ElementsAre(user, password, account));
+}
+
 TEST_F(CommandRule, KeepsTheDataOfARunningTransferFromARefusedCommand) {
   EXPECT_TRUE(controller->getNlst(true));
   receives("a");
   refusesEverything("nlst still active");
   ASSERT_NE(controller->received, nullptr);
   EXPECT_EQ(*controller->received, "a");
-  controller->prepareCommand(cmd_e::none);
 }
 
 TEST_F(CommandRule, ClearsWhatAnEarlierCommandLeft) {

@@ -24,6 +24,7 @@ class CommandWriter : public Rig {
 };
 
 TEST(ProtocolInterpreterAtFirst, HasNoChannelNothingPendingAndIsNotLoggedIn) {
+  const NothingLeft nothingLeft;
   const testing_support::LogCapture log;
   const TestDispatcher dispatcher("ftp first");
   RecordingClient client;
@@ -110,7 +111,8 @@ TEST_F(CommandWriter, TellsTheControllerNothingWhenAChannelComesUp) {
 
 TEST_F(CommandWriter, LogsWhichSideEndedTheChannel) {
   interpreter().onChannelDown(&channel, dirPeer);
-  EXPECT_THAT(logged(), ElementsAre(std::string("Tovik: protocol interpreter channel down ") + printSocketDir(dirPeer)));
+  EXPECT_THAT(logged(),
+              ElementsAre(std::string("Tovik: protocol interpreter channel down ") + printSocketDir(dirPeer)));
   EXPECT_EQ(log.entries().back().level, 0);
 }
 

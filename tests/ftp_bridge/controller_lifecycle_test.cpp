@@ -73,16 +73,19 @@ TEST_F(Construction, PrefersTheNamedDispatcherToNumberZero) {
   const TestDispatcher zero("zero");
   const TestDispatcher one("one");
   const auto controller = make("one");
-  controller->transport->call([&] {
-    EXPECT_TRUE(DispatchStore::inst().fetch("one")->places_.at(0).worker->isCurrent());
-  });
+  controller->transport->call(
+      [&] { EXPECT_TRUE(DispatchStore::inst().fetch("one")->places_.at(0).worker->isCurrent()); });
 }
 
 /// Tells the begin and the end of a worker's service.
 class Callbacks : public ThreadCallbacks {
  public:
-  void onThreadStart(WorkerThread& worker) override { lines_.change([&](auto& lines) { note(lines, "start", worker); }); }
-  void onThreadStop(WorkerThread& worker) override { lines_.change([&](auto& lines) { note(lines, "stop", worker); }); }
+  void onThreadStart(WorkerThread& worker) override {
+    lines_.change([&](auto& lines) { note(lines, "start", worker); });
+  }
+  void onThreadStop(WorkerThread& worker) override {
+    lines_.change([&](auto& lines) { note(lines, "stop", worker); });
+  }
   std::vector<std::string> lines() const { return lines_.get(); }
 
  private:
@@ -127,7 +130,6 @@ TEST_F(Lifecycle, KeepsItsCommandAndItsDataAcrossStop) {
   EXPECT_EQ(*controller->received, "x");
   EXPECT_EQ(controller->getPwd().message, "retr still active");
   EXPECT_NE(controller->transport, nullptr);
-  controller->prepareCommand(cmd_e::none);
 }
 
 TEST_F(Lifecycle, SaysThatItIsNotRunningWithoutATransport) {

@@ -23,10 +23,7 @@ class Connector : public Rig {
     EXPECT_TRUE(controller->getNlst(true));
     forget();
   }
-  ~Connector() override {
-    controller->prepareCommand(cmd_e::none);
-    controller.reset();  // its connector brings the data channel down
-  }
+  ~Connector() override { end(); }  // while the data channel, which the connector brings down, is still there
 
   DataConnector& connector() { return *controller->dataConnector; }
 
@@ -64,10 +61,10 @@ TEST_F(Connector, HandsOverAnEmptyTextWhenNothingArrived) {
 TEST_F(Connector, GathersAllThatArrivesInOrderAndByteForByte) {
   arrives(std::string("a\0b", 3));
   arrives("");
-  arrives("\r\n\xff");
+  arrives(std::string("\r\0\n\xff", 4));
   EXPECT_THAT(logged(), IsEmpty());
   connector().onChannelDown(&dataChannel, 0);
-  EXPECT_EQ(handedOver(), std::string("a\0b\r\n\xff", 6));
+  EXPECT_EQ(handedOver(), std::string("a\0b\r\0\n\xff", 7));
   EXPECT_EQ(connector().received, nullptr);
 }
 
@@ -151,6 +148,14 @@ TEST_F(Connector, KeepsAListenerThatCannotListenAndPassesItsMessageOn) {
   EXPECT_EQ(address, taken.address());
   ASSERT_NE(connector().server, nullptr);
   EXPECT_EQ(listening.message, connector().server->startListening(address).message);
+}
+
+TEST_F(Connector, NamesItsListenerAndAsksForNoProbesOfItsConnections) {
+  const DataConnection listener(connector(), *controller->transport);
+  EXPECT_EQ(listener.ApplicationBase::name_, "data_connection");
+  EXPECT_FALSE(listener.keepAlive_);
+  EXPECT_EQ(listener.protocol_, Protocol::tcp);
+  EXPECT_EQ(listener.callback_, nullptr);
 }
 
 /// Notes what its connector does to it.

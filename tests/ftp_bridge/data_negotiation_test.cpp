@@ -187,7 +187,7 @@ class ScarceNegotiation : public Negotiation {
                          new Transport(DispatchStore::inst().fetch(dispatcher.name()), Traits(), nullptr, &scarcity,
                                        std::tr1::function<void(WorkerThread*)>(), ""));
   }
-  ~ScarceNegotiation() override { controller.reset(); }
+  ~ScarceNegotiation() override { end(); }  // before the factory is gone
 
   Scarcity scarcity;
 };

@@ -92,11 +92,11 @@ TEST_F(StockClient, LogsItsOtherOutcomesAndDoesNothingMore) {
   std::vector<std::pair<int, std::string>> lines;
   for (const auto& record : records()) lines.emplace_back(record.level, record.text);
   using Line = std::pair<int, std::string>;
-  EXPECT_THAT(lines, ElementsAre(Line(30, "Tovik: Current Directory failed: no"),
-                                 Line(0, "Tovik: Directory Listing: Done"), Line(0, "Tovik: Directory Entry: a"),
-                                 Line(0, "Tovik: Directory Entry: b"), Line(30, "Tovik: Directory Listing failed: no"),
-                                 Line(0, "Tovik: Retrieve file: Done"), Line(0, "Tovik: Retrieve file: Done"),
-                                 Line(30, "Tovik: Retrieve file failed: no")));
+  EXPECT_THAT(lines,
+              ElementsAre(Line(30, "Tovik: Current Directory failed: no"), Line(0, "Tovik: Directory Listing: Done"),
+                          Line(0, "Tovik: Directory Entry: a"), Line(0, "Tovik: Directory Entry: b"),
+                          Line(30, "Tovik: Directory Listing failed: no"), Line(0, "Tovik: Retrieve file: Done"),
+                          Line(0, "Tovik: Retrieve file: Done"), Line(30, "Tovik: Retrieve file failed: no")));
   EXPECT_THAT(channel.sent(), IsEmpty());
 }
 
@@ -112,8 +112,8 @@ TEST_F(StockClient, LogsOnlyItsFailuresAboveLevelZero) {
     retriever.onCdup("text");
     retriever.onCdupFailed("why");
     controller->command = cmd_e::none;
-    EXPECT_THAT(logged(), ElementsAre("Tovik: Change Directory failed: why",
-                                      "Tovik: Change to Parent Directory failed: why"));
+    EXPECT_THAT(logged(),
+                ElementsAre("Tovik: Change Directory failed: why", "Tovik: Change to Parent Directory failed: why"));
   }
 }
 

@@ -52,7 +52,8 @@ TEST(HostPortText, IsRefusedUnlessItHasSixFields) {
 }
 
 TEST(HostPortText, IsRefusedWithTheAddressesOwnMessageWhenTheHostIsNone) {
-  for (const std::string text : {"10, 1, 2, 3, 4, 1", "a,b,c,d,4,1", "256,1,2,3,4,1", "10,1,2,-3,4,1", "01,1,2,3,4,1"}) {
+  for (const std::string text :
+       {"10, 1, 2, 3, 4, 1", "a,b,c,d,4,1", "256,1,2,3,4,1", "10,1,2,-3,4,1", "01,1,2,3,4,1"}) {
     std::string host = text.substr(0, text.size() - (text[3] == ' ' ? 6 : 4));
     std::replace(host.begin(), host.end(), ',', '.');
     Address address(0);

@@ -52,7 +52,8 @@ std::vector<Occasion> occasions() {
       {"onCdupFailed", cdup, [](auto& server) { server.expect("CDUP").reply("550 No"); }},
       {"onNlst", nlst, [](auto& server) { server.passive().expect("NLST").reply("226 Done").data("a").closeData(); }},
       {"onNlstFailed", nlst, [](auto& server) { server.passive().expect("NLST").reply("450 No").closeData(); }},
-      {"onRetrieve", retr, [](auto& server) { server.active().expect("RETR a").reply("226 Done").data("x").closeData(); }},
+      {"onRetrieve", retr,
+       [](auto& server) { server.active().expect("RETR a").reply("226 Done").data("x").closeData(); }},
       {"onRetrieveFailed", retr, refusesRetr},
   };
 }

@@ -89,7 +89,8 @@ void LoopbackSocket::send(const std::string& bytes) const {
   std::string::size_type sent = 0;
   while (sent < bytes.size()) {
     await(descriptor_.number(), POLLOUT, "send");
-    const auto taken = ::send(descriptor_.number(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+    const auto taken =
+        ::send(descriptor_.number(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (taken < 0 && errno == EAGAIN) continue;
     require(taken > 0, "send");
     sent += static_cast<std::string::size_type>(taken);

@@ -150,7 +150,6 @@ TEST_F(Replies, Of421EndTheSessionAndLeaveTheCommandPending) {
   EXPECT_EQ(interpreter().pending, pending_e::retr);
   EXPECT_EQ(channel.bringDowns(), 1);
   EXPECT_THAT(client.lines(), IsEmpty());
-  controller->prepareCommand(cmd_e::none);
 }
 
 TEST_F(Replies, Of421EndASessionInAStateThatDoesNotExistToo) {
@@ -229,8 +228,8 @@ TEST_F(Replies, LeaveThePendingCommandThatTheClientStartsInsideItsCallback) {
 
 TEST_F(Replies, ToPasvGiveTheAddressBetweenTheParentheses) {
   offers("Entering Passive Mode (127,0,0,1,0,1) and (more)");
-  EXPECT_THAT(logged(), ::testing::Contains(
-                            "Tovik: initiating passive connection to 127.0.0.1:1 on interface 127.0.0.1:0"));
+  EXPECT_THAT(logged(),
+              ::testing::Contains("Tovik: initiating passive connection to 127.0.0.1:1 on interface 127.0.0.1:0"));
 }
 
 TEST_F(Replies, ToPasvWithoutParenthesesFail) {

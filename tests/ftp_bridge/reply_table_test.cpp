@@ -64,10 +64,7 @@ class ReplyTable : public Rig {
 };
 
 /// Each pending command with each code that can be parsed.
-class EveryReply : public ReplyTable, public ::testing::WithParamInterface<std::pair<int, pending_e>> {
- protected:
-  ~EveryReply() override { controller->prepareCommand(cmd_e::none); }
-};
+class EveryReply : public ReplyTable, public ::testing::WithParamInterface<std::pair<int, pending_e>> {};
 
 TEST_P(EveryReply, DoesWhatTheTableSays) {
   const auto [sessionState, pending] = GetParam();

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fake_channel.h"
@@ -34,11 +35,20 @@ class Rig : public ::testing::Test {
     loggedBefore_ = std::ssize(log.entries());
   }
   ~Rig() override {
+    end();
     for (const auto& entry : log.entries()) {
       EXPECT_FALSE(entry.file.empty());
       EXPECT_GT(entry.line, 0);
       EXPECT_THAT(entry.text, ::testing::StartsWith("Tovik: "));
     }
+  }
+
+  /// Destroys the controller, and frees what a failed transfer left there: its destructor does not.
+  void end() {
+    if (controller == nullptr) return;
+    EXPECT_TRUE(controller->stop());
+    delete std::exchange(controller->received, nullptr);
+    controller.reset();
   }
 
   ProtocolInterpreter& interpreter() { return controller->interpreter; }

@@ -28,7 +28,7 @@ class ScriptedServer {
   Address address() const { return address_; }
 
   // The control connection.
-  ScriptedServer& accept();  // an earlier one that is open stays so, unheeded
+  ScriptedServer& accept();                            // an earlier one that is open stays so, unheeded
   ScriptedServer& expect(const std::string& command);  // exactly this, and the line end
   ScriptedServer& expectPort();                        // PORT, with an address that data connections go to from now on
   ScriptedServer& reply(const std::string& text);      // the line end is added

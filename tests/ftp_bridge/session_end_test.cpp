@@ -132,6 +132,17 @@ TEST_F(EndSession, ReplacesTheConnectorInsideItsOwnChannelDownHandler) {
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onNlst a | Done", "onNlst b | Again"));
 }
 
+TEST_F(EndSession, SaysNothingMoreForAControllerThatWasDestroyedWhenItsDataCame) {
+  server.login().passive().expect("NLST").reply("226 Done");
+  serverAfter("Tovik: [FTP] 226 \"Done\" ").data("a").closeData().expectClose();
+  client.whenever("onNlst", [&] { controller.reset(); });
+  onceLoggedIn([&] { EXPECT_TRUE(controller->getNlst(passiveMode)); });
+  ASSERT_TRUE(client.waits("onNlst")) << server.played();
+  controller = make();
+  onWorker([] {});  // the handler that the callback came from has returned
+  EXPECT_EQ(log.count("Tovik: onDataDown"), 0);
+}
+
 TEST_F(EndSession, EndsEveryConnectionWhenTheClientThrowsOnAReply) {
   server.login().expect("PWD").reply("257 \"/\"").expectClose();
   client.whenever("onPwd", [] { throw std::runtime_error("too much"); });

@@ -143,21 +143,21 @@ TEST_P(RefusedTransfer, IsReportedOnceItsDataConnectionHasEnded) {
   const bool listing = command == "NLST";
   server.passive().expect(listing ? "NLST" : "RETR file").reply(code + " No");
   serverAfter("Tovik: [FTP] " + code + " \"No\" ");
-  server.until([&] {
-    bool waiting = false;
-    onWorker([&] { waiting = controller->replyReceived; });
-    return waiting && client.lines().size() == 1;
-  }, "the refusal waits");
+  server.until(
+      [&] {
+        bool waiting = false;
+        onWorker([&] { waiting = controller->replyReceived; });
+        return waiting && client.lines().size() == 1;
+      },
+      "the refusal waits");
   server.closeData();
-  onceLoggedIn([&] {
-    EXPECT_TRUE(listing ? controller->getNlst(passiveMode) : controller->getFile("file", passiveMode));
-  });
+  onceLoggedIn(
+      [&] { EXPECT_TRUE(listing ? controller->getNlst(passiveMode) : controller->getFile("file", passiveMode)); });
   ASSERT_TRUE(client.waits(listing ? "onNlstFailed" : "onRetrieveFailed")) << server.played();
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", listing ? "onNlstFailed No" : "onRetrieveFailed file | No"));
 }
 
-INSTANTIATE_TEST_SUITE_P(With, RefusedTransfer,
-                         ::testing::ValuesIn([] {
+INSTANTIATE_TEST_SUITE_P(With, RefusedTransfer, ::testing::ValuesIn([] {
                            std::vector<std::pair<std::string, std::string>> refusals;
                            for (const char* code : {"425", "426", "450", "451", "500", "501", "502"})
                              refusals.emplace_back("NLST", code);

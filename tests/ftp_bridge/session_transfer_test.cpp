@@ -137,10 +137,11 @@ TEST_F(TransferSession, LogsAPassiveTransferInItsOrder) {
   ends("onNlst a | Done");
   auto texts = log.texts();
   texts.erase(texts.begin(), texts.begin() + 6);  // the login
-  EXPECT_THAT(texts, ElementsAre("Tovik: controller getting directory listing", "Tovik: [FTP] PASV",
-                                 StartsWith("Tovik: [FTP] 227 "), StartsWith("Tovik: initiating passive connection to "),
-                                 "Tovik: data connection up", "Tovik: [FTP] NLST", "Tovik: [FTP] 150 \"Here\" ",
-                                 "Tovik: controller 4 received 1 bytes", dataEnded, "Tovik: [FTP] 226 \"Done\" "));
+  EXPECT_THAT(texts,
+              ElementsAre("Tovik: controller getting directory listing", "Tovik: [FTP] PASV",
+                          StartsWith("Tovik: [FTP] 227 "), StartsWith("Tovik: initiating passive connection to "),
+                          "Tovik: data connection up", "Tovik: [FTP] NLST", "Tovik: [FTP] 150 \"Here\" ",
+                          "Tovik: controller 4 received 1 bytes", dataEnded, "Tovik: [FTP] 226 \"Done\" "));
 }
 
 TEST_F(TransferSession, LogsAnActiveTransferInItsOrder) {
@@ -149,7 +150,7 @@ TEST_F(TransferSession, LogsAnActiveTransferInItsOrder) {
   retrieves("f", activeMode);
   ends("onRetrieve f | Done | ab");
   auto texts = log.texts();
-  texts.erase(texts.begin(), texts.begin() + 6);  // the login
+  texts.erase(texts.begin(), texts.begin() + 6);    // the login
   std::erase(texts, "Tovik: [FTP] 150 \"Here\" ");  // may come before or after the data connection
   EXPECT_THAT(texts, ElementsAre("Tovik: controller getting file f", StartsWith("Tovik: [FTP] PORT 127,0,0,2,"),
                                  StartsWith("Tovik: [FTP] 200 "), "Tovik: [FTP] RETR f", "Tovik: data connection up",

@@ -15,10 +15,6 @@ using ::testing::IsEmpty;
 class Transfer : public Rig {
  protected:
   Transfer() { loggedIn(); }
-  ~Transfer() override {
-    // What a failed transfer leaves is not freed by the controller's destructor.
-    if (controller != nullptr) controller->prepareCommand(cmd_e::none);
-  }
 
   void listing() {
     EXPECT_TRUE(controller->getNlst(true));
@@ -87,9 +83,7 @@ TEST_F(Transfer, EndsLinesAtLineFeedsOnly) {
   EXPECT_EQ(listed(std::string("a\0b\n", 4)), std::string("onNlst a\0b | Done", 17));
 }
 
-TEST_F(Transfer, TrimsAllWhiteSpaceAtTheEndsOfNames) {
-  EXPECT_EQ(listed(" \t\r\v\fa\f\v\r\t \n"), "onNlst a | Done");
-}
+TEST_F(Transfer, TrimsAllWhiteSpaceAtTheEndsOfNames) { EXPECT_EQ(listed(" \t\r\v\fa\f\v\r\t \n"), "onNlst a | Done"); }
 
 TEST_F(Transfer, ReportsAListingOnceWhenTheReplyComesFirst) {
   listing();

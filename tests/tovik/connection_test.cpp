@@ -17,7 +17,6 @@
 namespace tovik {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing_support::Events;
@@ -27,7 +26,7 @@ using testing_support::RawConnection;
 using testing_support::Recorder;
 
 const Events upAndDownBy(const std::string& side) {
-  return {"onNewConduit", "onConduitActive", "getDataAggregator",     "onNewChannel",
+  return {"onNewConduit", "onConduitActive",       "getDataAggregator", "onNewChannel",
           "onChannelUp",  "onChannelDown " + side, "onConduitInactive"};
 }
 
@@ -225,7 +224,7 @@ TEST_F(Connection, ThatNobodyAnswersEndsAfterItsLimit) {
   const MutePlace mute;
   ASSERT_TRUE(connect(*transport, consumer, mute.address(), 20));
   expectEvents({"onNewConduit", "onConduitInactive"});
-  EXPECT_THAT(log.texts(), ElementsAre(HasSubstr("not connected within the time limit")));
+  EXPECT_TRUE(log.waitFor("Tovik: client: not connected within the time limit"));
 }
 
 TEST_F(Connection, ThatNobodyAnswersEndsAtOnceWithALimitOfNothing) {
@@ -253,7 +252,7 @@ TEST_F(Connection, ThatIsRefusedLaterIsToldByEvents) {
   // The kernel asks again after a second, and gets a refusal.
   mute.reset();
   expectEvents({"onNewConduit", "onConduitInactive"});
-  EXPECT_THAT(log.texts(), ElementsAre(HasSubstr("refused")));
+  EXPECT_TRUE(log.waitFor("Tovik: client: connect: Connection refused"));
 }
 
 TEST_F(Connection, ThatIsStillBeingMadeEndsWithTheTransport) {
@@ -301,7 +300,7 @@ TEST_F(FirstByteLimit, EndsAMuteConnectionByThisSideAndLeavesOneAloneThatDeliver
   ASSERT_TRUE(mute.waitsFor("onConduitInactive"));
   EXPECT_EQ(mute.events(), upAndDownBy("local"));
   EXPECT_TRUE(silent.isEnded());
-  EXPECT_THAT(log.texts(), ElementsAre(HasSubstr("nothing received within the time limit")));
+  EXPECT_TRUE(log.waitFor("Tovik: client: nothing received within the time limit"));
   talking.send("20");
   EXPECT_TRUE(consumer.waitsForData(3));
 }

@@ -182,6 +182,48 @@ TEST_F(Data, BehindALineThatBringsTheChannelDownIsDropped) {
   EXPECT_THAT(consumer.events().at(6), "onChannelDown local");
 }
 
+TEST_F(Data, BehindALineThatDestroysTheTransportIsDropped) {
+  Latch destroyed;
+  consumer.takesLines().when("data", [&] {
+    transport.reset();
+    destroyed.open();
+  });
+  RawConnection remote = peer();
+  remote.send("first\r\nsecond\r\n");
+  ASSERT_TRUE(destroyed.waits());
+  EXPECT_TRUE(remote.isEnded());
+  EXPECT_THAT(consumer.lines(), ElementsAre("first\r\n"));
+}
+
+TEST_F(Data, BehindASplitLineThatDestroysTheTransportIsDropped) {
+  Latch destroyed;
+  consumer.takesLines().when("data", [&] {
+    transport.reset();
+    destroyed.open();
+  });
+  RawConnection remote = peerWhenUp();
+  remote.send("fir");
+  for (int turn = 0; turn < 3; ++turn) transport->call([] {});
+  remote.send("st\r\nsecond\r\n");
+  ASSERT_TRUE(destroyed.waits());
+  EXPECT_TRUE(remote.isEnded());
+  EXPECT_THAT(consumer.lines(), ElementsAre("first\r\n"));
+}
+
+TEST_F(Data, BehindALineThatRetiresItsConsumerIsDropped) {
+  auto* const fresh = new testing_support::Recorder;
+  const auto heard = fresh->heard();
+  fresh->takesLines().when("data", [&, fresh] {
+    transport->retire(fresh);
+    heard->note("returning");
+  });
+  RawConnection remote = peerOf(*fresh);
+  remote.send("first\r\nsecond\r\n");
+  ASSERT_TRUE(heard->waitsFor("destroyed"));
+  EXPECT_EQ(heard->count("data"), 1);
+  EXPECT_EQ(heard->events().back(), "destroyed");
+}
+
 TEST_F(Data, BehindAPieceThatBringsTheChannelDownIsDropped) {
   consumer.when("data", [this] { channel().bringDown(); });
   Latch sent;

@@ -155,7 +155,7 @@ TEST_F(Serving, LogsAnExceptionOfTheGeneratorAndGoesOn) {
   generator.act = [] { throw std::runtime_error("boom"); };
   listen();
   EXPECT_TRUE(peer().isEnded());
-  EXPECT_THAT(log.texts(), ElementsAre("Tovik: server: exception in a handler: boom"));
+  EXPECT_TRUE(log.waitFor("Tovik: server: exception in a handler: boom"));
   transport->call([this] { generator.act = nullptr; });
   RawConnection next = peer();
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
@@ -167,7 +167,7 @@ TEST_F(Serving, LogsAnExceptionOfOnNewSocketAndGoesOn) {
   };
   listen();
   EXPECT_TRUE(peer().isEnded());
-  EXPECT_THAT(log.texts(), ElementsAre("Tovik: server: exception in a handler: boom"));
+  EXPECT_TRUE(log.waitFor("Tovik: server: exception in a handler: boom"));
   EXPECT_THAT(generator.consumer(1).events(), IsEmpty());
   transport->call([this] { generator.prepare = nullptr; });
   RawConnection next = peer();
@@ -252,9 +252,14 @@ TEST_F(Serving, StopsInsideAHandlerOnTheWorker) {
 }
 
 TEST_F(Serving, StopsInsideTheGeneratorAndRefusesThatConnection) {
-  generator.act = [this] { EXPECT_TRUE(server->stopListening(-1)); };
+  Latch stopped;
+  generator.act = [&] {
+    EXPECT_TRUE(server->stopListening(-1));
+    stopped.open();
+  };
   listen();
   RawConnection remote = peer();
+  EXPECT_TRUE(stopped.waits());
   EXPECT_TRUE(remote.isEnded());
   EXPECT_THAT(generator.consumer(1).events(), IsEmpty());
 }
@@ -275,9 +280,14 @@ TEST_F(Serving, IsDestroyedInsideAHandlerOnTheWorker) {
 }
 
 TEST_F(Serving, IsDestroyedInsideTheGenerator) {
-  generator.act = [this] { server.reset(); };
+  Latch destroyed;
+  generator.act = [&] {
+    server.reset();
+    destroyed.open();
+  };
   listen();
   RawConnection remote = peer();
+  EXPECT_TRUE(destroyed.waits());
   EXPECT_TRUE(remote.isEnded());
 }
 

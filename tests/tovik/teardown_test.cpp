@@ -188,10 +188,10 @@ TEST_F(Teardown, LeavesAloneWhatIsBegunWhileItTells) {
 TEST_F(Teardown, OfTheTransportTakesNothingNewWhileItTells) {
   Recorder& successor = another();
   bool refused = false;
-  consumer.when("onConduitInactive", [&, client = std::make_shared<Client>(*transport, Protocol::tcp, successor, "late",
-                                                                            false, nullptr)] {
-    refused = !client->setup_and_connect(listener.address(), Address(0), -1);
-  });
+  consumer.when("onConduitInactive",
+                [&, client = std::make_shared<Client>(*transport, Protocol::tcp, successor, "late", false, nullptr)] {
+                  refused = !client->setup_and_connect(listener.address(), Address(0), -1);
+                });
   RawConnection first = peerWhenUp();
   transport.reset();
   EXPECT_TRUE(refused);

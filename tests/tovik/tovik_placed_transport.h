@@ -12,8 +12,8 @@ namespace testing_support {
 class PlacedTransport {
  public:
   explicit PlacedTransport(tovik::DispatchGenerator* dispatcher, const tovik::Traits& traits = {})
-      : transport(dispatcher, traits, nullptr, nullptr, [this](tovik::WorkerThread* worker) { placeAt(worker); },
-                  "placed") {}
+      : transport(
+            dispatcher, traits, nullptr, nullptr, [this](tovik::WorkerThread* worker) { placeAt(worker); }, "placed") {}
 
   tovik::WorkerThread& worker() const {
     EXPECT_TRUE(worker_.waitUntil([](const tovik::WorkerThread* worker) { return worker != nullptr; }));

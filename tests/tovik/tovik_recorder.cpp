@@ -104,8 +104,8 @@ void Recorder::happens(const std::string& event, const std::string& actName) {
 }
 
 const Events& allEvents() {
-  static const Events events{"onNewConduit", "onConduitActive", "getDataAggregator", "onNewChannel",
-                             "onChannelUp",  "data",            "onChannelDown",     "onConduitInactive"};
+  static const Events events{"onNewConduit", "onConduitActive", "getDataAggregator", "onNewChannel", "onChannelUp",
+                             "data",         "onChannelDown",   "onConduitInactive"};
   return events;
 }
 

@@ -72,9 +72,7 @@ class Recorder : public tovik::Consumer {
   Recorder& givesNoAggregator(bool answer);
 
   const std::shared_ptr<Heard>& heard() const { return heard_; }
-  [[nodiscard]] bool waitsFor(const std::string& event, long times = 1) const {
-    return heard_->waitsFor(event, times);
-  }
+  [[nodiscard]] bool waitsFor(const std::string& event, long times = 1) const { return heard_->waitsFor(event, times); }
   Events events() const { return heard_->events(); }
   [[nodiscard]] bool waitsForData(unsigned long size) const {
     return data_.waitUntil([size](const std::string& data) { return data.size() >= size; });

@@ -71,9 +71,8 @@ TEST_F(TransportLife, StartsAndStopsAroundAllEventsOnTheWorker) {
   transport = transportWith({}, &callbacks);
   RawConnection remote = peerWhenUp();
   transport.reset();
-  EXPECT_EQ(consumer.events(),
-            (Events{"start", "onNewConduit", "onConduitActive", "getDataAggregator", "onNewChannel", "onChannelUp",
-                    "onChannelDown local", "onConduitInactive", "stop"}));
+  EXPECT_EQ(consumer.events(), (Events{"start", "onNewConduit", "onConduitActive", "getDataAggregator", "onNewChannel",
+                                       "onChannelUp", "onChannelDown local", "onConduitInactive", "stop"}));
 }
 
 TEST_F(TransportLife, CallsTheFunctionOnceOnTheWorkerBeforeTheFirstEvent) {
@@ -96,8 +95,8 @@ TEST_F(TransportLife, ThatIsVeryShortIsToldAsAPairOrNotAtAll) {
     bool gone = false;
     bool calledLate = false;
     {
-      Transport passing(dispatcher.get(), Traits(), &brief, nullptr,
-                        [&](WorkerThread* /*worker*/) { calledLate = gone; }, "brief");
+      Transport passing(
+          dispatcher.get(), Traits(), &brief, nullptr, [&](WorkerThread* /*worker*/) { calledLate = gone; }, "brief");
     }
     gone = true;
     const Events told = own->events();
@@ -142,9 +141,8 @@ TEST_F(TransportLife, HasStoppedWhenItIsDestroyedInsideAnEvent) {
   });
   RawConnection remote = peer();
   ASSERT_TRUE(done.waits());
-  EXPECT_EQ(heard->events(),
-            (Events{"start", "onNewConduit", "onConduitActive", "getDataAggregator", "onNewChannel", "onChannelUp",
-                    "onChannelDown local", "onConduitInactive", "stop", "returning"}));
+  EXPECT_EQ(heard->events(), (Events{"start", "onNewConduit", "onConduitActive", "getDataAggregator", "onNewChannel",
+                                     "onChannelUp", "onChannelDown local", "onConduitInactive", "stop", "returning"}));
 }
 
 TEST_F(TransportLife, LogsWhatTheCallbacksThrowAndGoesOn) {
@@ -206,7 +204,6 @@ TEST_F(TransportCall, MayDestroyTheTransport) {
 
 TEST_F(TransportCall, RunsBetweenTwoEventsNeverInsideOne) {
   Awaited<int> inside;
-  Latch sent;
   consumer.when("data", [&] {
     inside.change([](int& count) { ++count; });
     std::this_thread::yield();
@@ -217,6 +214,7 @@ TEST_F(TransportCall, RunsBetweenTwoEventsNeverInsideOne) {
     remote.send("x");
     transport->call([&] { EXPECT_EQ(inside.get(), 0); });
   }
+  transport.reset();
 }
 
 TEST_F(TransportCall, BetweenTwoWorkersThatDestroyEachOthersTransportsEnds) {

@@ -90,7 +90,8 @@ TEST_F(Worker, KeepsTheOrderOfEachOfSeveralPostingThreads) {
   std::vector<std::thread> threads;
   for (int thread = 0; thread < 3; ++thread)
     threads.emplace_back([&, thread] {
-      for (int i = 0; i < perThread; ++i) worker.post([&seen, number = thread * perThread + i] { seen.push_back(number); });
+      for (int i = 0; i < perThread; ++i)
+        worker.post([&seen, number = thread * perThread + i] { seen.push_back(number); });
     });
   for (auto& thread : threads) thread.join();
   finish();
@@ -198,15 +199,6 @@ TEST_F(Worker, HasRunACallWhenItReturns) {
   EXPECT_EQ(runs, 100);
 }
 
-TEST_F(Worker, RunsACallOfItsOwnAtOnce) {
-  std::vector<std::string> order;
-  worker.call([&] {
-    worker.call([&] { order.emplace_back("inner"); });
-    order.emplace_back("outer");
-  });
-  EXPECT_THAT(order, ElementsAre("inner", "outer"));
-}
-
 TEST_F(Worker, HandsAnExceptionOfACallToTheCallerAndGoesOn) {
   EXPECT_THROW(worker.call([] { throw std::runtime_error("boom"); }), std::runtime_error);
   bool inside = false;
@@ -216,38 +208,6 @@ TEST_F(Worker, HandsAnExceptionOfACallToTheCallerAndGoesOn) {
   });
   EXPECT_TRUE(inside);
   EXPECT_THAT(log.texts(), ElementsAre());
-}
-
-TEST_F(Worker, RunsTheCallsOfManyThreads) {
-  int runs = 0;
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i)
-    threads.emplace_back([&] {
-      for (int call = 0; call < 200; ++call) worker.call([&] { ++runs; });
-    });
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(runs, 800);
-}
-
-TEST_F(Worker, CallsAnotherOneThatCallsItAtTheSameTime) {
-  WorkerThread other("other");
-  ASSERT_TRUE(other.start());
-  Latch here;
-  Latch there;
-  Awaited<int> calls;
-  const auto count = [&] { calls.change([](int& number) { ++number; }); };
-  worker.post([&] {
-    here.open();
-    EXPECT_TRUE(there.waits());
-    other.call(count);
-  });
-  other.post([&] {
-    there.open();
-    EXPECT_TRUE(here.waits());
-    worker.call(count);
-  });
-  EXPECT_TRUE(calls.waitUntil([](int number) { return number == 2; }));
-  finish();
 }
 
 TEST_F(Worker, FiresATimerAndNotOneThatWasCancelled) {
@@ -311,6 +271,14 @@ TEST_F(Worker, GoesOnWatchingWhenItIsStartedASecondTime) {
   ::eventfd_write(descriptor->number(), 1);
   EXPECT_TRUE(ready->waits());
 }
+
+#ifndef NDEBUG
+TEST(WorkerThreadDeathTest, DebugBuildsEndTheProgramThatCallsOnAnotherThread) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const WorkerThread worker("worker");
+  EXPECT_DEATH(worker.requireCurrent(), "not the worker thread");
+}
+#endif
 
 // Tasks that wait at the end stand in one long chain, whose end must not need a stack as long.
 TEST_F(Worker, EndsWithAnyNumberOfTasksWaiting) {

@@ -2,17 +2,22 @@
 
 #include <qk/logging/logging.h>
 
+#include <cstdio>
 #include <exception>
 
 namespace tovik {
 
 void logHandlerException(const char* where) noexcept {
   try {
-    throw;
-  } catch (const std::exception& error) {
-    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << where << ": exception in a handler: " << error.what();
+    try {
+      throw;
+    } catch (const std::exception& error) {
+      QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << where << ": exception in a handler: " << error.what();
+    } catch (...) {
+      QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << where << ": exception in a handler";
+    }
   } catch (...) {
-    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << where << ": exception in a handler";
+    std::fputs("Tovik: exception in a handler, and no memory to log it\n", stderr);
   }
 }
 

@@ -7,8 +7,15 @@
 
 namespace tovik {
 
+namespace {
+
+constexpr unsigned long pieceBytes = 1UL << 20U;
+
+}  // namespace
+
 void OutputQueue::add(const char* data, unsigned long size) {
-  if (!pieces_.empty() && !pieces_.back().file.isOpen()) {
+  // A piece that has been sent in part is left to drain: what never empties would else keep all that it ever held.
+  if (!pieces_.empty() && pieces_.back().isUntouched() && pieces_.back().remaining < pieceBytes) {
     pieces_.back().bytes.append(data, size);
     pieces_.back().remaining += size;
     return;
@@ -38,7 +45,7 @@ OutputQueue::Outcome OutputQueue::writeTo(Socket& socket, unsigned long budget) 
     if (moved <= 0) return Outcome::failed;
     piece.remaining -= static_cast<unsigned long>(moved);
     budget -= static_cast<unsigned long>(moved);
-    if (piece.remaining == 0) pieces_.erase(pieces_.begin());
+    if (piece.remaining == 0) pieces_.pop_front();
   }
   return Outcome::drained;
 }

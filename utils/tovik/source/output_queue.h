@@ -1,7 +1,7 @@
 #pragma once
 
+#include <list>
 #include <string>
-#include <vector>
 
 #include "tovik/descriptor.h"
 
@@ -28,11 +28,13 @@ class OutputQueue {
     Descriptor file;
     long offset = 0;
     unsigned long remaining = 0;
+
+    bool isUntouched() const { return !file.isOpen() && remaining == bytes.size(); }
   };
 
   static long write(Socket& socket, Piece& piece, unsigned long size);
 
-  std::vector<Piece> pieces_;
+  std::list<Piece> pieces_;  // takes no memory while it is empty, as it is on most connections
 };
 
 }  // namespace tovik

@@ -56,6 +56,7 @@ Result Server::startListening(const Address& address) try {
   }
   return started;
 } catch (const std::bad_alloc&) {
+  reception_->close();
   socket_.close();
   return failure("out of memory");
 }

@@ -237,11 +237,12 @@ void TcpConduit::endLimit() {
 }
 
 void TcpConduit::onTimer() {
+  const auto self = shared_from_this();
   limit_.reset();
-  QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name_ << ": "
-                                         << (stage_ == Stage::up ? "nothing received" : "not connected")
-                                         << " within the time limit";
+  const bool wasUp = stage_ == Stage::up;
   end(dirLocal);
+  QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name_ << ": " << (wasUp ? "nothing received" : "not connected")
+                                         << " within the time limit";
 }
 
 /// Calls the consumer, unless it has been given back or has thrown in an earlier event of this conduit.

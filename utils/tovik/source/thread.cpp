@@ -1,6 +1,7 @@
 #include "tovik/thread.h"
 
 #include <chrono>
+#include <new>
 #include <ostream>
 #include <system_error>
 #include <utility>
@@ -8,6 +9,12 @@
 #include "system_error.h"
 
 namespace tovik {
+
+namespace {
+
+thread_local const Thread* current = nullptr;
+
+}  // namespace
 
 Thread::Thread(std::string name) : name_(std::move(name)) {}
 
@@ -26,6 +33,9 @@ Result Thread::start() {
   } catch (const std::system_error& error) {
     setRunning(false);
     return systemFailure("thread " + name_, error.code().value());
+  } catch (const std::bad_alloc&) {
+    setRunning(false);
+    return failure("out of memory");
   }
   return Success;
 }
@@ -33,8 +43,8 @@ Result Thread::start() {
 void Thread::stop() { __atomic_store_n(&stopping_, true, __ATOMIC_RELEASE); }
 
 bool Thread::join(int limit_ms) {
+  if (current == this) return false;
   if (!thread_.joinable()) return true;
-  if (thread_.get_id() == std::this_thread::get_id()) return false;
   if (limit_ms >= 0) {
     std::unique_lock lock(mutex_);
     if (!ended_.wait_for(lock, std::chrono::milliseconds(limit_ms), [this] { return !running_; })) return false;
@@ -58,6 +68,7 @@ void Thread::print(std::ostream& out) const {
 }
 
 void Thread::main() {
+  current = this;
   run(stopping_);
   setRunning(false);
 }

@@ -20,7 +20,8 @@ class SocketCreationCallback;
 ///
 /// Threads:   startListening and stopListening by one owner at a time.
 /// Ownership: borrows the generator, the callback and the options, which outlive the listening. May outlive the
-///            transport. The destructor stops listening; accepted connections go on.
+///            transport. The destructor stops listening; accepted connections go on. A derived class stops it in its
+///            own destructor, since the thread calls virtual operations.
 class Server : public ApplicationBase, public Thread {
  public:
   /// The callback is told of the listening socket. Null options: the transport's.
