@@ -237,12 +237,15 @@ void TcpConduit::endLimit() {
 }
 
 void TcpConduit::onTimer() {
-  const auto self = shared_from_this();
   limit_.reset();
-  const bool wasUp = stage_ == Stage::up;
+  try {
+    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name_ << ": "
+                                           << (stage_ == Stage::up ? "nothing received" : "not connected")
+                                           << " within the time limit";
+  } catch (...) {
+    logHandlerException(name_.c_str());  // without memory for the record the connection ends all the same
+  }
   end(dirLocal);
-  QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name_ << ": " << (wasUp ? "nothing received" : "not connected")
-                                         << " within the time limit";
 }
 
 /// Calls the consumer, unless it has been given back or has thrown in an earlier event of this conduit.
