@@ -32,7 +32,7 @@ class ServingTest : public testing::Test {
 
   void TearDown() override {
     server.reset();
-    EXPECT_EQ(heldNow(), before_);
+    EXPECT_EQ(heldInTheEnd(before_), before_);
   }
 
   const std::string large = sampleBytes(8 << 20);
@@ -40,7 +40,7 @@ class ServingTest : public testing::Test {
   std::unique_ptr<ftp_serve::FtpServer> server;
 
  private:
-  const Held before_ = heldNow();
+  const Held before_ = heldAtRest();
 };
 
 }  // namespace testing_support

@@ -1,21 +1,15 @@
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <utility>
 #include <vector>
 
-#include "session.h"
+#include "occasion.h"
 
 namespace tovik::ftp {
 namespace {
-
-/// How a callback is brought about: the client's command, and the server's part.
-struct Occasion {
-  std::string callback;
-  std::function<void(Controller&)> command;
-  std::function<void(ScriptedServer&)> answer;
-};
 
 /// Something that a client may do inside a callback, the server's part, and the callback that ends it, if one does.
 struct Act {
@@ -25,38 +19,7 @@ struct Act {
   std::string outcome;
 };
 
-void PrintTo(const Occasion& occasion, std::ostream* out) { *out << occasion.callback; }
 void PrintTo(const Act& act, std::ostream* out) { *out << act.name; }
-
-/// Quiet replies of a server that is asked for nothing.
-void silence(ScriptedServer& /*server*/) {}
-
-std::vector<Occasion> occasions() {
-  const auto none = [](Controller&) {};
-  const auto pwd = [](Controller& controller) { EXPECT_TRUE(controller.getPwd()); };
-  const auto cwd = [](Controller& controller) { EXPECT_TRUE(controller.changeCwd("a")); };
-  const auto cdup = [](Controller& controller) { EXPECT_TRUE(controller.cdUp()); };
-  const auto nlst = [](Controller& controller) { EXPECT_TRUE(controller.getNlst(passiveMode)); };
-  const auto retr = [](Controller& controller) { EXPECT_TRUE(controller.getFile("a", activeMode)); };
-  const auto refusesRetr = [](ScriptedServer& server) {
-    server.active().expect("RETR a").reply("550 No").data("half").closeData();
-  };
-  return {
-      {"onConnected", none, silence},
-      {"onDisconnected", none, [](auto& server) { server.close(); }},
-      {"onPwd", pwd, [](auto& server) { server.expect("PWD").reply("257 \"/\""); }},
-      {"onPwdFailed", pwd, [](auto& server) { server.expect("PWD").reply("550 No"); }},
-      {"onCwd", cwd, [](auto& server) { server.expect("CWD a").reply("250 Done"); }},
-      {"onCwdFailed", cwd, [](auto& server) { server.expect("CWD a").reply("550 No"); }},
-      {"onCdup", cdup, [](auto& server) { server.expect("CDUP").reply("200 Done"); }},
-      {"onCdupFailed", cdup, [](auto& server) { server.expect("CDUP").reply("550 No"); }},
-      {"onNlst", nlst, [](auto& server) { server.passive().expect("NLST").reply("226 Done").data("a").closeData(); }},
-      {"onNlstFailed", nlst, [](auto& server) { server.passive().expect("NLST").reply("450 No").closeData(); }},
-      {"onRetrieve", retr,
-       [](auto& server) { server.active().expect("RETR a").reply("226 Done").data("x").closeData(); }},
-      {"onRetrieveFailed", retr, refusesRetr},
-  };
-}
 
 std::vector<Act> commandActs() {
   const auto lists = [](auto& server) { server.expect("NLST").data("b").closeData().reply("226 Done"); };
@@ -75,26 +38,6 @@ std::vector<Act> commandActs() {
        "onDisconnected"},
   };
 }
-
-/// Brings a callback about and does something inside it, the first time.
-class Inside : public Session {
- protected:
-  void doInside(const Occasion& occasion, const std::function<void()>& act) {
-    client.onConnectedDo([this, occasion] { occasion.command(*controller); });
-    client.whenever(occasion.callback, [this, occasion, act] {
-      if (std::exchange(done_, true)) return;
-      act();
-    });
-    server.login();
-    occasion.answer(server);
-    start();
-  }
-
-  static bool hasConnection(const Occasion& occasion) { return occasion.callback != "onDisconnected"; }
-
- private:
-  bool done_ = false;
-};
 
 class CommandInside : public Inside, public ::testing::WithParamInterface<std::tuple<Occasion, Act>> {};
 
@@ -154,6 +97,17 @@ TEST_P(EndInside, StartsACommandAndDestroysTheController) {
   endsInside(startAndDestroy, [](auto& peer) { peer.expectPort(); });
 }
 
+// Whoever throws hears no more of that connection, and every connection of the session ends.
+TEST_P(EndInside, ThrowsAnException) {
+  doInside(GetParam(), [] { throw std::runtime_error("the host's own"); });
+  ASSERT_TRUE(client.waits(GetParam().callback)) << server.played();
+  if (hasConnection(GetParam())) server.expectClose();
+  EXPECT_TRUE(server.played());
+  disconnections = client.callsOf("onDisconnected");
+  EXPECT_LE(disconnections, 1);
+  EXPECT_GE(log.countContaining("exception in a handler: the host's own"), 1);
+}
+
 TEST_P(EndInside, StopsAndDestroysTheController) {
   endsInside([&] {
     freeWhatAFailedTransferLeft();
@@ -162,16 +116,14 @@ TEST_P(EndInside, StopsAndDestroysTheController) {
   });
 }
 
-std::string nameOf(const Occasion& occasion) { return occasion.callback; }
-
 INSTANTIATE_TEST_SUITE_P(Of, CommandInside,
                          ::testing::Combine(::testing::ValuesIn(occasions()), ::testing::ValuesIn(commandActs())),
                          [](const auto& test) {
-                           return nameOf(std::get<0>(test.param)) + std::get<1>(test.param).name;
+                           return std::get<0>(test.param).callback + std::get<1>(test.param).name;
                          });
 
 INSTANTIATE_TEST_SUITE_P(Of, EndInside, ::testing::ValuesIn(occasions()),
-                         [](const auto& test) { return nameOf(test.param); });
+                         [](const auto& test) { return test.param.callback; });
 
 }  // namespace
 }  // namespace tovik::ftp

@@ -111,10 +111,23 @@ bool LoopbackSocket::isQuiet() const {
   return ::poll(&waiting, 1, 0) == 0;
 }
 
+bool LoopbackSocket::hasEnded() const {
+  pollfd waiting{descriptor_.number(), POLLRDHUP, 0};
+  return ::poll(&waiting, 1, 0) != 0;
+}
+
 void LoopbackSocket::reset() {
   const linger none{1, 0};
   require(::setsockopt(descriptor_.number(), SOL_SOCKET, SO_LINGER, &none, sizeof none) == 0, "SO_LINGER");
   close();
+}
+
+bool awaitReadable(const std::vector<int>& descriptors, std::chrono::milliseconds limit) {
+  std::vector<pollfd> waiting;
+  for (const int descriptor : descriptors) waiting.push_back({descriptor, POLLIN, 0});
+  const int ready = ::poll(waiting.data(), waiting.size(), static_cast<int>(limit.count()));
+  require(ready >= 0, "poll");
+  return ready > 0;
 }
 
 }  // namespace tovik::ftp

@@ -3,7 +3,9 @@
 #include <tovik/address.h>
 #include <tovik/descriptor.h>
 
+#include <chrono>
 #include <string>
+#include <vector>
 
 namespace tovik::ftp {
 
@@ -27,6 +29,9 @@ class LoopbackSocket {
   std::string receive() const;
   /// True when nothing is there to be received at this moment.
   bool isQuiet() const;
+  /// True once the peer has closed or reset the connection, whatever is still there to be received.
+  bool hasEnded() const;
+  int number() const { return descriptor_.number(); }
 
   void close() { descriptor_ = Descriptor(); }
   /// Ends the connection without a farewell: the peer's next receive fails.
@@ -37,5 +42,8 @@ class LoopbackSocket {
 
   Descriptor descriptor_;
 };
+
+/// Waits until one of the descriptors has something to be received; false when none has in time.
+bool awaitReadable(const std::vector<int>& descriptors, std::chrono::milliseconds limit);
 
 }  // namespace tovik::ftp

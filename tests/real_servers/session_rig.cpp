@@ -1,10 +1,6 @@
 #include "session_rig.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <chrono>
-#include <thread>
 
 #include "tovik/dispatch_store.h"
 
@@ -25,20 +21,6 @@ tovik::ftp::connection_data_t connectionTo(const test_servers::RealServer& serve
   connection.user = user;
   connection.password = server.account().password;
   return connection;
-}
-
-// A sanitizer starts a thread of its own with the program's first one. The kernel lists a thread for a moment after it
-// has been joined.
-void startAndEndAThread() {
-  pid_t id = 0;
-  std::thread([&] { id = gettid(); }).join();
-  while (std::filesystem::exists("/proc/self/task/" + std::to_string(id))) std::this_thread::yield();
-}
-
-testing_support::Held heldAfter(const testing_support::Held& expected) {
-  const auto end = std::chrono::steady_clock::now() + testing_support::deadline;
-  while (testing_support::heldNow() != expected && std::chrono::steady_clock::now() < end) std::this_thread::yield();
-  return testing_support::heldNow();
 }
 
 }  // namespace
@@ -89,15 +71,14 @@ WithServer::~WithServer() {
   strays_.reset();
   log_.reset();
   EXPECT_TRUE(tovik::DispatchStore::inst().remove(dispatcher));
-  EXPECT_EQ(heldAfter(heldBefore_), heldBefore_);
+  EXPECT_EQ(testing_support::heldInTheEnd(heldBefore_), heldBefore_);
 }
 
 void WithServer::startServer(const test_servers::ServerKind& kind, bool straysAfterFiles) {
   if (!kind.startable()) GTEST_SKIP() << "only root can start " << kind.name;
   makeDirectory("pub");
   server_ = kind.make(root_.path());
-  startAndEndAThread();
-  heldBefore_ = testing_support::heldNow();
+  heldBefore_ = testing_support::heldAtRest();
   log_.emplace();
   if (straysAfterFiles) strays_.emplace();
   ASSERT_TRUE(tovik::DispatchStore::inst().add(dispatcher, workers));

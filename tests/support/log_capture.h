@@ -47,6 +47,11 @@ class LogCapture {
     const auto all = texts();
     return std::count(all.begin(), all.end(), text);
   }
+  long countContaining(const std::string& part) const {
+    const auto all = texts();
+    return std::count_if(all.begin(), all.end(),
+                         [&](const std::string& text) { return text.find(part) != std::string::npos; });
+  }
   [[nodiscard]] bool waitFor(const std::string& text) const {
     return kept_->waitUntil([&](const Entries& entries) {
       return std::any_of(entries.begin(), entries.end(), [&](const Entry& entry) { return entry.text == text; });

@@ -109,7 +109,7 @@ TEST_F(Store, HasEndedTheWorkersOfAnUnusedDispatcherWhenRemoveReturns) {
   ASSERT_TRUE(store.add("d", 3));
   { const PlacedTransport gone(store.fetch("d")); }
   ASSERT_TRUE(store.remove("d"));
-  EXPECT_TRUE(testing_support::settlesTo(before));
+  EXPECT_EQ(testing_support::heldInTheEnd(before), before);
 }
 
 TEST_F(Store, LetsATransportGoOnWhenItsDispatcherIsRemoved) {
@@ -136,7 +136,7 @@ TEST_F(Store, EndsTheWorkersOfARemovedDispatcherWithItsLastTransport) {
   last.reset();
   // The threads by themselves, their descriptors with the next change of the store.
   before.descriptors = heldNow().descriptors;
-  EXPECT_TRUE(testing_support::settlesTo(before));
+  EXPECT_EQ(testing_support::heldInTheEnd(before), before);
   change();
 }
 

@@ -2,53 +2,22 @@
 
 #include <gtest/gtest.h>
 #include <tovik/dispatch_store.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <filesystem>
 #include <string>
-#include <thread>
+#include <utility>
 
 #include "support/leftovers.h"
-#include "support/waiting.h"
 
 namespace testing_support {
-
-/// Whether the process holds no more than before. A thread that has been joined may stand in the kernel's list for a
-/// moment longer, which nothing tells the end of: hence the repetition.
-inline bool settlesTo(const Held& before) {
-  const auto end = std::chrono::steady_clock::now() + deadline;
-  while (!(heldNow() == before)) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::yield();
-  }
-  return true;
-}
 
 /// A fixture whose tests prove at their end that neither a descriptor nor a thread is left.
 class LeavesNothing : public ::testing::Test {
  protected:
   LeavesNothing() : before_(heldAtRest()) {}
   // After the members of the derived fixtures are gone.
-  ~LeavesNothing() override {
-    EXPECT_TRUE(settlesTo(before_)) << "descriptors: " << before_.descriptors << " before, " << heldNow().descriptors
-                                    << " after; threads: " << before_.threads << " before, " << heldNow().threads
-                                    << " after";
-  }
+  ~LeavesNothing() override { EXPECT_EQ(heldInTheEnd(before_), before_); }
 
  private:
-  static Held heldAtRest() {
-    // A sanitizer starts a thread of its own together with the first one.
-    static const bool first = startAndEndAThread();
-    return first ? heldNow() : Held{};
-  }
-  static bool startAndEndAThread() {
-    std::string task;
-    std::thread([&task] { task = "/proc/self/task/" + std::to_string(::gettid()); }).join();
-    while (std::filesystem::exists(task)) std::this_thread::yield();
-    return true;
-  }
-
   const Held before_;
 };
 

@@ -147,8 +147,11 @@ void TcpConduit::send(const char* data, unsigned long size) {
   if (sent == Socket::wouldBlock) sent = 0;
   if (sent < 0) return requestEnd(dirFailed);
   const auto taken = static_cast<unsigned long>(sent);
+  if (taken == size) return;
   try {
-    if (taken < size) output_.add(data + taken, size - taken);
+    output_.add(data + taken, size - taken);
+    // Only a socket that has refused bytes tells when it takes more.
+    if (taken > 0) core_->worker().schedule(shared_from_this());
   } catch (const std::bad_alloc&) {
     requestEnd(dirFailed);
   }

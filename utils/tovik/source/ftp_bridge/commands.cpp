@@ -1,4 +1,7 @@
 #include <array>
+#include <functional>
+#include <memory>
+#include <new>
 #include <utility>
 
 #include "tovik/ftp_bridge/ftp_bridge.h"
@@ -18,6 +21,23 @@ const char* nameOf(Controller::cmd_e command) {
 
 Result Controller::refuseBusy() const { return failure(nameOf(command) + std::string(" still active")); }
 
+/// Nothing of a command that memory was too short to begin stays in progress.
+Result Controller::begin(cmd_e cmd, const std::function<void()>& act) {
+  const std::weak_ptr<const void> session = transport->life();
+  bool busy = true;
+  try {
+    if (command != cmd_e::none) return refuseBusy();
+    busy = false;
+    act();
+    return Success;
+  } catch (const std::bad_alloc&) {
+    // The client may have destroyed the session in a callback and thrown this itself.
+    if (session.expired()) throw;
+    if (!busy && command == cmd) command = cmd_e::none;
+    return failure("out of memory");
+  }
+}
+
 void Controller::prepareCommand(cmd_e cmd) {
   command = cmd;
   replyReceived = false;
@@ -33,35 +53,35 @@ void Controller::send(pending_e awaited, const std::string& text) {
 }
 
 Result Controller::getPwd() {
-  if (command != cmd_e::none) return refuseBusy();
-  QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller getting current directory";
-  prepareCommand(cmd_e::pwd);
-  send(pending_e::pwd, "PWD");
-  return Success;
+  return begin(cmd_e::pwd, [this] {
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller getting current directory";
+    prepareCommand(cmd_e::pwd);
+    send(pending_e::pwd, "PWD");
+  });
 }
 
 Result Controller::changeCwd(const std::string& directory) {
-  if (command != cmd_e::none) return refuseBusy();
-  QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller changing working directory to " << directory;
-  prepareCommand(cmd_e::cwd);
-  send(pending_e::cwd, "CWD " + directory);
-  return Success;
+  return begin(cmd_e::cwd, [this, &directory] {
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller changing working directory to " << directory;
+    prepareCommand(cmd_e::cwd);
+    send(pending_e::cwd, "CWD " + directory);
+  });
 }
 
 Result Controller::cdUp() {
-  if (command != cmd_e::none) return refuseBusy();
-  QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller changing to parent directory";
-  prepareCommand(cmd_e::cdup);
-  send(pending_e::cdup, "CDUP");
-  return Success;
+  return begin(cmd_e::cdup, [this] {
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller changing to parent directory";
+    prepareCommand(cmd_e::cdup);
+    send(pending_e::cdup, "CDUP");
+  });
 }
 
 Result Controller::sendLogout() {
-  if (command != cmd_e::none) return refuseBusy();
-  QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller logging out";
-  prepareCommand(cmd_e::quit);
-  send(pending_e::quit, "QUIT");
-  return Success;
+  return begin(cmd_e::quit, [this] {
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller logging out";
+    prepareCommand(cmd_e::quit);
+    send(pending_e::quit, "QUIT");
+  });
 }
 
 /// The name stands between double quotes; a doubled one ends it at its first half.

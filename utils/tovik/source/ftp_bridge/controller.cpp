@@ -1,3 +1,4 @@
+#include <new>
 #include <utility>
 
 #include "tovik/client.h"
@@ -46,9 +47,11 @@ Controller::~Controller() {
   delete dataConnector;
 }
 
-Result Controller::start() {
+Result Controller::start() try {
   Client connecting(*transport, Protocol::tcp, interpreter, "protocol_interpreter", false, nullptr);
   return connecting.setup_and_connect(connection.server, connection.local, -1);
+} catch (const std::bad_alloc&) {
+  return failure("out of memory");
 }
 
 // On the worker, so that any thread may stop at any moment, also while a handler is just starting the next transfer.

@@ -10,20 +10,20 @@
 namespace tovik::ftp {
 
 Result Controller::getNlst(bool usePassive) {
-  if (command != cmd_e::none) return refuseBusy();
-  QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller getting directory listing";
-  prepareCommand(cmd_e::nlst);
-  startDataConnection(usePassive);
-  return Success;
+  return begin(cmd_e::nlst, [this, usePassive] {
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller getting directory listing";
+    prepareCommand(cmd_e::nlst);
+    startDataConnection(usePassive);
+  });
 }
 
 Result Controller::getFile(const std::string& name, bool usePassive) {
-  if (command != cmd_e::none) return refuseBusy();
-  QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller getting file " << name;
-  prepareCommand(cmd_e::retr);
-  fileName = name;
-  startDataConnection(usePassive);
-  return Success;
+  return begin(cmd_e::retr, [this, &name, usePassive] {
+    QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller getting file " << name;
+    prepareCommand(cmd_e::retr);
+    fileName = name;
+    startDataConnection(usePassive);
+  });
 }
 
 void Controller::onNlst(bool ok, const std::string& text) {

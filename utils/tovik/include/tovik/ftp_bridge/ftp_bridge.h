@@ -11,6 +11,7 @@
 #include <qk/logging/logging.h>
 
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <ostream>
@@ -201,7 +202,7 @@ class DataConnection : public Server {
 ///            controller is destroyed, because a failed transfer left it or its end is outstanding, is not freed.
 /// Errors:    operations return a Result at once; one that finds another command in progress fails with that
 ///            command's name and " still active", and changes nothing. A command whose reply never comes keeps the
-///            controller busy; there is no time-out.
+///            controller busy; there is no time-out. "out of memory" means that nothing was begun.
 class Controller {
  public:
   /// The command in progress. The numbers stand in the log.
@@ -254,6 +255,7 @@ class Controller {
   friend class DataConnector;
 
   Result refuseBusy() const;
+  Result begin(cmd_e cmd, const std::function<void()>& act);
   void prepareCommand(cmd_e cmd);
   void send(pending_e awaited, const std::string& text);
   void startDataConnection(bool usePassive);

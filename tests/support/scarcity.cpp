@@ -1,4 +1,4 @@
-#include "tovik_scarcity.h"
+#include "scarcity.h"
 
 #include <malloc.h>
 #include <netinet/in.h>
@@ -10,8 +10,10 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
+#include <initializer_list>
 #include <limits>
 #include <new>
+#include <utility>
 
 // clang's thread sanitizer links its own operator new as a strong symbol.
 #if defined(__has_feature)
@@ -26,21 +28,45 @@ constexpr int plenty = std::numeric_limits<int>::max();
 
 thread_local int allocationsLeft = plenty;
 thread_local bool refused = false;
+thread_local int spared = 0;
+
+std::atomic<bool> oneAllocationFails{false};
+std::atomic<int> allocationsBefore{0};
+std::atomic<bool> allocationFailed{false};
 std::atomic<long> inUse{0};
 
 std::atomic<bool> fails{false};
 std::atomic<bool> interrupts{false};
 std::atomic<int> callsLeft{0};
+std::atomic<unsigned> chosenError{0};
 std::atomic<bool> failed{false};
 
 enum Repeatable : unsigned { accepting, receiving, sending, sendingFile, waiting, polling, repeatableCount };
 thread_local std::array<unsigned, repeatableCount> calls{};
 
-/// Whether this call is the one that fails.
-bool failsNow(int error) {
-  if (!fails.load() || callsLeft.fetch_sub(1) != 0) return false;
+/// A send that the kernel takes one byte of.
+constexpr int shortWrite = -1;
+/// An error that SO_ERROR tells of, instead of one of asking for it.
+constexpr int pending(int error) { return -error; }
+
+/// The error of this call if it is the one that fails, otherwise 0.
+int failure(std::initializer_list<int> errors) {
+  if (!fails.load() || callsLeft.fetch_sub(1) != 0) return 0;
+  if (chosenError >= errors.size()) return 0;
   failed = true;
-  errno = error;
+  return errors.begin()[chosenError];
+}
+
+bool failsNow(std::initializer_list<int> errors) {
+  const int error = failure(errors);
+  if (error != 0) errno = error;
+  return error != 0;
+}
+
+bool allocationIsToFail() {
+  if (!oneAllocationFails.load(std::memory_order_relaxed) || spared > 0) return false;
+  if (allocationsBefore.fetch_sub(1) != 0) return false;
+  allocationFailed = true;
   return true;
 }
 
@@ -62,6 +88,7 @@ void* operator new(std::size_t size) {
     throw std::bad_alloc();
   }
   if (allocationsLeft != plenty) --allocationsLeft;
+  if (allocationIsToFail()) throw std::bad_alloc();
   void* const memory = std::malloc(size == 0 ? 1 : size);
   if (memory == nullptr) throw std::bad_alloc();
   inUse.fetch_add(static_cast<long>(::malloc_usable_size(memory)), std::memory_order_relaxed);
@@ -93,49 +120,61 @@ void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept { ope
   result wrap_##name(__VA_ARGS__)
 
 REPLACES(int, socket, "_ZN5tovik3sys6socketEiii", int domain, int type, int protocol) {
-  return failsNow(EMFILE) ? -1 : real_socket(domain, type, protocol);
+  return failsNow({EMFILE, ENFILE, ENOBUFS}) ? -1 : real_socket(domain, type, protocol);
 }
 REPLACES(int, bind, "_ZN5tovik3sys4bindEiRK11sockaddr_in", int descriptor, const sockaddr_in& address) {
-  return failsNow(EADDRINUSE) ? -1 : real_bind(descriptor, address);
+  return failsNow({EADDRINUSE, EADDRNOTAVAIL}) ? -1 : real_bind(descriptor, address);
 }
 REPLACES(int, connect, "_ZN5tovik3sys7connectEiRK11sockaddr_in", int descriptor, const sockaddr_in& address) {
-  return failsNow(ENETUNREACH) ? -1 : real_connect(descriptor, address);
+  return failsNow({ENETUNREACH, ECONNREFUSED, EADDRNOTAVAIL, ETIMEDOUT}) ? -1 : real_connect(descriptor, address);
 }
 REPLACES(int, listen, "_ZN5tovik3sys6listenEii", int descriptor, int backlog) {
-  return failsNow(EADDRINUSE) ? -1 : real_listen(descriptor, backlog);
+  return failsNow({EADDRINUSE}) ? -1 : real_listen(descriptor, backlog);
 }
 REPLACES(int, accept, "_ZN5tovik3sys6acceptEiR11sockaddr_in", int descriptor, sockaddr_in& peer) {
-  return isInterrupted(accepting) || failsNow(EMFILE) ? -1 : real_accept(descriptor, peer);
+  if (isInterrupted(accepting)) return -1;
+  return failsNow({EMFILE, ENFILE, ENOBUFS, ECONNABORTED, EINTR}) ? -1 : real_accept(descriptor, peer);
 }
 REPLACES(int, getsockname, "_ZN5tovik3sys11getsocknameEiR11sockaddr_in", int descriptor, sockaddr_in& address) {
-  return failsNow(ENOBUFS) ? -1 : real_getsockname(descriptor, address);
+  return failsNow({ENOBUFS}) ? -1 : real_getsockname(descriptor, address);
 }
 REPLACES(int, setsockopt, "_ZN5tovik3sys10setsockoptEiiii", int descriptor, int level, int option, int value) {
-  return failsNow(ENOPROTOOPT) ? -1 : real_setsockopt(descriptor, level, option, value);
+  return failsNow({ENOPROTOOPT, ENOBUFS}) ? -1 : real_setsockopt(descriptor, level, option, value);
 }
 REPLACES(int, getsockopt, "_ZN5tovik3sys10getsockoptEiiiRi", int descriptor, int level, int option, int& value) {
-  return failsNow(ENOBUFS) ? -1 : real_getsockopt(descriptor, level, option, value);
+  const int error = failure({ENOBUFS, pending(ECONNREFUSED), pending(ETIMEDOUT), pending(ECONNRESET)});
+  if (error < 0) value = -error;
+  if (error > 0) errno = error;
+  if (error != 0) return error < 0 ? 0 : -1;
+  return real_getsockopt(descriptor, level, option, value);
 }
 REPLACES(ssize_t, recv, "_ZN5tovik3sys4recvEiPvm", int descriptor, void* data, size_t size) {
-  return isInterrupted(receiving) || failsNow(ECONNRESET) ? -1 : real_recv(descriptor, data, size);
+  if (isInterrupted(receiving)) return -1;
+  return failsNow({ECONNRESET, ETIMEDOUT, ENOBUFS, EINTR}) ? -1 : real_recv(descriptor, data, size);
 }
 REPLACES(ssize_t, send, "_ZN5tovik3sys4sendEiPKvm", int descriptor, const void* data, size_t size) {
-  return isInterrupted(sending) || failsNow(EPIPE) ? -1 : real_send(descriptor, data, size);
+  if (isInterrupted(sending)) return -1;
+  const int error = failure({EPIPE, ECONNRESET, ENOBUFS, ETIMEDOUT, EINTR, shortWrite});
+  if (error == shortWrite) return real_send(descriptor, data, 1);
+  if (error != 0) errno = error;
+  return error != 0 ? -1 : real_send(descriptor, data, size);
 }
 REPLACES(ssize_t, sendfile, "_ZN5tovik3sys8sendfileEiiRlm", int descriptor, int file, off_t& offset, size_t size) {
-  return isInterrupted(sendingFile) || failsNow(EIO) ? -1 : real_sendfile(descriptor, file, offset, size);
+  return isInterrupted(sendingFile) || failsNow({EIO}) ? -1 : real_sendfile(descriptor, file, offset, size);
 }
-REPLACES(int, epoll_create, "_ZN5tovik3sys12epoll_createEv") { return failsNow(EMFILE) ? -1 : real_epoll_create(); }
+REPLACES(int, epoll_create, "_ZN5tovik3sys12epoll_createEv") {
+  return failsNow({EMFILE, ENFILE}) ? -1 : real_epoll_create();
+}
 REPLACES(int, epoll_add, "_ZN5tovik3sys9epoll_addEiijPv", int epoll, int descriptor, unsigned events, void* data) {
-  return failsNow(ENOSPC) ? -1 : real_epoll_add(epoll, descriptor, events, data);
+  return failsNow({ENOSPC, ENOMEM}) ? -1 : real_epoll_add(epoll, descriptor, events, data);
 }
 REPLACES(int, epoll_wait, "_ZN5tovik3sys10epoll_waitEiP11epoll_eventii", int epoll, epoll_event* events, int count,
          int limit_ms) {
-  return isInterrupted(waiting) ? -1 : real_epoll_wait(epoll, events, count, limit_ms);
+  return isInterrupted(waiting) || failsNow({EINTR}) ? -1 : real_epoll_wait(epoll, events, count, limit_ms);
 }
-REPLACES(int, eventfd, "_ZN5tovik3sys7eventfdEv") { return failsNow(EMFILE) ? -1 : real_eventfd(); }
+REPLACES(int, eventfd, "_ZN5tovik3sys7eventfdEv") { return failsNow({EMFILE, ENFILE}) ? -1 : real_eventfd(); }
 REPLACES(int, poll, "_ZN5tovik3sys4pollEP6pollfdmi", pollfd* descriptors, nfds_t count, int limit_ms) {
-  return isInterrupted(polling) ? -1 : real_poll(descriptors, count, limit_ms);
+  return isInterrupted(polling) || failsNow({EINTR, ENOMEM}) ? -1 : real_poll(descriptors, count, limit_ms);
 }
 
 namespace testing_support {
@@ -159,8 +198,27 @@ void grantAllocationsFreely() { allocationsLeft = plenty; }
 
 bool allocationsWereRefused() { return refused; }
 
-FailingCalls::FailingCalls(int number, bool interrupted) {
+FailingAllocation::FailingAllocation(int number) {
+  allocationsBefore = number;
+  allocationFailed = false;
+  oneAllocationFails = true;
+}
+
+FailingAllocation::~FailingAllocation() { oneAllocationFails = false; }
+
+bool FailingAllocation::hasFailed() { return allocationFailed.load(); }
+
+SparedMemory::SparedMemory() { ++spared; }
+
+SparedMemory::~SparedMemory() { --spared; }
+
+ChargedMemory::ChargedMemory() : spared_(std::exchange(spared, 0)) {}
+
+ChargedMemory::~ChargedMemory() { spared = spared_; }
+
+FailingCalls::FailingCalls(int number, unsigned error, bool interrupted) {
   callsLeft = number;
+  chosenError = error;
   failed = false;
   interrupts = interrupted;
   fails = !interrupted;

@@ -1,0 +1,110 @@
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <iostream>
+
+#include "corpus.h"
+#include "play.h"
+#include "support/leftovers.h"
+#include "support/scarcity.h"
+#include "support/waiting.h"
+
+namespace tovik::ftp {
+namespace {
+
+using testing_support::FailingAllocation;
+using testing_support::FailingCalls;
+
+/// After a failure the session may rightly wait for ever (no data connection, say): then the peer hangs up. How long it
+/// waits before decides nothing: what must hold then holds after any time.
+constexpr std::chrono::milliseconds patience{100};
+
+/// Each scenario of the corpus, with one thing that fails in it.
+class EveryFailure : public ::testing::TestWithParam<Scenario> {
+ protected:
+  void SetUp() override {
+    testing_support::heldAtRest();
+    ASSERT_EQ(stage_.rehearse(GetParam()).deviation, "");
+  }
+
+  void TearDown() override { std::cout << "counted: " << failures_ << '\n'; }
+
+  void play(bool& failed, const std::function<bool()>& hasFailed) {
+    stage_.play(GetParam(), {{}, patience}, [&](const Played& played) {
+      failed = hasFailed();
+      failures_ += failed ? 1 : 0;
+      if (!failed) {
+        EXPECT_EQ(played.lines, GetParam().outcome()) << ::testing::PrintToString(played);
+      }
+      requireTruth(played);
+      requireWord(played);
+    });
+  }
+
+  const testing_support::SparedMemory spared_;
+  Stage stage_;
+  long failures_ = 0;
+
+ private:
+  /// Every line that the host was told is one of the script's or of a failure, and the end came once.
+  void requireTruth(const Played& played) {
+    const auto outcome = GetParam().outcome();
+    const auto isOutcome = [&](const std::string& line) {
+      return std::find(outcome.begin(), outcome.end(), line) != outcome.end();
+    };
+    for (const auto& line : played.lines)
+      EXPECT_TRUE(isOutcome(line) || isFailure(line) || isEarly(line)) << ::testing::PrintToString(played);
+    const long ends = std::count(played.lines.begin(), played.lines.end(), "onDisconnected");
+    EXPECT_LE(ends, played.started ? 1 : 0) << ::testing::PrintToString(played);
+    EXPECT_TRUE(ends == 1 || !played.started || played.handlerThrew) << ::testing::PrintToString(played);
+    EXPECT_LE(played.lines.size(), outcome.size() + 1);
+  }
+
+  /// A session that came to nothing has said why.
+  static void requireWord(const Played& played) {
+    const bool told = std::any_of(played.lines.begin(), played.lines.end(), isFailure);
+    EXPECT_TRUE(!played.stalled || told || played.warned || played.wantedMemory) << ::testing::PrintToString(played);
+  }
+
+  static bool isFailure(const std::string& line) {
+    return line.starts_with("onNlstFailed ") || line.starts_with("onRetrieveFailed ");
+  }
+
+  /// Where the final reply has come before the data, it alone says that the transfer is whole.
+  static bool isEarly(const std::string& line) {
+    const auto& steps = GetParam().steps();
+    return std::any_of(steps.begin(), steps.end(), [&](const Step& step) {
+      return step.report && line.starts_with(step.report("").substr(0, line.find('|')));
+    });
+  }
+};
+
+TEST_P(EveryFailure, OfASystemCallIsToldOrEndsAConnection) {
+  for (int number = 0; number < 1000 && !HasFailure(); ++number) {
+    bool failed = true;
+    unsigned error = 0;
+    for (; failed && !HasFailure(); ++error) {
+      SCOPED_TRACE("call " + std::to_string(number) + ", error " + std::to_string(error));
+      const auto failing = FailingCalls::oneOnly(number, error);
+      play(failed, FailingCalls::anyFailed);
+    }
+    if (error == 1) return;
+  }
+  EXPECT_TRUE(HasFailure()) << "a session has no end of system calls";
+}
+
+TEST_P(EveryFailure, OfAnAllocationIsToldOrEndsAConnection) {
+  if (!testing_support::memoryCanBeScarce()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
+  bool failed = true;
+  for (int number = 0; failed && !HasFailure(); ++number) {
+    SCOPED_TRACE("allocation " + std::to_string(number));
+    const FailingAllocation failing(number);
+    play(failed, FailingAllocation::hasFailed);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, EveryFailure, ::testing::ValuesIn(corpus()),
+                         [](const auto& test) { return test.param.name(); });
+
+}  // namespace
+}  // namespace tovik::ftp

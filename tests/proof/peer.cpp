@@ -1,0 +1,216 @@
+#include "peer.h"
+
+#include <tovik/ftp_bridge/ftp_bridge.h>
+
+#include <thread>
+#include <utility>
+
+namespace tovik::ftp {
+
+namespace {
+
+std::string textOf(const Address& address) {
+  std::string text;
+  const Result converted = ProtocolInterpreter::convertAddr(address, text);
+  if (!converted) throw std::runtime_error(converted.message);
+  return text;
+}
+
+/// At a port whose text is as long as any: the bytes of a scenario have the same numbers each time.
+LoopbackSocket listeningWithLongText() {
+  constexpr std::string::size_type longest = sizeof "127,0,0,1,255,255" - 1;
+  for (;;) {
+    LoopbackSocket socket = LoopbackSocket::listening();
+    if (textOf(socket.address()).size() == longest) return socket;
+  }
+}
+
+}  // namespace
+
+Peer::Peer(const PlannedHost& host, std::function<unsigned long long()> received, Terms terms)
+    : host_(host), received_(std::move(received)), terms_(terms), dataListener_(listeningWithLongText()) {}
+
+void Peer::play(const Scenario& scenario) {
+  require(listener_);
+  control_.socket = listener_.accept();
+  for (const Step& step : scenario.steps()) {
+    if (cut_ && (step.kind != Step::Kind::told || !cutStepWhole_)) break;
+    take(step);
+  }
+  if (!cut_) {
+    control_.socket.close();
+    return expectLine("onDisconnected");
+  }
+  if (terms_.dealing.kind == Dealing::Kind::cutControl) return endAfterControlCut();
+  endAfterDataCut();
+}
+
+void Peer::hangUp() {
+  control_.socket.close();
+  data_.socket.close();
+}
+
+void Peer::take(const Step& step) {
+  switch (step.kind) {
+    case Step::Kind::hear:
+      return hear(step.text);
+    case Step::Kind::hearPort:
+      return hearPort();
+    case Step::Kind::say:
+      say(step.text);
+      if (step.report && (!cut_ || cutStepWhole_)) early_ = &step;
+      return;
+    case Step::Kind::offer:
+      return offer(step.text);
+    case Step::Kind::data:
+      return sendData(step.text);
+    case Step::Kind::endData:
+      return endData();
+    case Step::Kind::told:
+      return expectLine(step.text);
+  }
+}
+
+void Peer::endAfterControlCut() {
+  expectLine("onDisconnected");
+  if (early_ == nullptr) return data_.socket.close();
+  endData();
+}
+
+void Peer::endAfterDataCut() {
+  if (early_ != nullptr) {
+    expectLine(early_->report(transferred_));
+  } else {
+    send(control_, "426 Broken\r\n");
+    expectLine(transfer_ == "NLST" ? "onNlstFailed Broken" : "onRetrieveFailed " + transfer_.substr(5) + " | Broken");
+  }
+  control_.socket.close();
+  expectLine("onDisconnected");
+}
+
+void Peer::hear(const std::string& command) {
+  const std::string line = readLine();
+  if (line != command) throw Deviation("heard \"" + line + "\" instead of " + command);
+  if (!command.starts_with("NLST") && !command.starts_with("RETR")) return;
+  transfer_ = command;
+  transferred_.clear();
+  early_ = nullptr;
+}
+
+void Peer::hearPort() {
+  const std::string line = readLine();
+  if (!line.starts_with("PORT ")) throw Deviation("heard \"" + line + "\" instead of PORT");
+  const Result converted = ProtocolInterpreter::convertAddr(line.substr(5), dataAddress_);
+  if (!converted) throw Deviation(converted.message);
+  offered_ = false;
+}
+
+std::string Peer::readLine() {
+  auto end = control_.unread.find("\r\n");
+  while (end == std::string::npos) {
+    require(control_.socket);
+    const std::string more = control_.socket.receive();
+    if (more.empty()) throw Deviation("the control connection has ended");
+    control_.unread += more;
+    end = control_.unread.find("\r\n");
+  }
+  std::string line = control_.unread.substr(0, end);
+  control_.unread.erase(0, end + 2);
+  return line;
+}
+
+void Peer::offer(const std::string& text) {
+  std::string reply = text;
+  offered_ = true;
+  say(reply.replace(reply.find('%'), 1, textOf(dataListener_.address())));
+}
+
+void Peer::openData() {
+  if (data_.socket.isOpen()) return;
+  if (offered_) {
+    require(dataListener_);
+    data_.socket = dataListener_.accept();
+  } else {
+    data_.socket = LoopbackSocket::connected(dataAddress_);
+  }
+}
+
+void Peer::say(const std::string& bytes) {
+  deal(control_, bytes, Dealing::Kind::splitControl, Dealing::Kind::cutControl);
+}
+
+void Peer::sendData(const std::string& bytes) {
+  openData();
+  const long before = data_.sent;
+  deal(data_, bytes, Dealing::Kind::splitData, Dealing::Kind::cutData);
+  transferred_ += bytes.substr(0, static_cast<unsigned long>(data_.sent - before));
+}
+
+void Peer::endData() {
+  openData();
+  data_.socket.close();
+  if (early_ == nullptr) return;
+  // Told by the next step, or after a cut by nobody else.
+  if (cut_) expectLine(early_->report(transferred_));
+}
+
+void Peer::cut(Line& line) {
+  cut_ = true;
+  if (terms_.dealing.reset) return line.socket.reset();
+  line.socket.close();
+}
+
+/// Sends bytes in the pieces of the dealing.
+void Peer::deal(Line& line, const std::string& bytes, Dealing::Kind split, Dealing::Kind cutting) {
+  const Dealing& dealing = terms_.dealing;
+  if (dealing.kind == Dealing::Kind::bytewise) {
+    for (const char byte : bytes) send(line, std::string(1, byte));
+    return;
+  }
+  const long first = dealing.at - line.sent;
+  const bool here = first <= static_cast<long>(bytes.size()) && (first > 0 || (first == 0 && line.sent == 0));
+  if (!here || (dealing.kind != split && dealing.kind != cutting)) return send(line, bytes);
+  const auto head = static_cast<unsigned long>(first);
+  send(line, bytes.substr(0, head));
+  if (dealing.kind == cutting) {
+    cutStepWhole_ = head == bytes.size();
+    return cut(line);
+  }
+  send(line, bytes.substr(head));
+}
+
+void Peer::send(Line& line, const std::string& bytes) {
+  line.socket.send(bytes);
+  line.sent += static_cast<long>(bytes.size());
+  sent_ += bytes.size();
+  const auto end = std::chrono::steady_clock::now() + terms_.patience;
+  while (received_() < sent_) {
+    if (line.socket.hasEnded() && received_() < sent_) throw Deviation("the client has closed a connection");
+    if (std::chrono::steady_clock::now() > end) throw Stall("the client does not receive");
+    std::this_thread::yield();
+  }
+}
+
+void Peer::expectLine(const std::string& text) {
+  expectedLines_.push_back(text);
+  for (;;) {
+    host_.takeNews();
+    const auto lines = host_.lines();
+    if (lines.size() >= expectedLines_.size()) {
+      if (lines[expectedLines_.size() - 1] == text) return;
+      throw Deviation("the host was told \"" + lines[expectedLines_.size() - 1] + "\" instead of \"" + text + '"');
+    }
+    if (!awaitReadable({host_.news()}, terms_.patience)) throw Stall("the host is not told \"" + text + '"');
+  }
+}
+
+/// Waits until a socket has something to say; the connections must be silent meanwhile.
+void Peer::require(const LoopbackSocket& wanted) const {
+  std::vector<int> descriptors{wanted.number()};
+  for (const Line* line : {&control_, &data_})
+    if (line->socket.isOpen() && &line->socket != &wanted) descriptors.push_back(line->socket.number());
+  if (!awaitReadable(descriptors, terms_.patience)) throw Stall("nothing comes from the client");
+  if (wanted.isQuiet()) throw Deviation("another connection has ended, or speaks");
+}
+
+}  // namespace tovik::ftp

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <tovik/address.h>
+
+#include <chrono>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "dealing.h"
+#include "ftp_bridge/loopback_socket.h"
+#include "host.h"
+#include "scenario.h"
+
+namespace tovik::ftp {
+
+/// What ends a play before its script does: the session went otherwise.
+struct Deviation : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// Nothing came for as long as the peer waits.
+struct Stall : Deviation {
+  using Deviation::Deviation;
+};
+
+/// Plays the server's part of a scenario on the calling thread. Everything that it sends has been received before it
+/// goes on, so that the order of events is the script's.
+class Peer {
+ public:
+  struct Terms {
+    Dealing dealing;
+    std::chrono::milliseconds patience;
+  };
+
+  /// received: how many bytes the session's worker has received since the peer was made.
+  Peer(const PlannedHost& host, std::function<unsigned long long()> received, Terms terms);
+
+  Address address() const { return listener_.address(); }
+  /// Plays the scenario, or what of it there is up to the cut. Throws std::runtime_error where it went otherwise.
+  void play(const Scenario& scenario);
+  /// Closes every connection.
+  void hangUp();
+
+  long controlBytes() const { return control_.sent; }
+  long dataBytes() const { return data_.sent; }
+  /// What the host had to be told in the play, in this order and nothing else.
+  const std::vector<std::string>& expectedLines() const { return expectedLines_; }
+
+ private:
+  struct Line {
+    LoopbackSocket socket;
+    std::string unread;
+    long sent = 0;
+  };
+
+  void take(const Step& step);
+  void endAfterControlCut();
+  void endAfterDataCut();
+  void hear(const std::string& command);
+  void hearPort();
+  std::string readLine();
+  void offer(const std::string& text);
+  void openData();
+  void say(const std::string& bytes);
+  void sendData(const std::string& bytes);
+  void endData();
+  void cut(Line& line);
+  void deal(Line& line, const std::string& bytes, Dealing::Kind split, Dealing::Kind cutting);
+  void send(Line& line, const std::string& bytes);
+  void expectLine(const std::string& text);
+  void require(const LoopbackSocket& wanted) const;
+
+  const PlannedHost& host_;
+  const std::function<unsigned long long()> received_;
+  const Terms terms_;
+  const LoopbackSocket listener_ = LoopbackSocket::listening();
+  const LoopbackSocket dataListener_;
+
+  Line control_;
+  Line data_;
+  Address dataAddress_;
+  bool offered_ = false;  // the client is to connect, or has connected, to the data listener
+  bool cut_ = false;
+  bool cutStepWhole_ = false;  // nothing of the step in which the cut was is missing
+  unsigned long long sent_ = 0;
+  std::string transfer_;         // the command heard last that transfers
+  std::string transferred_;      // its data so far
+  const Step* early_ = nullptr;  // its final reply, where that overtook the data
+  std::vector<std::string> expectedLines_;
+};
+
+}  // namespace tovik::ftp

@@ -1,0 +1,163 @@
+#include "play.h"
+
+#include <gtest/gtest.h>
+#include <tovik/thread_callbacks.h>
+#include <tovik/worker_thread.h>
+
+#include <atomic>
+#include <memory>
+#include <new>
+#include <ostream>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+#include "support/leftovers.h"
+#include "support/scarcity.h"
+#include "support/waiting.h"
+
+namespace tovik::ftp {
+
+namespace {
+
+using testing_support::bytesInUse;
+using testing_support::ChargedMemory;
+using testing_support::Held;
+using testing_support::heldNow;
+
+/// Tells what the worker of a session receives.
+class Serving final : public ThreadCallbacks {
+ public:
+  void onThreadStart(WorkerThread& worker) override {
+    before_ = worker.bytesReceived();
+    worker_.store(&worker, std::memory_order_release);
+    // The thread's log stream keeps the room of its longest record: make that one now.
+    const testing_support::SparedMemory spared;
+    QK_LOG(qk::logging::LogLevel::Trace) << std::string(1000, ' ');
+  }
+  void onThreadStop(WorkerThread& /*worker*/) override {}
+
+  unsigned long long received() const {
+    const WorkerThread* const worker = worker_.load(std::memory_order_acquire);
+    return worker == nullptr ? 0 : worker->bytesReceived() - before_;
+  }
+
+ private:
+  std::atomic<const WorkerThread*> worker_ = nullptr;
+  unsigned long long before_ = 0;
+};
+
+/// The controller, which no memory is spared for.
+class Subject {
+ public:
+  Subject(const connection_data_t& connection, PlannedHost& host, ThreadCallbacks& serving) {
+    const ChargedMemory charged;
+    try {
+      controller_ = std::make_unique<Controller>(connection, &host, "stage", 0, &serving);
+      host.setController(controller_.get());
+    } catch (const std::bad_alloc&) {
+    }
+  }
+  Subject(const Subject&) = delete;
+  Subject& operator=(const Subject&) = delete;
+  ~Subject() {
+    if (controller_ == nullptr) return;
+    // The controller's destructor keeps what a failed transfer had received.
+    controller_->transport->call([this] { delete std::exchange(controller_->received, nullptr); });
+    const ChargedMemory charged;
+    controller_.reset();
+  }
+
+  bool start() {
+    const ChargedMemory charged;
+    return controller_ != nullptr && controller_->start();
+  }
+  void stop() {
+    const ChargedMemory charged;
+    if (controller_ != nullptr) static_cast<void>(controller_->stop());
+  }
+
+ private:
+  std::unique_ptr<Controller> controller_;
+};
+
+connection_data_t connectionTo(const Address& server) {
+  connection_data_t connection{server, Address(0), "me", "secret", "books"};
+  if (!connection.local.set_host("127.0.0.1")) throw std::runtime_error("127.0.0.1 is no address");
+  return connection;
+}
+
+/// The kernel lists a thread for a moment after it has been joined, and the worker frees what ended in a turn at the
+/// end of that turn; nothing tells when that has happened.
+void settle(const std::function<bool()>& isSettled) {
+  const auto end = std::chrono::steady_clock::now() + testing_support::deadline;
+  while (!isSettled() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+}
+
+}  // namespace
+
+void PrintTo(const Played& played, std::ostream* out) {
+  *out << played.deviation;
+  for (const auto& line : played.lines) *out << "\n  " << line;
+}
+
+Stage::Stage()
+    : logged_(qk::logging::AddHandler([this](const qk::logging::Record& record) {
+        if (record.level >= qk::logging::LogLevel::Warning) warned_ = true;
+        if (record.text.find("exception in a handler") != std::string::npos) handlerThrew_ = true;
+      })),
+      levelBefore_(qk::logging::g_minLogLevel) {
+  qk::logging::SetMinLogLevel(0);
+}
+
+Stage::~Stage() {
+  qk::logging::SetMinLogLevel(levelBefore_);
+  qk::logging::RemoveHandler(logged_);
+}
+
+Played Stage::rehearse(const Scenario& scenario) { return playOnce(scenario, {{}, testing_support::deadline}); }
+
+void Stage::play(const Scenario& scenario, Peer::Terms terms, const std::function<void(const Played&)>& judge) {
+  const Held before = testing_support::heldAtRest();
+  const long bytesBefore = bytesInUse();
+  judge(playOnce(scenario, terms));
+  settle([&] { return bytesInUse() <= bytesBefore && heldNow() == before; });
+  const Held after = heldNow();
+  EXPECT_EQ(after.descriptors, before.descriptors) << "descriptors are left behind";
+  EXPECT_EQ(after.threads, before.threads) << "threads are left behind";
+  EXPECT_LE(bytesInUse(), bytesBefore) << "memory is left behind";
+}
+
+Played Stage::playOnce(const Scenario& scenario, Peer::Terms terms) {
+  PlannedHost host(scenario.commands());
+  Serving serving;
+  Peer peer(
+      host, [&serving] { return serving.received(); }, terms);
+  Played played;
+  warned_ = false;
+  handlerThrew_ = false;
+  {
+    Subject subject(connectionTo(peer.address()), host, serving);
+    played.started = subject.start();
+    try {
+      if (played.started) peer.play(scenario);
+    } catch (const Stall& stall) {
+      played.deviation = stall.what();
+      played.stalled = true;
+    } catch (const std::runtime_error& error) {
+      played.deviation = error.what();
+    }
+    peer.hangUp();
+    subject.stop();
+  }
+  played.wantedMemory = host.wantedMemory();
+  played.warned = warned_;
+  played.handlerThrew = handlerThrew_;
+  played.lines = host.lines();
+  played.expected = peer.expectedLines();
+  played.controlBytes = peer.controlBytes();
+  played.dataBytes = peer.dataBytes();
+  return played;
+}
+
+}  // namespace tovik::ftp
