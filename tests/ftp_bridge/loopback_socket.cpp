@@ -85,16 +85,20 @@ Address LoopbackSocket::address() const { return addressBy(::getsockname, descri
 
 Address LoopbackSocket::peer() const { return addressBy(::getpeername, descriptor_.number()); }
 
-void LoopbackSocket::send(const std::string& bytes) const {
+void LoopbackSocket::send(const std::string& bytes) const { require(offer(bytes), "send"); }
+
+bool LoopbackSocket::offer(const std::string& bytes) const {
   std::string::size_type sent = 0;
   while (sent < bytes.size()) {
     await(descriptor_.number(), POLLOUT, "send");
     const auto taken =
         ::send(descriptor_.number(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (taken < 0 && errno == EAGAIN) continue;
+    if (taken < 0 && (errno == EPIPE || errno == ECONNRESET)) return false;
     require(taken > 0, "send");
     sent += static_cast<std::string::size_type>(taken);
   }
+  return true;
 }
 
 std::string LoopbackSocket::receive() const {

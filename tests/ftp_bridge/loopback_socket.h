@@ -25,6 +25,8 @@ class LoopbackSocket {
   Address peer() const;
 
   void send(const std::string& bytes) const;
+  /// The same, but false when the peer has ended the connection.
+  [[nodiscard]] bool offer(const std::string& bytes) const;
   /// What there is, one byte at least; empty when the peer has closed or reset the connection.
   std::string receive() const;
   /// True when nothing is there to be received at this moment.

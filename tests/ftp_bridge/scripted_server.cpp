@@ -143,6 +143,17 @@ ScriptedServer& ScriptedServer::login() {
   return accept().reply("220 Ready").expect("USER me").reply("331 Password?").expect("PASS secret").reply("230 Hello");
 }
 
+ScriptedServer& ScriptedServer::onControl(const std::string& what, std::function<void(const LoopbackSocket&)> act) {
+  return add(what, [this, act = std::move(act)] { act(control_); });
+}
+
+ScriptedServer& ScriptedServer::onData(const std::string& what, std::function<void(const LoopbackSocket&)> act) {
+  return add(what, [this, act = std::move(act)] {
+    openData();
+    act(data_);
+  });
+}
+
 ScriptedServer& ScriptedServer::until(std::function<bool()> condition, const std::string& what) {
   return add("until " + what, [condition = std::move(condition)] {
     if (!condition()) throw std::runtime_error("it did not come");

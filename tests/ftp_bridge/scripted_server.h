@@ -49,6 +49,10 @@ class ScriptedServer {
   ScriptedServer& passive() { return expect("PASV").offerData(); }
   ScriptedServer& active() { return expectPort().reply("200 PORT is fine"); }
 
+  // By hand, on the server's thread; what it throws ends the play.
+  ScriptedServer& onControl(const std::string& what, std::function<void(const LoopbackSocket&)> act);
+  ScriptedServer& onData(const std::string& what, std::function<void(const LoopbackSocket&)> act);
+
   /// Runs on the server's thread; false ends the play.
   ScriptedServer& until(std::function<bool()> condition, const std::string& what);
 

@@ -52,9 +52,10 @@ class LogCapture {
     return std::count_if(all.begin(), all.end(),
                          [&](const std::string& text) { return text.find(part) != std::string::npos; });
   }
-  [[nodiscard]] bool waitFor(const std::string& text) const {
+  [[nodiscard]] bool waitFor(const std::string& text, long times = 1) const {
     return kept_->waitUntil([&](const Entries& entries) {
-      return std::any_of(entries.begin(), entries.end(), [&](const Entry& entry) { return entry.text == text; });
+      return std::count_if(entries.begin(), entries.end(), [&](const Entry& entry) { return entry.text == text; }) >=
+             times;
     });
   }
 
