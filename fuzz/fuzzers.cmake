@@ -7,7 +7,7 @@ function(add_fuzzer_program program fuzzer)
   # Fuzzers put objects into states and look at them, both past the public interface.
   target_compile_options(${program} PRIVATE -fno-access-control)
   target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR}/utils/tovik/source)
-  target_link_libraries(${program} PRIVATE tovik::ftp_bridge project_warnings)
+  target_link_libraries(${program} PRIVATE tovik::ftp_bridge tovik_warnings)
   if(fuzzer STREQUAL session)
     target_link_options(${program} PRIVATE -Wl,--wrap=connect)
   endif()
