@@ -96,11 +96,11 @@ TEST_F(CommandSession, TakesCommandsFromTheHostsThreadBetweenReplies) {
 
 TEST_F(CommandSession, RefusesASecondCommandAndSendsNothingForIt) {
   server.expect("PWD").reply("257 \"/\"").expect("CDUP").reply("200 Up");
+  client.whenever("onPwd", [&] { EXPECT_TRUE(controller->cdUp()); });
   onceLoggedIn([&] {
     EXPECT_TRUE(controller->getPwd());
     EXPECT_EQ(controller->changeCwd("a").message, "pwd still active");
   });
-  client.whenever("onPwd", [&] { EXPECT_TRUE(controller->cdUp()); });
   ASSERT_TRUE(client.waits("onCdup"));
   EXPECT_THAT(commands(), ElementsAre("USER me", "PASS secret", "PWD", "CDUP"));
 }
