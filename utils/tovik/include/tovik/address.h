@@ -14,16 +14,22 @@ class Address {
  public:
   /// Any local host (0.0.0.0) with that port; port 0 stands for any free port.
   explicit Address(unsigned short port = 0);
+  /// A copy of the kernel's form.
   explicit Address(const sockaddr_in& native);
+  /// Addresses are values.
   Address(const Address&) = default;
+  /// Addresses are values.
   Address& operator=(const Address&) = default;
   virtual ~Address() = default;
 
+  /// Copies the host out, in network byte order.
   void extract_addr(in_addr* host) const { *host = native_.sin_addr; }
+  /// Replaces the host, given in network byte order.
   void insert_addr(const in_addr* host) { native_.sin_addr = *host; }
 
   /// In host byte order.
   unsigned short port() const;
+  /// In host byte order.
   void set_port(unsigned short port);
 
   /// Takes four decimal numbers of 0 to 255 joined by dots and nothing else: no blanks, no leading zeros, no names.
@@ -33,9 +39,12 @@ class Address {
   /// Writes the dotted text of a host and its terminating NUL. Fails when size is too small: 16 always suffice.
   static Result ntop(char* text, unsigned long size, const in_addr* host);
 
+  /// The text 10.0.0.5:1025, whatever a derived class prints.
   std::string printInet() const;
+  /// The same to a stream; operator<< calls it.
   virtual void print(std::ostream& out) const;
 
+  /// The kernel's form.
   const sockaddr_in& native() const { return native_; }
 
   friend bool operator==(const Address& a, const Address& b);

@@ -24,6 +24,7 @@ class ApplicationBase {
   /// may be null.
   virtual Result setupSocket(Socket& socket, SocketCreationCallback* callback);
 
+  /// The name its connections carry, for logs.
   const std::string& name() const { return name_; }
 
  protected:
@@ -31,11 +32,11 @@ class ApplicationBase {
   ApplicationBase(Transport& transport, Protocol protocol, const std::string& name, bool keepAlive,
                   const SocketOptions* options);
 
-  const std::shared_ptr<TransportCore> core_;
-  const Protocol protocol_;
-  const std::string name_;
-  const bool keepAlive_;
-  const SocketOptions options_;
+  const std::shared_ptr<TransportCore> core_;  ///< what connections are added to
+  const Protocol protocol_;                    ///< of every socket
+  const std::string name_;                     ///< see name()
+  const bool keepAlive_;                       ///< probes, on every connection
+  const SocketOptions options_;                ///< set on every socket
 };
 
 }  // namespace tovik

@@ -7,6 +7,7 @@ class Buffer {
  public:
   /// Holds no storage at all.
   Buffer() = default;
+  /// Begins at the first of size bytes.
   Buffer(char* storage, unsigned long size) : curr_(storage), end_(storage + size) {}
 
   /// The first unread byte.

@@ -16,7 +16,9 @@ class Conduit {
 
   /// The name given to the Client or Server that it came from.
   virtual const std::string& name() const = 0;
+  /// This end; 0.0.0.0:0 once the connection has ended.
   virtual Address localAddress() const = 0;
+  /// The peer's end; 0.0.0.0:0 while there is none.
   virtual Address remoteAddress() const = 0;
 };
 

@@ -13,6 +13,7 @@ class Socket;
 class SocketCreationCallback {
  public:
   virtual ~SocketCreationCallback() = default;
+  /// The socket may be changed, not kept.
   virtual void onNewSocket(Socket& /*socket*/) {}
 };
 
@@ -30,10 +31,15 @@ class Consumer : public SocketCreationCallback {
  public:
   /// Answers true and a heap object in aggregator, which the framework owns from then on; false ends the connection.
   virtual bool getDataAggregator(Channel* channel, DataAggregator*& aggregator) = 0;
+  /// The first event of a connection: an attempt is under way, or a peer was accepted.
   virtual void onNewConduit(Conduit* /*conduit*/) {}
+  /// It is connected.
   virtual void onConduitActive(Conduit* /*conduit*/) {}
+  /// The last event: the connection is over, or never came to be.
   virtual void onConduitInactive(Conduit* conduit) = 0;
+  /// The channel that data will come on; it is not up yet.
   virtual void onNewChannel(Channel* /*channel*/) {}
+  /// Data may be sent, and will come.
   virtual void onChannelUp(Channel* channel) = 0;
   /// direction: a SocketDir, which side ended it.
   virtual void onChannelDown(Channel* channel, int direction) = 0;

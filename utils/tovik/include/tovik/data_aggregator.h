@@ -15,12 +15,14 @@ namespace tovik {
 class DataAggregator {
  public:
   virtual ~DataAggregator() = default;
+  /// Takes what was just received; the bytes are valid during the call.
   virtual void handleBuffer(Buffer* buffer, Multicast* multicast) = 0;
 };
 
 /// Hands on every buffer as it comes.
 class SimpleAggregator : public DataAggregator {
  public:
+  /// Borrows both.
   SimpleAggregator(Channel* channel, DataHandler* handler) : channel_(channel), handler_(handler) {}
   void handleBuffer(Buffer* buffer, Multicast* multicast) override;
 

@@ -12,7 +12,9 @@ class Multicast;
 class DataHandler {
  public:
   virtual ~DataHandler() = default;
+  /// Takes the data as a buffer, as a SimpleAggregator or a BufferedAggregator hands it on.
   virtual void onBuffer(Channel* channel, Buffer* buffer, Multicast* multicast) = 0;
+  /// Takes the data as characters.
   virtual void onData(Channel* channel, const char* data, unsigned long size, Multicast* multicast) = 0;
 };
 

@@ -15,6 +15,7 @@ struct UnitEnd {
 class DataPacketizer {
  public:
   virtual ~DataPacketizer() = default;
+  /// Looks for the end of the unit that begins at the first byte.
   virtual UnitEnd findEnd(const char* data, unsigned long size) = 0;
 };
 

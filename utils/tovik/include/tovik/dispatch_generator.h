@@ -15,9 +15,12 @@ namespace tovik {
 /// Threads: any.
 class DispatchGenerator {
  public:
+  /// Has no workers before start.
   explicit DispatchGenerator(std::string name) : name_(std::move(name)) {}
 
+  /// The name that the store knows it by.
   const std::string& name() const { return name_; }
+  /// Starts the workers. Fails on a count of 0, and when the system gives no threads. Once.
   Result start(unsigned workerCount);
 
   /// The worker that serves the fewest transports; one more from now on.

@@ -15,6 +15,7 @@ namespace tovik {
 /// Threads: any.
 class DispatchStore {
  public:
+  /// The one there is.
   static DispatchStore& inst();
 
   /// Makes a dispatcher and starts its workers. Dispatchers are numbered from 0 in order of adding; the numbers of
@@ -25,6 +26,7 @@ class DispatchStore {
   /// Null when there is none. The pointer is good until the dispatcher is removed, and for a transport made from
   /// it for that transport's life.
   DispatchGenerator* fetch(const std::string& name);
+  /// By its present number; otherwise the same.
   DispatchGenerator* fetch(unsigned long number);
 
   /// Takes a dispatcher out of the store. Its workers end at once when no transport uses them, and have ended when

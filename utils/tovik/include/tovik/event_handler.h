@@ -16,6 +16,7 @@ class EventHandler {
 
   /// events: EPOLLIN and its like for a watched descriptor, 0 for a scheduled turn.
   virtual void onReady(unsigned events) = 0;
+  /// A deadline that was added to the worker's TimerQueue has come.
   virtual void onTimer() {}
 
  private:

@@ -11,6 +11,7 @@ namespace tovik {
 class Factory {
  public:
   virtual ~Factory() = default;
+  /// Puts an open, non-blocking socket in, or fails and leaves it as it was.
   virtual Result makeSocket(Protocol protocol, Socket& socket) = 0;
 };
 

@@ -7,15 +7,17 @@ namespace tovik {
 
 /// The outcome of an operation that can fail: a flag and, on failure, a text for people that names what failed.
 struct [[nodiscard]] Result {
-  bool ok = false;
-  std::string message;
+  bool ok = false;      ///< whether it succeeded
+  std::string message;  ///< empty on success
 
+  /// Whether it succeeded.
   explicit operator bool() const { return ok; }
 };
 
 /// What every operation that succeeded returns a copy of.
 inline const Result Success{true, {}};
 
+/// The outcome of an operation that failed.
 inline Result failure(std::string message) { return Result{false, std::move(message)}; }
 
 }  // namespace tovik

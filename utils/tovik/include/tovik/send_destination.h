@@ -7,7 +7,9 @@ class Channel;
 /// Where a sockbuf sends to: a channel, or nowhere when it is null.
 class SendDestination {
  public:
+  /// Borrows the channel.
   explicit SendDestination(Channel* channel) : channel_(channel) {}
+  /// As Channel::send; nowhere when there is none.
   void send(const char* data, unsigned long size) const;
   /// Something that should have been sent is lost: the connection can't go on.
   void fail() const;

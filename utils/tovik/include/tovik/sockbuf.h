@@ -17,13 +17,16 @@ namespace tovik {
 ///            never reach a server.
 class sockbuf : public std::streambuf {
  public:
+  /// The buffer may be null.
   sockbuf(const SendDestination& destination, Buffer* buffer);
   sockbuf(const sockbuf&) = delete;
   sockbuf& operator=(const sockbuf&) = delete;
   ~sockbuf() override;
 
  protected:
+  /// Moves the text to the heap, where there is room.
   int_type overflow(int_type character) override;
+  /// Sends what was written since the last time.
   int sync() override;
 
  private:

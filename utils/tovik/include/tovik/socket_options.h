@@ -6,8 +6,9 @@ namespace tovik {
 struct SocketOptions {
   /// Send small writes at once (TCP_NODELAY).
   bool no_delay = true;
-  /// Sizes of the kernel's buffers; 0 leaves the kernel's own choice, which grows with need.
+  /// Size of the kernel's receive buffer; 0 leaves its own choice, which grows with need.
   int receive_buffer_bytes = 0;
+  /// The same for sending.
   int send_buffer_bytes = 0;
 };
 

@@ -16,6 +16,7 @@ namespace tovik {
 /// Ownership: the most derived class that overrides anything that `run` calls ends the thread in its destructor.
 class Thread {
  public:
+  /// The name is for print.
   explicit Thread(std::string name);
   Thread(const Thread&) = delete;
   Thread& operator=(const Thread&) = delete;
@@ -30,13 +31,16 @@ class Thread {
   virtual bool join(int limit_ms);
   /// stop and join(-1).
   virtual void kill();
+  /// From a successful start until `run` has returned.
   virtual bool is_running() const;
+  /// For people: the name, and whether it runs.
   virtual void print(std::ostream& out) const;
 
   /// The thread's work. It returns soon after stopping has become true, which it reads with isSet.
   virtual void run(const volatile bool& stopping) = 0;
 
  protected:
+  /// How `run` reads its argument: another thread sets it.
   static bool isSet(const volatile bool& flag) { return __atomic_load_n(&flag, __ATOMIC_ACQUIRE); }
 
  private:

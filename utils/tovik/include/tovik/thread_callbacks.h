@@ -10,7 +10,9 @@ class WorkerThread;
 class ThreadCallbacks {
  public:
   virtual ~ThreadCallbacks() = default;
+  /// Before the transport's first event.
   virtual void onThreadStart(WorkerThread& worker) = 0;
+  /// After its last one.
   virtual void onThreadStop(WorkerThread& worker) = 0;
 };
 

@@ -14,13 +14,18 @@ namespace tovik {
 /// Ownership: borrows the handlers; a handler cancels its timers before it goes.
 class TimerQueue {
  public:
+  /// A moment of a clock that is never set back.
   using Time = std::chrono::steady_clock::time_point;
+  /// In order of time.
   using Timers = std::multimap<Time, EventHandler*>;
+  /// What a timer is cancelled by.
   using Id = Timers::iterator;
 
+  /// The handler's onTimer will be called once.
   Id add(Time deadline, EventHandler& handler) { return timers_.emplace(deadline, &handler); }
   /// Valid once, and not after the timer has fired.
   void cancel(Id id) { timers_.erase(id); }
+  /// The earliest deadline; empty when there is none.
   std::optional<Time> next() const;
   /// Calls onTimer for each deadline that is not later than now; a timer is gone before it is called.
   void fire(Time now);

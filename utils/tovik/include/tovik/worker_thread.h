@@ -24,6 +24,7 @@ namespace tovik {
 /// Errors:  an exception that leaves a handler is logged at level 30 and the loop goes on.
 class WorkerThread : private Thread {
  public:
+  /// Runs nothing before start.
   explicit WorkerThread(const std::string& name);
   ~WorkerThread() override;
 
@@ -31,6 +32,7 @@ class WorkerThread : private Thread {
   void stop() override;
   using Thread::join;
 
+  /// Whether the caller is on this worker.
   bool isCurrent() const { return current_ == this; }
   /// Debug builds end the program, naming both threads, when called on any other thread.
   void requireCurrent() const;
@@ -50,12 +52,14 @@ class WorkerThread : private Thread {
   Result watch(int descriptor, EventHandler& handler);
   /// To be called before the descriptor is closed.
   void unwatch(int descriptor);
+  /// The deadlines of the worker's handlers.
   TimerQueue& timers() { return timers_; }
   /// Keeps what a handler that ends may still be reached by until the turn is over.
   void bury(std::shared_ptr<EventHandler> handler) noexcept;
 
   /// Where the worker's connections receive; what stands in it is whole until the handler that asked for it returns.
   Buffer receiveBuffer();
+  /// Adds to bytesReceived.
   void countReceived(unsigned long bytes);
 
   /// Of all connections that this worker ever served.

@@ -17,6 +17,7 @@ class HandlerList;
 /// goes to the others, so a handler that logs doesn't call itself for ever. If it throws, the other handlers still get
 /// the record and standard error gets one line that says so.
 using Handler = std::function<void(const Record&)>;
+/// What RemoveHandler knows a handler by; never given twice.
 using HandlerId = std::uint64_t;
 
 /// Hands the records emitted from now on to the handler, after those added before it. Any thread.

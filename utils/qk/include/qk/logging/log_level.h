@@ -5,14 +5,16 @@ namespace qk::logging {
 /// How much a record matters: the higher the number, the more. The named levels leave room between them.
 class LogLevel {
  public:
+  /// Any number, implicitly; negative ones are below Trace.
   constexpr LogLevel(int number) : number_(number) {}
+  /// The number, by which levels compare.
   constexpr operator int() const { return number_; }
 
-  static const LogLevel Trace;
-  static const LogLevel Debug;
-  static const LogLevel Info;
-  static const LogLevel Warning;
-  static const LogLevel Error;
+  static const LogLevel Trace;    ///< 0: every step
+  static const LogLevel Debug;    ///< 10
+  static const LogLevel Info;     ///< 20
+  static const LogLevel Warning;  ///< 30: something is lost or refused; the threshold at first
+  static const LogLevel Error;    ///< 40
 
  private:
   int number_;

@@ -40,12 +40,14 @@ std::ostringstream& GetThreadLocalStream();
 ///          LogMessage says. None of it reaches the next record, nor does formatting.
 class Logger {
  public:
+  /// The arguments are those of LogMessage; source and extra are copied.
   Logger(LogLevel level, unsigned int subCode, DecodeType decodeType, const std::shared_ptr<const Source>& source,
          const char* file, int line, const std::string& extra);
   ~Logger();
   Logger(const Logger&) = delete;
   Logger& operator=(const Logger&) = delete;
 
+  /// Where the text goes.
   std::ostream& stream() { return stream_; }
 
  private:

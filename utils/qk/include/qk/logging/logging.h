@@ -28,6 +28,7 @@ namespace qk::logging {
 
 /// Gives both branches of QK_LOG the type void; its operator binds less tightly than << and more tightly than ?:.
 struct Voidify {
+  /// Swallows the finished stream.
   void operator&(std::ostream&) const {}
 };
 

@@ -11,7 +11,9 @@ namespace qk::logging {
 /// A number by which a host's handlers choose how to present a record; the library only passes it on.
 class DecodeType {
  public:
+  /// Any number, implicitly: what it means is the host's affair.
   constexpr DecodeType(int number) : number_(number) {}
+  /// The number again.
   constexpr operator int() const { return number_; }
 
  private:
@@ -20,19 +22,19 @@ class DecodeType {
 
 /// The part of a host that a record speaks for.
 struct Source {
-  std::string name;
+  std::string name;  ///< as its records show it
 };
 
 /// One emitted message. A handler may copy it and keep the copy.
 struct Record {
-  LogLevel level;
-  unsigned int subCode;
-  DecodeType decodeType;
-  std::shared_ptr<const Source> source;  ///< null: no particular source
-  const char* file;                      ///< never null; the site's own text, which a record doesn't keep alive
-  int line;
-  std::string text;
-  std::string extra;
+  LogLevel level;                              ///< at or above the threshold, when a log site emitted it
+  unsigned int subCode;                        ///< the host's own; 0 from QK_LOG
+  DecodeType decodeType;                       ///< 1 from QK_LOG
+  std::shared_ptr<const Source> source;        ///< null: no particular source
+  const char* file;                            ///< never null; the site's own text, which a record doesn't keep alive
+  int line;                                    ///< of the file
+  std::string text;                            ///< what was streamed, unescaped
+  std::string extra;                           ///< further text; empty from QK_LOG
   std::chrono::system_clock::time_point time;  ///< when it was emitted
 };
 

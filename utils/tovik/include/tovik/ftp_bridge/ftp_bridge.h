@@ -36,10 +36,11 @@ class DataConnection;
 
 /// A reply code (RFC 959, 4.2), digit by digit.
 struct code_t {
-  std::int16_t first = 0;   // 1 to 5 when parsed
-  std::int16_t second = 0;  // 0 to 5 when parsed
-  std::int16_t third = 0;   // 0 to 9 when parsed
+  std::int16_t first = 0;   ///< 1 to 5 when parsed
+  std::int16_t second = 0;  ///< 0 to 5 when parsed
+  std::int16_t third = 0;   ///< 0 to 9 when parsed
 
+  /// Digit by digit.
   friend bool operator==(const code_t&, const code_t&) = default;
 };
 
@@ -48,11 +49,11 @@ std::ostream& operator<<(std::ostream& out, const code_t& code);
 
 /// Where and as whom to log in. Texts are sent as they stand: a line end in one would be two commands.
 struct connection_data_t {
-  Address server;        // the control connection's remote end
-  Address local;         // the local interface; its host is announced for active-mode data connections
-  std::string user;      // for USER
-  std::string password;  // for PASS, when the server asks; stands in clear in the log at level 0
-  std::string account;   // for ACCT, when the server asks
+  Address server;        ///< the control connection's remote end
+  Address local;         ///< the local interface; its host is announced for active-mode data connections
+  std::string user;      ///< for USER
+  std::string password;  ///< for PASS, when the server asks; stands in clear in the log at level 0
+  std::string account;   ///< for ACCT, when the server asks
 };
 
 /// What a host implements to be told of a session's outcomes.
@@ -70,16 +71,25 @@ class FTPclient {
   virtual void onConnected() = 0;
   /// The control connection has ended, or could not be made. A command in progress stays so.
   virtual void onDisconnected() = 0;
+  /// PWD has told the current directory: the name, without its quotes.
   virtual void onPwd(const std::string& directory) = 0;
+  /// The server has refused PWD, or its answer holds no name. text: the first line of the reply, here and below.
   virtual void onPwdFailed(const std::string& text) = 0;
+  /// The current directory has changed.
   virtual void onCwd(const std::string& text) = 0;
+  /// The current directory is what it was.
   virtual void onCwdFailed(const std::string& text) = 0;
+  /// The current directory is its parent now.
   virtual void onCdup(const std::string& text) = 0;
+  /// The current directory is what it was.
   virtual void onCdupFailed(const std::string& text) = 0;
+  /// The names in the current directory, in the server's order and spelling.
   virtual void onNlst(const std::vector<std::string>& names, const std::string& text) = 0;
+  /// There is no listing, or not all of it. text may also be the reason why there is no data connection.
   virtual void onNlstFailed(const std::string& text) = 0;
   /// content: all that the data connection delivered, byte for byte; the client deletes it. May be null.
   virtual void onRetrieve(const std::string& fileName, const std::string& text, std::string* content) = 0;
+  /// There is no file, or not all of it. text may also be the reason why there is no data connection.
   virtual void onRetrieveFailed(const std::string& fileName, const std::string& text) = 0;
 };
 
@@ -92,6 +102,7 @@ enum class pending_e : std::int32_t { none, user, password, account, port, passi
 /// Threads: the events and onInput on the session's worker; sendCommand by whoever may call the Controller.
 class ProtocolInterpreter : public Consumer, public TelnetPacketizer, public CharHandler {
  public:
+  /// Keeps the reference, and uses it in events only.
   explicit ProtocolInterpreter(Controller& owner);
   ~ProtocolInterpreter() override;
 
@@ -167,6 +178,7 @@ class ProtocolInterpreter : public Consumer, public TelnetPacketizer, public Cha
 /// Ownership: the controller's; given back with Transport::retire.
 class DataConnector : public Consumer, public ConsumerGenerator, public CharHandler {
  public:
+  /// Keeps the reference, which has to be good in events and in both inits.
   explicit DataConnector(Controller& owner);
   ~DataConnector() override;
 
@@ -192,6 +204,7 @@ class DataConnector : public Consumer, public ConsumerGenerator, public CharHand
 /// The listener of an active-mode data connection; whoever connects is served by its connector.
 class DataConnection : public Server {
  public:
+  /// Does not listen yet.
   DataConnection(DataConnector& connector, Transport& transport);
   ~DataConnection() override;
 };
@@ -223,8 +236,11 @@ class Controller {
   /// Ends every connection of the session; onDisconnected has come when it returns.
   Result stop();
 
+  /// Asks for the current directory: onPwd or onPwdFailed.
   Result getPwd();
+  /// Changes the current directory: onCwd or onCwdFailed. The name is sent as it stands.
   Result changeCwd(const std::string& directory);
+  /// Changes to the parent directory: onCdup or onCdupFailed.
   Result cdUp();
   /// Lists the current directory. usePassive: PASV, else PORT. Success even when the data connection can't be set up:
   /// the failure has then been reported to the client from inside the call.
@@ -234,21 +250,24 @@ class Controller {
   /// Sends QUIT. No command is taken afterwards.
   Result sendLogout();
 
-  // Events of the interpreter and of the data connector, on the session's worker. Not for hosts.
-  void onControlUp();
-  void onControlDown();
-  void onError();
-  void onPwd(bool ok, const std::string& text);
-  void onCwd(bool ok, const std::string& text);
-  void onCdup(bool ok, const std::string& text);
-  void onNlst(bool ok, const std::string& text);
-  void onRetrieve(bool ok, const std::string& text);
-  void onPort(bool ok, const std::string& text);
-  void onPassiveSuccess(const Address& server);
-  void onPassiveFailure(const std::string& text);
-  void onDataUp();
-  void onDataReceived(std::string* data);
-  void onDataDown();
+  /// @name Events of the interpreter and of the data connector, on the session's worker. Not for hosts.
+  /// @{
+  void onControlUp();                                 ///< the login has succeeded
+  void onControlDown();                               ///< the control connection is over
+  void onError();                                     ///< no data connection: replyText tells why
+  void onPwd(bool ok, const std::string& text);       ///< the reply to PWD
+  void onCwd(bool ok, const std::string& text);       ///< the reply to CWD
+  void onCdup(bool ok, const std::string& text);      ///< the reply to CDUP
+  void onNlst(bool ok, const std::string& text);      ///< the last reply to NLST
+  void onRetrieve(bool ok, const std::string& text);  ///< the last reply to RETR
+  void onPort(bool ok, const std::string& text);      ///< the reply to PORT
+  void onPassiveSuccess(const Address& server);       ///< PASV has told where to connect
+  void onPassiveFailure(const std::string& text);     ///< PASV was refused, or told nothing of use
+  void onDataUp();                                    ///< there is a data connection
+  void onDataReceived(std::string* data);             ///< all that it delivered; owned from now on
+  void onDataDown();                                  ///< it is over
+
+  /// @}
 
  private:
   friend class ProtocolInterpreter;
@@ -283,8 +302,10 @@ class Controller {
 /// CWD, and logs out when a change of directory fails. The host gives it its controller before start.
 class FileRetriever : public FTPclient {
  public:
+  /// usePassive: for the listings that it asks for.
   explicit FileRetriever(bool usePassive) : passive(usePassive) {}
 
+  /// Borrows it; before start.
   void setController(Controller* driven) { controller = driven; }
 
   void onConnected() override { static_cast<void>(controller->getPwd()); }
@@ -327,8 +348,8 @@ class FileRetriever : public FTPclient {
   }
 
  protected:
-  Controller* controller = nullptr;
-  bool passive;
+  Controller* controller = nullptr;  ///< borrowed
+  bool passive;                      ///< the mode of transfers
 };
 
 }  // namespace tovik::ftp
