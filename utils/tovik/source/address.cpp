@@ -45,7 +45,7 @@ std::string Address::printInet() const {
 void Address::print(std::ostream& out) const { out << printInet(); }
 
 bool operator==(const Address& a, const Address& b) {
-  return a.native_.sin_addr.s_addr == b.native_.sin_addr.s_addr && a.native_.sin_port == b.native_.sin_port;
+  return a.native().sin_addr.s_addr == b.native().sin_addr.s_addr && a.native().sin_port == b.native().sin_port;
 }
 
 std::ostream& operator<<(std::ostream& out, const Address& address) {

@@ -6,11 +6,12 @@
 #include <string>
 
 #include "tovik/result.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
 /// An IPv4 socket address, host and port, printed as 10.0.0.5:1025.
-class Address {
+class TOVIK_API Address {
  public:
   /// Any local host (0.0.0.0) with that port; port 0 stands for any free port.
   explicit Address(unsigned short port = 0);
@@ -47,12 +48,13 @@ class Address {
   /// The kernel's form.
   const sockaddr_in& native() const { return native_; }
 
-  friend bool operator==(const Address& a, const Address& b);
-
  private:
   sockaddr_in native_{};
 };
 
-std::ostream& operator<<(std::ostream& out, const Address& address);
+/// The same host and port.
+TOVIK_API bool operator==(const Address& a, const Address& b);
+/// Calls print.
+TOVIK_API std::ostream& operator<<(std::ostream& out, const Address& address);
 
 }  // namespace tovik

@@ -7,6 +7,7 @@
 #include "tovik/protocol.h"
 #include "tovik/result.h"
 #include "tovik/socket_options.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
@@ -16,7 +17,7 @@ class Transport;
 class TransportCore;
 
 /// What clients and servers share: the transport that their connections belong to, and how their sockets are made.
-class ApplicationBase {
+class TOVIK_API ApplicationBase {
  public:
   virtual ~ApplicationBase() = default;
 

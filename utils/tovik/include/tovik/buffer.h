@@ -1,9 +1,11 @@
 #pragma once
 
+#include "tovik/visibility.h"
+
 namespace tovik {
 
 /// A position in a stretch of bytes that somebody else owns and keeps for as long as the Buffer is used.
-class Buffer {
+class TOVIK_API Buffer {
  public:
   /// Holds no storage at all.
   Buffer() = default;

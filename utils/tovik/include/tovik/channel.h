@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tovik/descriptor.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
@@ -9,7 +10,7 @@ namespace tovik {
 /// Threads:   send, sendFile, bringDown and bringDownWhenSent by any thread; the rest on the transport's worker.
 /// Ownership: the framework's. A consumer may call it for as long as the consumer lives, however long ago the
 ///            connection ended: once the channel is down everything here does nothing.
-class Channel {
+class TOVIK_API Channel {
  public:
   virtual ~Channel() = default;
 

@@ -4,13 +4,14 @@
 
 #include "tovik/address.h"
 #include "tovik/application_base.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
 class Consumer;
 
 /// Makes outgoing connections. A connection belongs to the transport: the Client may go as soon as the call returns.
-class Client : public ApplicationBase {
+class TOVIK_API Client : public ApplicationBase {
  public:
   /// The consumer hears of the connections on the transport's worker. Name: for logs. Null options: the transport's.
   Client(Transport& transport, Protocol protocol, Consumer& consumer, const std::string& name, bool keep_alive,

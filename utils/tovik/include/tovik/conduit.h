@@ -3,6 +3,7 @@
 #include <string>
 
 #include "tovik/address.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
@@ -10,7 +11,7 @@ class Channel;
 
 /// One connection of a transport, from the first attempt to its end. Owned by the transport; a consumer may use the
 /// pointer that its events bring during that event, and from onNewConduit to onConduitInactive on the worker.
-class Conduit {
+class TOVIK_API Conduit {
  public:
   virtual ~Conduit() = default;
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tovik/visibility.h"
+
 namespace tovik {
 
 class Channel;
@@ -10,7 +12,7 @@ class Socket;
 /// Is told of a socket when it has been made: before it connects or listens, or right after it was accepted. The
 /// place to set options of one's own. On the thread that starts the connection or the listener; for an accepted
 /// socket on the transport's worker.
-class SocketCreationCallback {
+class TOVIK_API SocketCreationCallback {
  public:
   virtual ~SocketCreationCallback() = default;
   /// The socket may be changed, not kept.
@@ -27,7 +29,7 @@ class SocketCreationCallback {
 /// Callbacks: anything is allowed inside an event, destroying the transport included. An exception that leaves an
 ///            event is logged at level 30 and ends every connection of the transport; this consumer hears no more
 ///            of the connection that it came from.
-class Consumer : public SocketCreationCallback {
+class TOVIK_API Consumer : public SocketCreationCallback {
  public:
   /// Answers true and a heap object in aggregator, which the framework owns from then on; false ends the connection.
   virtual bool getDataAggregator(Channel* channel, DataAggregator*& aggregator) = 0;
@@ -46,7 +48,7 @@ class Consumer : public SocketCreationCallback {
 };
 
 /// Gives the consumer that is to serve a newly accepted connection. On the transport's worker.
-class ConsumerGenerator {
+class TOVIK_API ConsumerGenerator {
  public:
   virtual ~ConsumerGenerator() = default;
   /// Null refuses the connection, which is closed.

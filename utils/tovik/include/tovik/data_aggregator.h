@@ -4,6 +4,7 @@
 
 #include "tovik/data_handler.h"
 #include "tovik/data_packetizer.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
@@ -12,7 +13,7 @@ namespace tovik {
 /// Threads:   the transport's worker only.
 /// Ownership: made by the consumer, owned by the framework, which destroys it with its connection.
 /// Callbacks: the handler may bring the channel down or destroy the session; nothing of either is touched afterwards.
-class DataAggregator {
+class TOVIK_API DataAggregator {
  public:
   virtual ~DataAggregator() = default;
   /// Takes what was just received; the bytes are valid during the call.
@@ -20,7 +21,7 @@ class DataAggregator {
 };
 
 /// Hands on every buffer as it comes.
-class SimpleAggregator : public DataAggregator {
+class TOVIK_API SimpleAggregator : public DataAggregator {
  public:
   /// Borrows both.
   SimpleAggregator(Channel* channel, DataHandler* handler) : channel_(channel), handler_(handler) {}
@@ -33,7 +34,7 @@ class SimpleAggregator : public DataAggregator {
 
 /// Hands on whole units, each with its end mark, straight out of the received bytes; keeps only an unfinished tail.
 /// A unit longer than the channel's maxUnitBytes is logged at level 30 and brings the channel down.
-class BufferedAggregator : public DataAggregator {
+class TOVIK_API BufferedAggregator : public DataAggregator {
  public:
   /// Borrows all three. Without a channel the limit is that of default Traits, and nothing is brought down.
   BufferedAggregator(Channel* channel, DataHandler* handler, DataPacketizer* packetizer);

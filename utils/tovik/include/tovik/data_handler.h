@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tovik/buffer.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
@@ -9,7 +10,7 @@ class Multicast;
 
 /// Takes the data of a channel. The buffer and the bytes are valid during the call; multicast is null on TCP.
 /// On the transport's worker.
-class DataHandler {
+class TOVIK_API DataHandler {
  public:
   virtual ~DataHandler() = default;
   /// Takes the data as a buffer, as a SimpleAggregator or a BufferedAggregator hands it on.
@@ -19,7 +20,7 @@ class DataHandler {
 };
 
 /// A DataHandler that wants characters, not buffers.
-class CharHandler : public DataHandler {
+class TOVIK_API CharHandler : public DataHandler {
  public:
   void onBuffer(Channel* channel, Buffer* buffer, Multicast* multicast) override {
     onData(channel, buffer->curr(), buffer->remaining(), multicast);

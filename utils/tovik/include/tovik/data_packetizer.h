@@ -1,9 +1,11 @@
 #pragma once
 
+#include "tovik/visibility.h"
+
 namespace tovik {
 
 /// Where a unit of a byte stream ends.
-struct UnitEnd {
+struct TOVIK_API UnitEnd {
   /// False: the bytes given hold no whole unit yet.
   bool found = false;
   /// When found: the size of the unit with its end mark. Else: how many leading bytes need not be shown again, so
@@ -12,7 +14,7 @@ struct UnitEnd {
 };
 
 /// Finds the units (lines, records) in a byte stream.
-class DataPacketizer {
+class TOVIK_API DataPacketizer {
  public:
   virtual ~DataPacketizer() = default;
   /// Looks for the end of the unit that begins at the first byte.
@@ -21,7 +23,7 @@ class DataPacketizer {
 
 /// Finds Telnet lines (RFC 854, "The NVT printer"): only CR LF ends one; a lone CR, a lone LF and CR NUL are part of
 /// it.
-class TelnetPacketizer : public DataPacketizer {
+class TOVIK_API TelnetPacketizer : public DataPacketizer {
  public:
   UnitEnd findEnd(const char* data, unsigned long size) override;
 };

@@ -2,10 +2,12 @@
 
 #include <utility>
 
+#include "tovik/visibility.h"
+
 namespace tovik {
 
 /// Owns one file descriptor and closes it.
-class Descriptor {
+class TOVIK_API Descriptor {
  public:
   Descriptor() = default;
   /// Takes a descriptor over; -1 stands for none.

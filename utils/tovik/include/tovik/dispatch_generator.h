@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tovik/result.h"
+#include "tovik/visibility.h"
 #include "tovik/worker_thread.h"
 
 namespace tovik {
@@ -13,7 +14,7 @@ namespace tovik {
 /// A dispatcher: a named group of worker threads that transports are spread over. Made by the DispatchStore.
 ///
 /// Threads: any.
-class DispatchGenerator {
+class TOVIK_API DispatchGenerator {
  public:
   /// Has no workers before start.
   explicit DispatchGenerator(std::string name) : name_(std::move(name)) {}

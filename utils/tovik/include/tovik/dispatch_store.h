@@ -7,13 +7,14 @@
 
 #include "tovik/dispatch_generator.h"
 #include "tovik/result.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
 /// The process-wide store of dispatchers. It starts empty.
 ///
 /// Threads: any.
-class DispatchStore {
+class TOVIK_API DispatchStore {
  public:
   /// The one there is.
   static DispatchStore& inst();

@@ -3,11 +3,13 @@
 #include <atomic>
 #include <memory>
 
+#include "tovik/visibility.h"
+
 namespace tovik {
 
 /// Something that a WorkerThread calls: a descriptor is ready, a turn was asked for, or a time has come. The
 /// worker keeps a handler that it was asked to call (`schedule`) alive until it has called it.
-class EventHandler {
+class TOVIK_API EventHandler {
  public:
   EventHandler() = default;
   EventHandler(const EventHandler&) = delete;

@@ -4,10 +4,12 @@
 #include <string>
 #include <utility>
 
+#include "tovik/visibility.h"
+
 namespace tovik {
 
 /// An error that leaves no object behind: thrown by constructors only, everything else returns a Result.
-class Exception : public std::exception {
+class TOVIK_API Exception : public std::exception {
  public:
   /// The message is for people.
   explicit Exception(std::string message) : message_(std::move(message)) {}

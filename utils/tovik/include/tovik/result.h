@@ -3,10 +3,12 @@
 #include <string>
 #include <utility>
 
+#include "tovik/visibility.h"
+
 namespace tovik {
 
 /// The outcome of an operation that can fail: a flag and, on failure, a text for people that names what failed.
-struct [[nodiscard]] Result {
+struct [[nodiscard]] TOVIK_API Result {
   bool ok = false;      ///< whether it succeeded
   std::string message;  ///< empty on success
 

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "tovik/visibility.h"
+
 namespace tovik {
 
 class Channel;
 
 /// Where a sockbuf sends to: a channel, or nowhere when it is null.
-class SendDestination {
+class TOVIK_API SendDestination {
  public:
   /// Borrows the channel.
   explicit SendDestination(Channel* channel) : channel_(channel) {}

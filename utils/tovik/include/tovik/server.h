@@ -8,6 +8,7 @@
 #include "tovik/descriptor.h"
 #include "tovik/socket.h"
 #include "tovik/thread.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
@@ -22,7 +23,7 @@ class SocketCreationCallback;
 /// Ownership: borrows the generator, the callback and the options, which outlive the listening. May outlive the
 ///            transport. The destructor stops listening; accepted connections go on. A derived class stops it in its
 ///            own destructor, since the thread calls virtual operations.
-class Server : public ApplicationBase, public Thread {
+class TOVIK_API Server : public ApplicationBase, public Thread {
  public:
   /// The callback is told of the listening socket. Null options: the transport's.
   Server(Transport& transport, Protocol protocol, ConsumerGenerator* generator, const std::string& name,

@@ -6,6 +6,7 @@
 
 #include "tovik/buffer.h"
 #include "tovik/send_destination.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
@@ -15,7 +16,7 @@ namespace tovik {
 ///            the sockbuf itself; text that outgrows either is gathered on the heap.
 /// Errors:    when memory runs out nothing of the piece is sent and the connection is ended: half a command must
 ///            never reach a server.
-class sockbuf : public std::streambuf {
+class TOVIK_API sockbuf : public std::streambuf {
  public:
   /// The buffer may be null.
   sockbuf(const SendDestination& destination, Buffer* buffer);

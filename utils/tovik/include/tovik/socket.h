@@ -5,13 +5,14 @@
 #include "tovik/protocol.h"
 #include "tovik/result.h"
 #include "tovik/socket_options.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
 /// A non-blocking socket, closed on exec. Failures name the call and the address.
 ///
 /// Threads: none of its own; whoever owns it sees to that.
-class Socket {
+class TOVIK_API Socket {
  public:
   /// What recv, send and sendFile give besides a count of bytes.
   enum Outcome : long { wouldBlock = -1, failed = -2 };

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tovik/result.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
@@ -14,7 +15,7 @@ namespace tovik {
 ///
 /// Threads:   start, join and kill by one owner at a time; stop, is_running and print by any thread.
 /// Ownership: the most derived class that overrides anything that `run` calls ends the thread in its destructor.
-class Thread {
+class TOVIK_API Thread {
  public:
   /// The name is for print.
   explicit Thread(std::string name);
@@ -56,6 +57,7 @@ class Thread {
   bool running_ = false;
 };
 
-std::ostream& operator<<(std::ostream& out, const Thread& thread);
+/// Calls print.
+TOVIK_API std::ostream& operator<<(std::ostream& out, const Thread& thread);
 
 }  // namespace tovik

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "tovik/event_handler.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
@@ -12,7 +13,7 @@ namespace tovik {
 ///
 /// Threads:   the worker's only.
 /// Ownership: borrows the handlers; a handler cancels its timers before it goes.
-class TimerQueue {
+class TOVIK_API TimerQueue {
  public:
   /// A moment of a clock that is never set back.
   using Time = std::chrono::steady_clock::time_point;

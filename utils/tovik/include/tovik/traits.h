@@ -1,11 +1,12 @@
 #pragma once
 
 #include "tovik/socket_options.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
 /// The settings of a transport, the same for all its connections. The defaults serve.
-struct Traits : SocketOptions {
+struct TOVIK_API Traits : SocketOptions {
   /// The longest unit (a line, say) that a BufferedAggregator gathers. A peer that sends a longer one loses its
   /// connection: it can't take the memory by never ending its line.
   unsigned long max_unit_bytes = 1UL << 20U;

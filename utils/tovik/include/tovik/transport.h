@@ -8,7 +8,9 @@
 #include "tovik/factory.h"
 #include "tovik/thread_callbacks.h"
 #include "tovik/traits.h"
+#include "tovik/visibility.h"
 
+/// The framework: event loops, and connections on them that bring events to consumers.
 namespace tovik {
 
 class Consumer;
@@ -20,7 +22,7 @@ class WorkerThread;
 ///
 /// Threads:   made and used by any thread; destroyed by any thread, from inside an event of its own too.
 /// Ownership: owns its connections; borrows the callbacks and the factory, which outlive it.
-class Transport {
+class TOVIK_API Transport {
  public:
   /// Pins the transport to the worker of the dispatcher that serves the fewest. `onWorker` is called once, on the
   /// worker, before the first event. Callbacks and factory may be null, the function and the name empty. Throws

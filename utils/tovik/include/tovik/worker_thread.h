@@ -15,6 +15,7 @@
 #include "tovik/result.h"
 #include "tovik/thread.h"
 #include "tovik/timer_queue.h"
+#include "tovik/visibility.h"
 
 namespace tovik {
 
@@ -22,7 +23,7 @@ namespace tovik {
 ///
 /// Threads: schedule, post, call, isCurrent and bytesReceived by any thread; the rest on the worker itself.
 /// Errors:  an exception that leaves a handler is logged at level 30 and the loop goes on.
-class WorkerThread : private Thread {
+class TOVIK_API WorkerThread : private Thread {
  public:
   /// Runs nothing before start.
   explicit WorkerThread(const std::string& name);

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "qk/logging/visibility.h"
+
 namespace qk::logging {
 
 /// How much a record matters: the higher the number, the more. The named levels leave room between them.
-class LogLevel {
+class QK_LOGGING_API LogLevel {
  public:
   /// Any number, implicitly; negative ones are below Trace.
   constexpr LogLevel(int number) : number_(number) {}
@@ -28,10 +30,10 @@ inline constexpr LogLevel LogLevel::Error{40};
 
 /// The lowest level whose records are emitted; 30 at first. Read it with IsEnabled and write it with SetMinLogLevel
 /// where other threads may log: a plain access then races with theirs.
-extern int g_minLogLevel;
+QK_LOGGING_API extern int g_minLogLevel;
 
 /// Any thread, at any time. Sites that another thread has already entered still emit by the old threshold.
-void SetMinLogLevel(LogLevel level);
+QK_LOGGING_API void SetMinLogLevel(LogLevel level);
 
 /// Whether a site of this level emits at present. Any thread.
 inline bool IsEnabled(LogLevel level) { return level >= __atomic_load_n(&g_minLogLevel, __ATOMIC_RELAXED); }

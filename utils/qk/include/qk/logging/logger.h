@@ -6,6 +6,7 @@
 #include <string>
 
 #include "qk/logging/record.h"
+#include "qk/logging/visibility.h"
 
 namespace qk::logging {
 
@@ -16,19 +17,19 @@ namespace qk::logging {
 ///     2026-11-21 12:00:00.123456 [30] file.cpp:12 text
 ///
 /// with the local time, then " | " and the extra text if there is one. Control characters and bytes that aren't UTF-8
-/// appear as \n, \x1b and the like, so a text can neither fake a second line nor drive the terminal.
+/// appear as `\n`, `\x1b` and the like, so a text can neither fake a second line nor drive the terminal.
 ///
 /// A record that cannot be built for want of memory is lost, and standard error says so.
 ///
-/// @param file null counts as empty; handlers may keep the pointer, so it should last as __FILE__ does
-void LogMessage(LogLevel level, unsigned int subCode, DecodeType decodeType,
-                const std::shared_ptr<const Source>& source, const char* file, int line, const std::string& text,
-                const std::string& extra) noexcept;
+/// A null file counts as empty; handlers may keep the pointer, so it should last as __FILE__ does.
+QK_LOGGING_API void LogMessage(LogLevel level, unsigned int subCode, DecodeType decodeType,
+                               const std::shared_ptr<const Source>& source, const char* file, int line,
+                               const std::string& text, const std::string& extra) noexcept;
 
 /// The stream that this thread's Loggers write into: made on first use, gone when the thread is, usable from the
 /// destructors of statics and of thread-local objects. Empty while no Logger lives; leave writing to them.
 /// Throws std::bad_alloc, std::system_error if the system has no thread-specific key left.
-std::ostringstream& GetThreadLocalStream();
+QK_LOGGING_API std::ostringstream& GetThreadLocalStream();
 
 /// Builds one record: what is streamed until the destructor is its text.
 ///
@@ -38,7 +39,7 @@ std::ostringstream& GetThreadLocalStream();
 /// Errors:  the constructor throws as GetThreadLocalStream does; the destructor never. What the stream refuses (after a
 ///          null char*, or for want of memory) is missing from the text; a record that cannot be built is lost, as
 ///          LogMessage says. None of it reaches the next record, nor does formatting.
-class Logger {
+class QK_LOGGING_API Logger {
  public:
   /// The arguments are those of LogMessage; source and extra are copied.
   Logger(LogLevel level, unsigned int subCode, DecodeType decodeType, const std::shared_ptr<const Source>& source,

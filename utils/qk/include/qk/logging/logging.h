@@ -8,6 +8,7 @@
 #include "qk/logging/log_level.h"
 #include "qk/logging/logger.h"
 #include "qk/logging/record.h"
+#include "qk/logging/visibility.h"
 
 /// A log site:
 ///
@@ -27,7 +28,7 @@
 namespace qk::logging {
 
 /// Gives both branches of QK_LOG the type void; its operator binds less tightly than << and more tightly than ?:.
-struct Voidify {
+struct QK_LOGGING_API Voidify {
   /// Swallows the finished stream.
   void operator&(std::ostream&) const {}
 };

@@ -5,11 +5,13 @@
 #include <string>
 
 #include "qk/logging/log_level.h"
+#include "qk/logging/visibility.h"
 
+/// Leveled records, and handlers that take them.
 namespace qk::logging {
 
 /// A number by which a host's handlers choose how to present a record; the library only passes it on.
-class DecodeType {
+class QK_LOGGING_API DecodeType {
  public:
   /// Any number, implicitly: what it means is the host's affair.
   constexpr DecodeType(int number) : number_(number) {}
@@ -21,12 +23,12 @@ class DecodeType {
 };
 
 /// The part of a host that a record speaks for.
-struct Source {
+struct QK_LOGGING_API Source {
   std::string name;  ///< as its records show it
 };
 
 /// One emitted message. A handler may copy it and keep the copy.
-struct Record {
+struct QK_LOGGING_API Record {
   LogLevel level;                              ///< at or above the threshold, when a log site emitted it
   unsigned int subCode;                        ///< the host's own; 0 from QK_LOG
   DecodeType decodeType;                       ///< 1 from QK_LOG

@@ -28,14 +28,16 @@
 #include "tovik/server.h"
 #include "tovik/sockbuf.h"
 #include "tovik/transport.h"
+#include "tovik/visibility.h"
 
+/// FTP sessions: a Controller for each, and the FTPclient that it tells.
 namespace tovik::ftp {
 
 class Controller;
 class DataConnection;
 
 /// A reply code (RFC 959, 4.2), digit by digit.
-struct code_t {
+struct TOVIK_API code_t {
   std::int16_t first = 0;   ///< 1 to 5 when parsed
   std::int16_t second = 0;  ///< 0 to 5 when parsed
   std::int16_t third = 0;   ///< 0 to 9 when parsed
@@ -45,10 +47,10 @@ struct code_t {
 };
 
 /// Prints the three digits, such as 530.
-std::ostream& operator<<(std::ostream& out, const code_t& code);
+TOVIK_API std::ostream& operator<<(std::ostream& out, const code_t& code);
 
 /// Where and as whom to log in. Texts are sent as they stand: a line end in one would be two commands.
-struct connection_data_t {
+struct TOVIK_API connection_data_t {
   Address server;        ///< the control connection's remote end
   Address local;         ///< the local interface; its host is announced for active-mode data connections
   std::string user;      ///< for USER
@@ -63,7 +65,7 @@ struct connection_data_t {
 ///            onDisconnected from inside stop and the destructor.
 /// Ownership: arguments are valid during the call only, except the content of onRetrieve, which the client owns.
 /// Callbacks: those that end a command come when the controller is idle again, so the next one may start inside them.
-class FTPclient {
+class TOVIK_API FTPclient {
  public:
   virtual ~FTPclient() = default;
 
@@ -100,7 +102,7 @@ enum class pending_e : std::int32_t { none, user, password, account, port, passi
 /// reply against the command that awaits it, and writes commands. Part of a Controller, which it tells the outcomes.
 ///
 /// Threads: the events and onInput on the session's worker; sendCommand by whoever may call the Controller.
-class ProtocolInterpreter : public Consumer, public TelnetPacketizer, public CharHandler {
+class TOVIK_API ProtocolInterpreter : public Consumer, public TelnetPacketizer, public CharHandler {
  public:
   /// Keeps the reference, and uses it in events only.
   explicit ProtocolInterpreter(Controller& owner);
@@ -176,7 +178,7 @@ class ProtocolInterpreter : public Consumer, public TelnetPacketizer, public Cha
 /// mode), gathers what arrives, and hands it to the controller when the channel goes down.
 ///
 /// Ownership: the controller's; given back with Transport::retire.
-class DataConnector : public Consumer, public ConsumerGenerator, public CharHandler {
+class TOVIK_API DataConnector : public Consumer, public ConsumerGenerator, public CharHandler {
  public:
   /// Keeps the reference, which has to be good in events and in both inits.
   explicit DataConnector(Controller& owner);
@@ -202,7 +204,7 @@ class DataConnector : public Consumer, public ConsumerGenerator, public CharHand
 };
 
 /// The listener of an active-mode data connection; whoever connects is served by its connector.
-class DataConnection : public Server {
+class TOVIK_API DataConnection : public Server {
  public:
   /// Does not listen yet.
   DataConnection(DataConnector& connector, Transport& transport);
@@ -216,7 +218,7 @@ class DataConnection : public Server {
 /// Errors:    operations return a Result at once; one that finds another command in progress fails with that
 ///            command's name and " still active", and changes nothing. A command whose reply never comes keeps the
 ///            controller busy; there is no time-out. "out of memory" means that nothing was begun.
-class Controller {
+class TOVIK_API Controller {
  public:
   /// The command in progress. The numbers stand in the log.
   enum class cmd_e : int { none, pwd, cwd, cdup, nlst, retr, quit };
@@ -300,7 +302,7 @@ class Controller {
 
 /// The stock client: logs each outcome, asks for the directory once logged in, lists after every successful PWD and
 /// CWD, and logs out when a change of directory fails. The host gives it its controller before start.
-class FileRetriever : public FTPclient {
+class TOVIK_API FileRetriever : public FTPclient {
  public:
   /// usePassive: for the listings that it asks for.
   explicit FileRetriever(bool usePassive) : passive(usePassive) {}
