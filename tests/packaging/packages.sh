@@ -46,7 +46,7 @@ export LD_LIBRARY_PATH=$root/usr/$LIBDIR
 serve "$root/usr/bin/ftp_serve"
 "$root/usr/bin/ftp_fetch" "ftp://demo:secret@$address/" -o fetched --quiet
 diff -r served fetched
-build_consumer find_package -DKIND=shared -DCMAKE_PREFIX_PATH="$root/usr"
+build_consumer find_package -DVERSION="$VERSION" -DKIND=shared -DCMAKE_PREFIX_PATH="$root/usr"
 expect_session find_package-build/session
 
 private_dpkg -P "${names[@]}"
