@@ -41,8 +41,10 @@ class Ending final : public EventHandler {
 
 }  // namespace
 
+// NOLINTBEGIN(performance-unnecessary-value-param): callbacks come by value, and tr1 has nothing to move them with
 Transport::Transport(DispatchGenerator* dispatcher, Traits traits, ThreadCallbacks* callbacks, Factory* factory,
                      std::tr1::function<void(WorkerThread*)> onWorker, const std::string& name)
+    // NOLINTEND(performance-unnecessary-value-param)
     : dispatcher_(dispatcher) {
   if (dispatcher == nullptr) throw Exception("transport " + name + " without a dispatcher");
   WorkerThread& worker = dispatcher->acquire();
