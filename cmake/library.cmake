@@ -6,7 +6,7 @@ endif()
 include(GNUInstallDirs)
 
 # A static and a shared library of the same objects, with the names <name>_static and <name>_shared. <namespace>::<name>,
-# as NAME says it, stands for the one that BUILD_SHARED_LIBS asks for, in this tree and in what is installed.
+# as NAME says it, stands for the one that a host's BUILD_SHARED_LIBS asks for, in its tree and from what is installed.
 #
 #     tovik_add_library(<target> NAME <namespace>::<name> SOURCES <file>... [LINK <namespace>::<name>...])
 function(tovik_add_library target)
@@ -49,7 +49,8 @@ function(tovik_add_library target)
     LINK_DEPENDS ${exports}
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
-  if(BUILD_SHARED_LIBS)
+  # This project's own tests look at what a shared library hides.
+  if(BUILD_SHARED_LIBS AND NOT PROJECT_IS_TOP_LEVEL)
     add_library(${library_NAME} ALIAS ${target}_shared)
   else()
     add_library(${library_NAME} ALIAS ${target}_static)
