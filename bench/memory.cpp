@@ -1,0 +1,34 @@
+#include "memory.h"
+
+#include <malloc.h>
+
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+namespace bench {
+namespace {
+
+// Not from getrusage: its peak includes that of the program that this process was before exec.
+double statusBytes(const std::string& field) {
+  std::ifstream status("/proc/self/status");
+  for (std::string name; status >> name;) {
+    double kibibytes = 0;
+    if (name == field && status >> kibibytes) return kibibytes * 1024;
+    std::getline(status, name);
+  }
+  throw std::runtime_error("/proc/self/status has no " + field);
+}
+
+}  // namespace
+
+double residentBytes() { return statusBytes("RssAnon:"); }
+
+double peakResidentBytes() { return statusBytes("VmHWM:"); }
+
+double heapBytes() {
+  const auto info = mallinfo2();
+  return static_cast<double>(info.uordblks + info.hblkhd);
+}
+
+}  // namespace bench

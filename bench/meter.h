@@ -1,0 +1,23 @@
+#pragma once
+
+#include <chrono>
+
+#include "figures.h"
+
+namespace bench {
+
+/// Measures from its making on: the time, and the processor time of the whole process.
+class Meter {
+ public:
+  Meter();
+  /// Adds "seconds" and "cpu_seconds".
+  void stop(Figures& figures) const;
+
+ private:
+  static double cpuSeconds();
+
+  std::chrono::steady_clock::time_point start_;
+  double cpuStart_;
+};
+
+}  // namespace bench

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <tovik/dispatch_store.h>
+#include <tovik/transport.h>
+
+#include <optional>
+#include <stdexcept>
+
+namespace bench::own {
+
+/// The one worker thread on which all sessions of a run live.
+class Dispatcher {
+ public:
+  static constexpr const char* name = "bench";
+
+  Dispatcher() {
+    if (const tovik::Result added = tovik::DispatchStore::inst().add(name, 1); !added)
+      throw std::runtime_error(added.message);
+    transport_.emplace(tovik::DispatchStore::inst().fetch(name), tovik::Traits(), nullptr, nullptr,
+                       std::tr1::function<void(tovik::WorkerThread*)>(), "");
+  }
+  Dispatcher(const Dispatcher&) = delete;
+  Dispatcher& operator=(const Dispatcher&) = delete;
+  ~Dispatcher() {
+    transport_.reset();
+    static_cast<void>(tovik::DispatchStore::inst().remove(name));
+  }
+
+  /// Runs it on the worker between two events, so that a run needs no locks, and waits for its end.
+  template <class Function>
+  void call(Function&& function) {
+    transport_->call(function);
+  }
+
+ private:
+  std::optional<tovik::Transport> transport_;
+};
+
+}  // namespace bench::own

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include "figures.h"
+#include "job.h"
+#include "meter.h"
+
+namespace bench::peers {
+
+/// Times retrieve(std::string& content), which fills a new string, as often as the job says. As in our own sessions a
+/// file is freed when the next one has come, and the last one after the clock has stopped.
+template <class Retrieve>
+Figures timedFiles(const Job& job, Retrieve&& retrieve) {
+  std::string last;
+  const Meter meter;
+  for (unsigned long i = 0; i < job.count; ++i) {
+    std::string content;
+    retrieve(content);
+    if (content.size() != job.size) throw std::runtime_error(job.file + " has another size");
+    last.swap(content);
+  }
+  Figures figures;
+  meter.stop(figures);
+  return figures;
+}
+
+}  // namespace bench::peers
