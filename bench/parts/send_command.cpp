@@ -1,0 +1,12 @@
+#include "parts/session.h"
+
+namespace {
+
+void sendsACommand(benchmark::State& state) {
+  bench::parts::Session session;
+  const std::string command = "RETR file.bin";
+  for ([[maybe_unused]] const auto& turn : state) session.interpreter().sendCommand(command);
+}
+BENCHMARK(sendsACommand);
+
+}  // namespace
