@@ -7,6 +7,7 @@ import signal
 import sys
 import tempfile
 from contextlib import ExitStack
+from dataclasses import replace
 from pathlib import Path
 
 import groups
@@ -33,6 +34,7 @@ def arguments():
     parser.add_argument("--quick", action="store_true", help="seconds, to see that it works; the figures mean little")
     parser.add_argument("--only", action="append", choices=[*groups.comparisons(FULL), *EXTRAS], metavar="NAME",
                         help="only this of %(choices)s, and print the report; may be given again")  # fmt: skip
+    parser.add_argument("--rounds", type=int, metavar="N", help="of every comparison, instead of %d" % FULL.rounds)
     parser.add_argument("--build", type=Path, default=Path("build/bench"), help=argparse.SUPPRESS)
     return parser.parse_args()
 
@@ -74,6 +76,8 @@ def measure(options, plan, bench):
 def main():
     options = arguments()
     plan = QUICK if options.quick else FULL
+    if options.rounds:
+        plan = replace(plan, rounds=options.rounds, plot_rounds=options.rounds)
     vsftpd = Path(".servers/vsftpd").absolute()
     facts = machine.facts(vsftpd, network.isolate())
     # Sessions by the thousand, on both sides.

@@ -11,6 +11,8 @@ Servers and clients share the machine and talk over its loopback interface; the 
 from a process of its own. The runs that a row compares take turns, A B A B, for {rounds} rounds; a ratio is taken
 within each round, and the table has the median of the rounds and, in brackets, the lowest and the highest.
 
+- Before each run with files of a mebibyte or more, three times the file's size in memory is used and freed again. Where
+  the host of a virtual machine takes back free memory, it would otherwise be measured how fast it gives it out.
 - Logging in is not part of the time, except where it is the work. A file is freed while the next one arrives, the last
   one after the clock has stopped.
 - *Ours* is a `Controller` for each session, all on one worker thread, with the log at its default level.
