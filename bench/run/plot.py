@@ -56,7 +56,7 @@ def plot(title, x, y, lines):
     ]
     for tick in x.ticks:
         parts.append(_line(across(tick), TOP, across(tick), HEIGHT - BOTTOM))
-        parts.append(_text(across(tick), HEIGHT - BOTTOM + 20, x.text(tick), "middle"))
+        parts.append(_text(across(tick), HEIGHT - BOTTOM + 20, x.text(tick), "middle", "font-size='11'"))
     for tick in y.ticks:
         parts.append(_line(LEFT, up(tick), WIDTH - RIGHT, up(tick)))
         parts.append(_text(LEFT - 8, up(tick) + 4, y.text(tick), "end"))

@@ -2,9 +2,9 @@
 
 from statistics import median
 
-from plan import GIB, MIB, size_text
+from plan import size_text
 from plot import Axis, decades, even_steps, plot
-from rows import CPU_FILE, FILES_S, GIB_S
+from rows import CPU_FILE, FILES_S, MIB_S
 
 NAMES = {"own": "ours", "curl": "libcurl", "limit": "practical limit"}
 
@@ -22,14 +22,10 @@ def _values(lines):
     return [value for points in lines.values() for point in points for value in point[1:]]
 
 
-def _throughput_text(value):
-    return f"{value:g} GiB/s" if value >= 1 else f"{value * GIB / MIB:.3g} MiB/s"
-
-
 def throughput_by_size(groups, results):
-    lines = _lines(groups, results, GIB_S.of)
+    lines = _lines(groups, results, MIB_S.of)
     x = Axis("file size", tuple(groups), True, size_text)
-    y = Axis("", decades(_values(lines)), True, _throughput_text)
+    y = Axis("MiB/s", decades(_values(lines)), True, lambda value: f"{value:g}")
     return plot("Throughput of RETR by file size, one session, passive, vsftpd", x, y, lines)
 
 

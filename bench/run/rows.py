@@ -5,7 +5,7 @@ from statistics import median
 from typing import Callable, Optional
 
 from groups import LARGEST_CURL_BUFFER
-from plan import GIB, KIB, size_text
+from plan import GIB, KIB, MIB, size_text
 
 
 @dataclass(frozen=True)
@@ -16,6 +16,7 @@ class Measure:
 
 
 GIB_S = Measure("GiB/s", lambda figures, run: run.size * run.files() / figures["seconds"] / GIB)
+MIB_S = Measure("MiB/s", lambda figures, run: run.size * run.files() / figures["seconds"] / MIB, 0)
 FILES_S = Measure("files/s", lambda figures, run: run.files() / figures["seconds"], 0)
 LOGINS_S = Measure("sessions/s", lambda figures, run: run.files() / figures["seconds"], 0)
 CPU_FILE = Measure("µs CPU a file", lambda figures, run: figures["cpu_seconds"] / run.files() * 1e6, 1)
