@@ -58,7 +58,7 @@ void CurlMulti::turn() {
   // A reply to PASV that is there at once leaves a transfer of libcurl 7.88 with neither a socket nor a timer to wait
   // for. Only a look at all of them makes it go on: at once where that is cheap and such a transfer is there for
   // certain, else after a moment without events.
-  if (count == 0) require(curl_multi_perform(multi_, &running));
+  if (count == 0) require(curl_multi_socket_all(multi_, &running));
   if (timer_ && Clock::now() >= *timer_) {
     timer_.reset();
     require(curl_multi_socket_action(multi_, CURL_SOCKET_TIMEOUT, 0, &running));
