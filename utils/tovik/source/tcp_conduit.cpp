@@ -24,6 +24,7 @@ namespace {
 
 // One connection gives way to the others of its worker after this much.
 constexpr int receivesPerTurn = 16;
+constexpr std::chrono::milliseconds receivingPerTurn{5};  // small units cost far more than their bytes
 constexpr unsigned long sentPerTurn = 4UL << 20U;
 
 constexpr int noEnd = -1;
@@ -69,7 +70,7 @@ void TcpConduit::begin() {
 }
 
 void TcpConduit::advance(unsigned events) {
-  if (stage_ == Stage::connecting && (events & (EPOLLOUT | EPOLLERR | EPOLLHUP)) != 0) finishConnecting();
+  if (stage_ == Stage::connecting && (events & (EPOLLOUT | EPOLLERR | EPOLLHUP)) != 0) finishConnecting(events);
   if (stage_ == Stage::up) {
     if ((events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0) peerEnded_ = true;
     // Where sending failed, what the peer sent before (why it closed, say) may still be there to receive.
@@ -81,8 +82,9 @@ void TcpConduit::advance(unsigned events) {
   if (requested != noEnd) end(requested);
 }
 
-void TcpConduit::finishConnecting() {
-  const int error = socket_.takeError();
+void TcpConduit::finishConnecting(unsigned events) {
+  // A socket that can be written to, and tells of no error, is connected.
+  const int error = (events & (EPOLLERR | EPOLLHUP)) == 0 ? 0 : socket_.takeError();
   if (error == 0) return becomeUp();
   QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name_ << ": " << describeError("connect", error);
   end(dirFailed);
@@ -111,7 +113,8 @@ void TcpConduit::makeAggregator() {
 
 void TcpConduit::receive() {
   receivesOn_ = false;
-  for (int i = 0; i < receivesPerTurn; ++i) {
+  const auto givesWay = std::chrono::steady_clock::now() + receivingPerTurn;
+  for (int i = 0; i < receivesPerTurn && (i == 0 || std::chrono::steady_clock::now() < givesWay); ++i) {
     Buffer buffer = core_->worker().receiveBuffer();
     const long received = receiveInto(buffer);
     if (received == Socket::wouldBlock) return;

@@ -60,7 +60,7 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
 
   void begin();
   void advance(unsigned events);
-  void finishConnecting();
+  void finishConnecting(unsigned events);
   void becomeUp();
   void makeAggregator();
   void receive();

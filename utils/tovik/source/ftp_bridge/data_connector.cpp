@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "gathering.h"
 #include "tovik/channel.h"
 #include "tovik/client.h"
 #include "tovik/data_aggregator.h"
@@ -46,7 +47,7 @@ void DataConnector::onData(Channel* /*from*/, const char* data, unsigned long si
   if (received == nullptr)
     received = new std::string(data, size);
   else
-    received->append(data, size);
+    gather(*received, data, size);
 }
 
 void DataConnector::onChannelDown(Channel* /*down*/, int /*direction*/) {
