@@ -4,6 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -117,8 +120,18 @@ bool Report::anythingFailed() const {
 void Report::print(std::FILE* stream, const std::string& line) {
   clearProgress();
   const std::string whole = line + '\n';
-  std::fwrite(whole.data(), 1, whole.size(), stream);
-  std::fflush(stream);
+  const bool written = std::fwrite(whole.data(), 1, whole.size(), stream) == whole.size() && std::fflush(stream) == 0;
+  if (!written && stream == stdout) outputFailed(errno);
+}
+
+/// Told once: the files themselves may still arrive.
+void Report::outputFailed(int error) {
+  if (std::exchange(outputFailed_, true)) return;
+  problem_ = true;
+  if (error == EPIPE)
+    ::kill(::getpid(), SIGPIPE);
+  else
+    print(stderr, std::string("ftp_fetch: standard output: ") + std::strerror(error));
 }
 
 void Report::clearProgress() {

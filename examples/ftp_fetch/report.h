@@ -7,7 +7,9 @@
 
 namespace ftp_fetch {
 
-/// What the user sees: a line a file, the progress below them where standard output is a terminal, a summary.
+/// What the user sees: a line a file, the progress below them where standard output is a terminal, a summary. Standard
+/// output that can't be written counts as a failure. When nobody reads it any more, the process gets SIGPIPE, whichever
+/// thread it was that wrote.
 ///
 /// Threads: any.
 class Report {
@@ -40,6 +42,7 @@ class Report {
 
  private:
   void print(std::FILE* stream, const std::string& line);
+  void outputFailed(int error);
   void clearProgress();
 
   const Detail detail_;
@@ -48,6 +51,7 @@ class Report {
 
   mutable std::mutex mutex_;  // guards the members below, and the order of what is printed
   bool progressShown_ = false;
+  bool outputFailed_ = false;
   bool problem_ = false;
   unsigned long expected_ = 0;
   unsigned long fetched_ = 0;

@@ -11,11 +11,22 @@
 
 namespace ftp_fetch {
 
+namespace {
+
+/// As under nohup: whoever started the program asked for that.
+bool isIgnored(int signal) {
+  struct sigaction action {};
+  return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+}  // namespace
+
 EndSignals::EndSignals() {
   sigset_t signals;
   sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    if (!isIgnored(signal)) sigaddset(&signals, signal);
+  sigaddset(&signals, SIGPIPE);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   descriptor_ = tovik::Descriptor(::signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC));
   if (!descriptor_.isOpen()) throw tovik::Exception(std::string("signalfd: ") + std::strerror(errno));

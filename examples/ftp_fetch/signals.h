@@ -4,8 +4,9 @@
 
 namespace ftp_fetch {
 
-/// SIGINT and SIGTERM as something to poll for, from its making on. Made before any thread is started, so that no other
-/// one gets them; they stay blocked when it is gone.
+/// SIGINT, SIGTERM, SIGHUP and SIGPIPE as something to poll for, from its making on; the first three not where they
+/// were ignored before. Made before any thread is started, so that no other one gets them; they stay blocked when it is
+/// gone.
 class EndSignals {
  public:
   /// Throws tovik::Exception when the system gives no descriptor.

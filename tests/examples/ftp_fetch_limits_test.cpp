@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstring>
 
 #include "fetching.h"
 
@@ -139,8 +140,8 @@ TEST_F(FtpFetchLimits, ReportsAFileThatTheServerBreaksOff) {
 
 class FtpFetchInterrupted : public FtpFetchLimits, public testing::WithParamInterface<int> {};
 
-INSTANTIATE_TEST_SUITE_P(, FtpFetchInterrupted, testing::Values(SIGINT, SIGTERM),
-                         [](const auto& signal) { return signal.param == SIGINT ? "SIGINT" : "SIGTERM"; });
+INSTANTIATE_TEST_SUITE_P(, FtpFetchInterrupted, testing::Values(SIGINT, SIGTERM, SIGHUP),
+                         [](const auto& signal) { return std::string("SIG") + ::sigabbrev_np(signal.param); });
 
 TEST_P(FtpFetchInterrupted, EndsCleanlyInTheMiddleOfAFile) {
   server.on("RETR", [](Talk& talk, const std::string&) {

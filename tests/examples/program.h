@@ -22,6 +22,8 @@ class Program {
   void signal(int number) const;
   /// The first line of its standard output, as soon as it is there.
   std::string firstLine();
+  /// As a reader that has seen enough.
+  void closeOutput() { outputPipe_.close(); }
   /// Waits for its end: the exit code, or 1000 and the signal's number. 2000 when it outlived the deadline.
   int wait();
 
