@@ -12,6 +12,17 @@ unsigned byteAt(std::string_view text, std::size_t index) { return static_cast<u
 
 bool isContinuation(char character) { return (static_cast<unsigned char>(character) & 0xc0U) == 0x80; }
 
+bool isBetween(unsigned first, unsigned value, unsigned last) { return first <= value && value <= last; }
+
+/// Whether a character of several bytes is one of the second set of control characters (U+0080 to U+009F), ends a line
+/// (U+2028, U+2029) or turns the direction of writing (U+202A to U+202E, U+2066 to U+2069).
+bool isControl(std::string_view text) {
+  if (text[0] == '\xc2') return byteAt(text, 1) < 0xa0;
+  if (!text.starts_with('\xe2')) return false;
+  const unsigned last = byteAt(text, 2);
+  return byteAt(text, 1) == 0x80 ? isBetween(0xa8, last, 0xae) : byteAt(text, 1) == 0x81 && isBetween(0xa6, last, 0xa9);
+}
+
 /// How many bytes at the head of the text make one character that only prints; 0: its first byte must not be printed.
 std::size_t printingLength(std::string_view text) {
   const unsigned first = byteAt(text, 0);
@@ -19,8 +30,7 @@ std::size_t printingLength(std::string_view text) {
   const std::size_t length = first < 0xc2 || first > 0xf4 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
   if (length == 0 || text.size() < length) return 0;
   if (!std::all_of(text.begin() + 1, text.begin() + static_cast<long>(length), isContinuation)) return 0;
-  // The second set of control characters, U+0080 to U+009F.
-  return first == 0xc2 && byteAt(text, 1) < 0xa0 ? 0 : length;
+  return isControl(text) ? 0 : length;
 }
 
 }  // namespace
@@ -39,13 +49,6 @@ std::string printable(std::string_view text) {
     text.remove_prefix(std::max<std::size_t>(length, 1));
   }
   return printed;
-}
-
-std::string_view firstCharacters(std::string_view text, std::size_t count) {
-  std::size_t end = 0;
-  while (end < text.size() && (count > 0 || isContinuation(text[end])))
-    if (!isContinuation(text[end++])) --count;
-  return text.substr(0, end);
 }
 
 std::string humanSize(double bytes) {

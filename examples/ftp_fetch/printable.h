@@ -9,9 +9,6 @@ namespace ftp_fetch {
 /// sends must not drive the terminal.
 std::string printable(std::string_view text);
 
-/// At most so many characters of a text, whole ones.
-std::string_view firstCharacters(std::string_view text, std::size_t count);
-
 /// 512 B, 1.5 kB, 64.0 MB: three to four digits and a unit, of 1000 each.
 std::string humanSize(double bytes);
 

@@ -7,37 +7,21 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <string_view>
 #include <utility>
 
+#include "ftp_fetch/columns.h"
 #include "ftp_fetch/printable.h"
 
 namespace ftp_fetch {
 
 namespace {
 
-constexpr std::size_t barWidth = 20;
+Seconds since(std::chrono::steady_clock::time_point begun) { return std::chrono::steady_clock::now() - begun; }
 
-Report::Seconds since(std::chrono::steady_clock::time_point begun) { return std::chrono::steady_clock::now() - begun; }
-
-std::string rate(double bytes, Report::Seconds time) {
-  // Nothing is faster than the clock can tell.
-  return humanSize(bytes / std::max(time.count(), 1e-6)) + "/s";
-}
-
-std::string paddedTo(std::size_t width, std::string text) {
-  text.resize(std::max(width, text.size()), ' ');
-  return text;
-}
-
+/// A full line would make some terminals go on to the next.
 std::size_t terminalWidth() {
   winsize size{};
-  return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
-}
-
-std::string bar(unsigned long done, unsigned long all) {
-  const std::size_t filled = all == 0 ? 0 : std::min<std::size_t>(barWidth * done / all, barWidth);
-  return std::string(filled, '#').append(barWidth - filled, '.');
+  return (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80U) - 1;
 }
 
 }  // namespace
@@ -58,8 +42,7 @@ void Report::fetched(const std::string& name, unsigned long bytes, Seconds time)
   ++fetched_;
   bytes_ += bytes;
   if (detail_ == Detail::quiet) return;
-  const auto size = static_cast<double>(bytes);
-  print(stdout, paddedTo(32, printable(name)) + "  " + paddedTo(9, humanSize(size)) + "  " + rate(size, time));
+  print(stdout, fileLine(printable(name), bytes, time, widestName_, width()));
 }
 
 void Report::failed(const std::string& name, const std::string& reason) {
@@ -85,21 +68,19 @@ void Report::trace(int level, const std::string& text) {
   print(stderr, std::to_string(level) + "  " + printable(text));
 }
 
-void Report::expect(unsigned long files) {
+void Report::expect(const std::deque<std::string>& names) {
   const std::lock_guard lock(mutex_);
-  expected_ = files;
+  expected_ = names.size();
+  widestName_ = 0;
+  for (const auto& name : names) widestName_ = std::max(widestName_, columnsOf(printable(name)));
 }
 
 void Report::progress(const std::string& doing, unsigned long long bytes) {
   if (!onTerminal_ || detail_ != Detail::normal) return;
   const std::lock_guard lock(mutex_);
-  const auto received = static_cast<double>(bytes);
-  const std::string line = bar(fetched_ + failed_, expected_) + "  " + std::to_string(fetched_ + failed_) + "/" +
-                           std::to_string(expected_) + "  " + humanSize(received) + "  " +
-                           rate(received, since(begun_)) + "  " + printable(doing);
+  const Progress now{fetched_ + failed_, expected_, static_cast<double>(bytes), since(begun_), printable(doing)};
   clearProgress();
-  const std::string_view shown = firstCharacters(line, terminalWidth() - 1);
-  std::fwrite(shown.data(), 1, shown.size(), stdout);
+  std::fputs(progressLine(now, terminalWidth()).c_str(), stdout);
   std::fflush(stdout);
   progressShown_ = true;
 }
@@ -107,15 +88,15 @@ void Report::progress(const std::string& doing, unsigned long long bytes) {
 void Report::summary() {
   const std::lock_guard lock(mutex_);
   if (detail_ == Detail::quiet || (problem_ && fetched_ + failed_ == 0)) return;
-  const auto size = static_cast<double>(bytes_);
-  print(stdout, std::to_string(fetched_) + " of " + std::to_string(fetched_ + failed_) + " files, " + humanSize(size) +
-                    ", " + rate(size, since(begun_)));
+  print(stdout, summaryLine(fetched_, fetched_ + failed_, static_cast<double>(bytes_), since(begun_), width()));
 }
 
 bool Report::anythingFailed() const {
   const std::lock_guard lock(mutex_);
   return problem_ || failed_ > 0;
 }
+
+Width Report::width() const { return onTerminal_ ? Width(terminalWidth()) : std::nullopt; }
 
 void Report::print(std::FILE* stream, const std::string& line) {
   clearProgress();

@@ -2,8 +2,11 @@
 
 #include <chrono>
 #include <cstdio>
+#include <deque>
 #include <mutex>
 #include <string>
+
+#include "ftp_fetch/lines.h"
 
 namespace ftp_fetch {
 
@@ -15,7 +18,6 @@ namespace ftp_fetch {
 class Report {
  public:
   enum class Detail { quiet, normal, trace };
-  using Seconds = std::chrono::duration<double>;
 
   explicit Report(Detail detail);
   Report(const Report&) = delete;
@@ -33,14 +35,15 @@ class Report {
   void notTried(unsigned long count);
   void trace(int level, const std::string& text);
 
-  /// How many files there will be. Unknown before the listing.
-  void expect(unsigned long files);
+  /// The files that there will be. Unknown before the listing.
+  void expect(const std::deque<std::string>& names);
   void progress(const std::string& doing, unsigned long long bytes);
   void summary();
 
   bool anythingFailed() const;
 
  private:
+  Width width() const;
   void print(std::FILE* stream, const std::string& line);
   void outputFailed(int error);
   void clearProgress();
@@ -54,6 +57,7 @@ class Report {
   bool outputFailed_ = false;
   bool problem_ = false;
   unsigned long expected_ = 0;
+  std::size_t widestName_ = 0;  // in columns
   unsigned long fetched_ = 0;
   unsigned long failed_ = 0;
   unsigned long long bytes_ = 0;

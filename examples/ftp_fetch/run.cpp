@@ -81,7 +81,7 @@ class Errand {
     job_.listOnly = plan.list;
     job_.namesKnown = !plan.names.empty();
     job_.names.assign(plan.names.begin(), plan.names.end());
-    report_.expect(job_.names.size());
+    report_.expect(job_.names);
   }
 
   int run() {

@@ -37,7 +37,7 @@ void Session::onNlst(const std::vector<std::string>& names, const std::string& /
   for (const auto& name : names)
     if (!isSelfOrParent(name)) job_.names.push_back(name);
   job_.namesKnown = true;
-  report_.expect(job_.names.size());
+  report_.expect(job_.names);
   if (!job_.listOnly) return fetchNext();
   for (const auto& name : job_.names) report_.name(name);
   leave();
@@ -69,7 +69,7 @@ void Session::tryNext() {
 
 void Session::onRetrieve(const std::string& fileName, const std::string& /*text*/, std::string* content) {
   const std::unique_ptr<std::string> owned(content);
-  const Report::Seconds time = std::chrono::steady_clock::now() - conversation_.state().since;
+  const Seconds time = std::chrono::steady_clock::now() - conversation_.state().since;
   const std::string nothing;
   const std::string& bytes = owned == nullptr ? nothing : *owned;
   if (const tovik::Result stored = store(fileName, bytes); stored)

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "fetching.h"
+#include "ftp_fetch/columns.h"
 
 namespace testing_support {
 namespace {
@@ -20,8 +21,8 @@ class FtpFetchTerminal : public testing::Test, protected Fetching {
     std::size_t longest = 0;
     std::string piece;
     for (std::istringstream pieces(shown); std::getline(pieces, piece, '\r');)
-      if (const auto begin = piece.find("...."); begin != std::string::npos)
-        longest = std::max(longest, piece.size() - (piece.starts_with("\x1b[K") ? 3 : 0));
+      if (piece.find("....") != std::string::npos)
+        longest = std::max(longest, ftp_fetch::columnsOf(piece) - (piece.starts_with("\x1b[K") ? 3 : 0));
     return longest;
   }
 
@@ -46,6 +47,17 @@ TEST_F(FtpFetchTerminal, ShowsProgressThatFitsTheTerminalAndWipesItOut) {
   EXPECT_THAT(program.shown(), HasSubstr("\r\x1b[Ka-file-with-a-name"));
   EXPECT_THAT(program.shown(), HasSubstr("1 of 1 files, 1.5 kB"));
   EXPECT_EQ(longestProgress(program.shown()), 59U);
+}
+
+TEST_F(FtpFetchTerminal, HasLinesThatFitANarrowTerminal) {
+  server.listing = "a-file-with-a-name-that-is-rather-long.txt\r\n\u4e2d\u6587.txt\r\n";
+  server.files = {{"a-file-with-a-name-that-is-rather-long.txt", "1"}, {"\u4e2d\u6587.txt", "2"}};
+  server.start();
+  TerminalProgram program(commandFor(server.url()), 40);
+  EXPECT_EQ(program.wait(), 0);
+  EXPECT_THAT(program.shown(), HasSubstr("a-file-with-a-\u2026ther-long.txt  1 B\r\n"));
+  EXPECT_THAT(program.shown(), HasSubstr("\u4e2d\u6587.txt                      1 B\r\n"));
+  EXPECT_THAT(into.names(), ElementsAre("a-file-with-a-name-that-is-rather-long.txt", "\u4e2d\u6587.txt"));
 }
 
 TEST_F(FtpFetchTerminal, AsksForAPasswordThatItDoesNotShow) {

@@ -21,6 +21,14 @@ TEST(Printable, WritesTheSecondSetOfControlCharactersOut) {
             "\\xc2\\x9b31m");
 }
 
+/// "gpj.exe" with its letters turned would read as a picture's name.
+TEST(Printable, WritesOutWhatTurnsTheDirectionOfWritingOrEndsALine) {
+  EXPECT_EQ(printable("\u202egpj.exe"), "\\xe2\\x80\\xaegpj.exe");
+  EXPECT_EQ(printable("\u2066"), "\\xe2\\x81\\xa6");
+  EXPECT_EQ(printable("\u2028"), "\\xe2\\x80\\xa8");
+  EXPECT_EQ(printable("\u2026\u205f\u206a"), "\u2026\u205f\u206a");
+}
+
 TEST(Printable, WritesBytesOutThatAreNotUtf8) {
   EXPECT_EQ(printable("\x9b"
                       "1"),
@@ -30,13 +38,6 @@ TEST(Printable, WritesBytesOutThatAreNotUtf8) {
                       "a"),
             "\\xe2\\x82a");
   EXPECT_EQ(printable("\xff"), "\\xff");
-}
-
-TEST(FirstCharacters, AreWholeOnes) {
-  EXPECT_EQ(firstCharacters("a\xc3\xa9z", 2), "a\xc3\xa9");
-  EXPECT_EQ(firstCharacters("a\xc3\xa9z", 1), "a");
-  EXPECT_EQ(firstCharacters("abc", 0), "");
-  EXPECT_EQ(firstCharacters("abc", 9), "abc");
 }
 
 TEST(HumanSize, HasAUnitThatFits) {
