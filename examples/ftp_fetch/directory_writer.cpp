@@ -13,9 +13,9 @@ namespace ftp_fetch {
 
 namespace {
 
-tovik::Result failed(const char* what, int error) {
-  return tovik::failure(std::string(what) + ": " + std::strerror(error));
-}
+tovik::Result failure(const std::string& what, int error) { return tovik::failure(what + ": " + std::strerror(error)); }
+
+bool concernsEveryFile(int error) { return error == ENOSPC || error == EDQUOT || error == EROFS || error == EIO; }
 
 bool writeAll(int file, std::string_view content) {
   while (!content.empty()) {
@@ -33,16 +33,18 @@ tovik::Result DirectoryWriter::open(const std::string& directory) {
   std::error_code error;
   std::filesystem::create_directories(directory, error);
   if (error) return tovik::failure(directory + ": " + error.message());
+  path_ = directory;
   directory_ = tovik::Descriptor(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return directory_.isOpen() ? tovik::Success : failed(directory.c_str(), errno);
+  const bool usable = directory_.isOpen() && ::faccessat(directory_.number(), ".", W_OK | X_OK, AT_EACCESS) == 0;
+  return usable ? tovik::Success : failure(directory, errno);
 }
 
-tovik::Result DirectoryWriter::store(const std::string& name, const std::string& content) {
+DirectoryWriter::Stored DirectoryWriter::store(const std::string& name, const std::string& content) {
   std::string temporary;
   const int file = create(temporary);
-  if (file < 0) return failed("create", errno);
-  tovik::Result stored = store(name, temporary, file, content);
-  if (!stored) ::unlinkat(directory_.number(), temporary.c_str(), 0);
+  if (file < 0) return directoryFailed(errno);
+  Stored stored = store(name, temporary, file, content);
+  if (!stored.result) ::unlinkat(directory_.number(), temporary.c_str(), 0);
   return stored;
 }
 
@@ -57,8 +59,8 @@ int DirectoryWriter::create(std::string& temporary) {
   return file;
 }
 
-tovik::Result DirectoryWriter::store(const std::string& name, const std::string& temporary, int file,
-                                     const std::string& content) {
+DirectoryWriter::Stored DirectoryWriter::store(const std::string& name, const std::string& temporary, int file,
+                                               const std::string& content) {
   const bool written = writeAll(file, content);
   const int error = errno;
   // Some file systems find out only now that the disk is full.
@@ -67,7 +69,13 @@ tovik::Result DirectoryWriter::store(const std::string& name, const std::string&
   if (!closed) return failed("close", errno);
   const int number = directory_.number();
   if (::renameat(number, temporary.c_str(), number, name.c_str()) != 0) return failed("rename", errno);
-  return tovik::Success;
+  return {tovik::Success};
 }
+
+DirectoryWriter::Stored DirectoryWriter::failed(const char* what, int error) const {
+  return concernsEveryFile(error) ? directoryFailed(error) : Stored{failure(what, error)};
+}
+
+DirectoryWriter::Stored DirectoryWriter::directoryFailed(int error) const { return {failure(path_, error), true}; }
 
 }  // namespace ftp_fetch

@@ -12,17 +12,26 @@ namespace ftp_fetch {
 /// Threads: one at a time.
 class DirectoryWriter {
  public:
-  /// Makes the directory where there is none.
+  /// How it went with a file.
+  struct Stored {
+    tovik::Result result;
+    bool directoryFailed = false;  ///< no other file would fare better: the disk is full, say
+  };
+
+  /// Makes the directory where there is none. Fails, too, where no file could be made in it.
   tovik::Result open(const std::string& directory);
 
   /// The file appears under its name only when it is whole; a failure leaves nothing of it behind. The name is a plain
   /// file name.
-  tovik::Result store(const std::string& name, const std::string& content);
+  Stored store(const std::string& name, const std::string& content);
 
  private:
   int create(std::string& temporary);
-  tovik::Result store(const std::string& name, const std::string& temporary, int file, const std::string& content);
+  Stored store(const std::string& name, const std::string& temporary, int file, const std::string& content);
+  Stored failed(const char* what, int error) const;
+  Stored directoryFailed(int error) const;
 
+  std::string path_;
   tovik::Descriptor directory_;
   unsigned long created_ = 0;
 };

@@ -170,6 +170,9 @@ int run(const Plan& plan) {
   if (const tovik::Result parsed = parseUrl(plan.url, url); !parsed) return complain("the URL: " + parsed.message, 2);
   tovik::ftp::connection_data_t connection;
   if (const tovik::Result found = findAddresses(plan, url, connection); !found) return complain(found.message, 2);
+  DirectoryWriter writer;
+  if (const tovik::Result opened = plan.list ? tovik::Success : writer.open(plan.directory); !opened)
+    return complain(opened.message, 1);
   EndSignals signals;
   const auto password = findPassword(url, signals);
   if (signals.received() != 0) return 128 + signals.received();
@@ -179,9 +182,6 @@ int run(const Plan& plan) {
   connection.account = plan.account;
   if (holdsLineEnd(connection.password) || holdsLineEnd(connection.account))
     return complain("a password or account can't hold a line end", 2);
-  DirectoryWriter writer;
-  if (const tovik::Result opened = plan.list ? tovik::Success : writer.open(plan.directory); !opened)
-    return complain(opened.message, 1);
   return Errand(plan, connection, url.directory, signals, writer).run();
 }
 

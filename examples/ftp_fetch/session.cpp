@@ -72,19 +72,21 @@ void Session::onRetrieve(const std::string& fileName, const std::string& /*text*
   const Seconds time = std::chrono::steady_clock::now() - conversation_.state().since;
   const std::string nothing;
   const std::string& bytes = owned == nullptr ? nothing : *owned;
-  if (const tovik::Result stored = store(fileName, bytes); stored)
+  const DirectoryWriter::Stored stored = store(fileName, bytes);
+  if (stored.directoryFailed) return giveUp(stored.result.message + "; stopped at " + fileName);
+  if (stored.result)
     report_.fetched(fileName, bytes.size(), time);
   else
-    report_.failed(fileName, stored.message);
+    report_.failed(fileName, stored.result.message);
   job_.current.reset();
   fetchNext();
 }
 
 /// A server that is slower than the limit for a first byte may take the end of its data connection for the end of the
 /// file, and say that all went well.
-tovik::Result Session::store(const std::string& name, const std::string& content) {
+DirectoryWriter::Stored Session::store(const std::string& name, const std::string& content) {
   if (content.empty() && conversation_.state().cutShort)
-    return tovik::failure("nothing came within the limit for the first byte");
+    return {tovik::failure("nothing came within the limit for the first byte")};
   return writer_.store(name, content);
 }
 
@@ -96,8 +98,9 @@ void Session::onRetrieveFailed(const std::string& fileName, const std::string& t
 
 void Session::giveUp(const std::string& problem) {
   report_.problem(problem);
-  report_.notTried(job_.names.size());
+  report_.notTried(job_.names.size() + (job_.current ? 1 : 0));
   job_.names.clear();
+  job_.current.reset();
   leave();
 }
 

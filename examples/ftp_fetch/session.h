@@ -51,7 +51,7 @@ class Session final : private tovik::ftp::FTPclient {
   void work();
   void fetchNext();
   void tryNext();
-  tovik::Result store(const std::string& name, const std::string& content);
+  DirectoryWriter::Stored store(const std::string& name, const std::string& content);
   void giveUp(const std::string& problem);
   void leave();
 

@@ -20,8 +20,8 @@ TEST(DirectoryWriter, StoresAFileByteForByte) {
   DirectoryWriter writer;
   ASSERT_TRUE(writer.open(directory.path()));
   const std::string bytes = sampleBytes(300'000);
-  EXPECT_TRUE(writer.store("a b", bytes));
-  EXPECT_TRUE(writer.store("empty", ""));
+  EXPECT_TRUE(writer.store("a b", bytes).result);
+  EXPECT_TRUE(writer.store("empty", "").result);
   EXPECT_THAT(directory.names(), ElementsAre("a b", "empty"));
   EXPECT_EQ(directory.read("a b"), bytes);
 }
@@ -30,7 +30,7 @@ TEST(DirectoryWriter, MakesItsDirectory) {
   const TempDirectory directory;
   DirectoryWriter writer;
   ASSERT_TRUE(writer.open(directory / "new/one"));
-  EXPECT_TRUE(writer.store("a", "1"));
+  EXPECT_TRUE(writer.store("a", "1").result);
   EXPECT_EQ(directory.read("new/one/a"), "1");
 }
 
@@ -48,7 +48,7 @@ TEST(DirectoryWriter, ReplacesAFileThatIsThere) {
   directory.write("a", "old and longer");
   DirectoryWriter writer;
   ASSERT_TRUE(writer.open(directory.path()));
-  EXPECT_TRUE(writer.store("a", "new"));
+  EXPECT_TRUE(writer.store("a", "new").result);
   EXPECT_EQ(directory.read("a"), "new");
 }
 
@@ -58,7 +58,7 @@ TEST(DirectoryWriter, ReplacesALinkAndNotWhatItPointsTo) {
   std::filesystem::create_symlink(directory / "elsewhere", directory.path() / "a");
   DirectoryWriter writer;
   ASSERT_TRUE(writer.open(directory.path()));
-  EXPECT_TRUE(writer.store("a", "theirs"));
+  EXPECT_TRUE(writer.store("a", "theirs").result);
   EXPECT_EQ(directory.read("elsewhere"), "mine");
   EXPECT_EQ(directory.read("a"), "theirs");
 }
@@ -68,10 +68,21 @@ TEST(DirectoryWriter, LeavesNothingBehindWhenAFileCannotTakeItsName) {
   std::filesystem::create_directory(directory.path() / "taken");
   DirectoryWriter writer;
   ASSERT_TRUE(writer.open(directory.path()));
-  const tovik::Result stored = writer.store("taken", "1");
-  EXPECT_FALSE(stored);
-  EXPECT_THAT(stored.message, StartsWith("rename: "));
+  const DirectoryWriter::Stored stored = writer.store("taken", "1");
+  EXPECT_FALSE(stored.result);
+  EXPECT_FALSE(stored.directoryFailed);
+  EXPECT_THAT(stored.result.message, StartsWith("rename: "));
   EXPECT_THAT(directory.names(), ElementsAre("taken"));
+}
+
+TEST(DirectoryWriter, SaysThatItsDirectoryFailedWhenItIsGone) {
+  const TempDirectory directory;
+  DirectoryWriter writer;
+  ASSERT_TRUE(writer.open(directory / "here"));
+  std::filesystem::remove(directory / "here");
+  const DirectoryWriter::Stored stored = writer.store("a", "1");
+  EXPECT_TRUE(stored.directoryFailed);
+  EXPECT_EQ(stored.result.message, directory / "here" + ": No such file or directory");
 }
 
 TEST(DirectoryWriter, MakesFilesThatTheUmaskAllows) {
@@ -79,7 +90,7 @@ TEST(DirectoryWriter, MakesFilesThatTheUmaskAllows) {
   const mode_t before = ::umask(027);
   DirectoryWriter writer;
   ASSERT_TRUE(writer.open(directory.path()));
-  EXPECT_TRUE(writer.store("a", "1"));
+  EXPECT_TRUE(writer.store("a", "1").result);
   ::umask(before);
   struct stat status {};
   ASSERT_EQ(::stat((directory / "a").c_str(), &status), 0);
