@@ -49,4 +49,11 @@ std::string masked(const std::string& record) {
   return command ? std::string(dialogue) + *command : record;
 }
 
+std::string withoutOrigin(const std::string& record) {
+  std::string_view text = record;
+  for (const std::string_view origin : {"Tovik: ", "protocol_interpreter: ", "protocol interpreter: "})
+    if (text.starts_with(origin)) text.remove_prefix(origin.size());
+  return std::string(text);
+}
+
 }  // namespace ftp_fetch

@@ -26,4 +26,7 @@ std::optional<std::string> commandIn(const std::string& record);
 /// A record's text as people may see it: without passwords and accounts.
 std::string masked(const std::string& record);
 
+/// A record's text as it means something to people who don't know what the program is made of.
+std::string withoutOrigin(const std::string& record);
+
 }  // namespace ftp_fetch

@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 
+#include "ftp_fetch/log_text.h"
 #include "ftp_fetch/network.h"
 #include "ftp_fetch/password.h"
 #include "ftp_fetch/session.h"
@@ -47,11 +48,6 @@ class LogListener {
   const qk::logging::HandlerId id_;
 };
 
-std::string withoutPrefix(const std::string& logText) {
-  const std::string prefix = "Tovik: ";
-  return logText.starts_with(prefix) ? logText.substr(prefix.size()) : logText;
-}
-
 std::string describe(Outcome outcome, const Conversation::State& state, const Limits& limits) {
   const std::string lastReply = state.lastReply ? "; last reply: " + state.lastReply->print() : "; no reply so far";
   switch (outcome) {
@@ -66,7 +62,7 @@ std::string describe(Outcome outcome, const Conversation::State& state, const Li
     case Outcome::ended:
       break;
   }
-  const std::string warning = state.lastWarning.empty() ? "" : "; " + withoutPrefix(state.lastWarning);
+  const std::string warning = state.lastWarning.empty() ? "" : "; " + withoutOrigin(state.lastWarning);
   return "the connection ended during " + state.command + lastReply + warning;
 }
 

@@ -48,5 +48,11 @@ TEST(LogText, LeavesEverythingElseAsItIs) {
     EXPECT_EQ(masked(record), record);
 }
 
+TEST(LogText, IsToldWithoutWhoLoggedIt) {
+  EXPECT_EQ(withoutOrigin("Tovik: protocol_interpreter: connect: Connection refused"), "connect: Connection refused");
+  EXPECT_EQ(withoutOrigin("Tovik: protocol interpreter: no return code"), "no return code");
+  EXPECT_EQ(withoutOrigin("something else"), "something else");
+}
+
 }  // namespace
 }  // namespace ftp_fetch
