@@ -43,6 +43,7 @@ int runPlan(const ftp_fetch::Plan& plan) try { return ftp_fetch::run(plan); } ca
 int main(int argc, char** argv) {
   CLI::App app(description);
   app.footer(exitCodes);
+  app.set_version_flag("--version", "ftp_fetch " VERSION);
   ftp_fetch::Plan plan;
   int timeout_s = static_cast<int>(plan.limits.command.count());
   int firstByte_s = static_cast<int>(plan.limits.firstByte.count());

@@ -56,6 +56,7 @@ int serve(ftp_serve::Options options) {
 
 int main(int argc, char** argv) {
   CLI::App app("Serves the files of one directory tree over FTP, read-only, until SIGINT or SIGTERM.");
+  app.set_version_flag("--version", "ftp_serve " VERSION);
   ftp_serve::Options options;
   std::string listen = "127.0.0.1:" + std::to_string(defaultPort);
   bool trace = false;
