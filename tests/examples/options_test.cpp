@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "program.h"
 
 namespace testing_support {
@@ -22,6 +24,14 @@ TEST_P(ProgramOptions, SayTheVersion) {
   EXPECT_EQ(finished.exitCode, 0);
   EXPECT_EQ(finished.output, name + " " + VERSION + "\n");
   EXPECT_EQ(finished.errors, "");
+}
+
+TEST(FetchOptions, AreExplainedInLinesThatFitATerminal) {
+  std::istringstream help(finish({FTP_FETCH, "--help"}).output);
+  std::string first;
+  std::getline(help, first);
+  EXPECT_EQ(first, "Fetches the files of one directory of an FTP server.");
+  for (std::string line; std::getline(help, line);) EXPECT_LE(line.size(), 80U) << line;
 }
 
 }  // namespace
