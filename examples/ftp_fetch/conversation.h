@@ -44,6 +44,11 @@ class Conversation {
   void end();
   void note(const qk::logging::Record& record);
 
+  /// Makes this the conversation that whatever the calling thread logs is of.
+  void adoptThread() { ofThread_ = this; }
+  /// Null: nobody's.
+  static Conversation* ofThread() { return ofThread_; }
+
   State state() const;
 
   /// Readable when the main thread should look at the state before it is due to, until `drain`.
@@ -54,6 +59,8 @@ class Conversation {
   void beginLocked(Stage stage, const std::string& command);
   void noteReply(const Reply& reply);
   void wake();
+
+  static inline thread_local Conversation* ofThread_ = nullptr;
 
   const tovik::Descriptor changed_;
   mutable std::mutex mutex_;  // guards state_

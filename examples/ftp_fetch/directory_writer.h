@@ -3,13 +3,14 @@
 #include <tovik/descriptor.h>
 #include <tovik/result.h>
 
+#include <atomic>
 #include <string>
 
 namespace ftp_fetch {
 
 /// Puts whole files into one directory. A file of a name that is there already is replaced.
 ///
-/// Threads: one at a time.
+/// Threads: open first; then any.
 class DirectoryWriter {
  public:
   /// How it went with a file.
@@ -33,7 +34,7 @@ class DirectoryWriter {
 
   std::string path_;
   tovik::Descriptor directory_;
-  unsigned long created_ = 0;
+  std::atomic<unsigned long> created_ = 0;
 };
 
 }  // namespace ftp_fetch

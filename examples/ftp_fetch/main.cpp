@@ -35,6 +35,12 @@ constexpr const char* firstByteHelp =
     "they refuse a file, and this is what makes the rest\n"
     "go on. 0: never";
 
+constexpr const char* parallelHelp =
+    "Log in so many times, and fetch as many files at\n"
+    "once. The second and further sessions begin when the\n"
+    "first has seen the names; it goes on without those\n"
+    "that the server doesn't let in";
+
 constexpr const char* exitCodes =
     "Exit code: 0 every file arrived, 1 something failed, 2 the command line makes\n"
     "no sense, 130 interrupted.";
@@ -79,6 +85,10 @@ int main(int argc, char** argv) {
       ->type_name("SECONDS")
       ->capture_default_str();
   app.add_flag("--list", plan.list, "Print the names, and fetch nothing");
+  app.add_option("--parallel", plan.sessions, parallelHelp)
+      ->check(CLI::Range(1, 64).description(""))
+      ->type_name("SESSIONS")
+      ->capture_default_str();
   auto* const quietFlag = app.add_flag("--quiet", quiet, "Print failures only");
   app.add_flag("--trace", trace, "Print the log too: the whole dialogue, with\npasswords and accounts masked")
       ->excludes(quietFlag);

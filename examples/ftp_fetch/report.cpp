@@ -57,6 +57,12 @@ void Report::problem(const std::string& text) {
   print(stderr, "ftp_fetch: " + printable(text));
 }
 
+void Report::note(const std::string& text) {
+  if (detail_ == Detail::quiet) return;
+  const std::lock_guard lock(mutex_);
+  print(stderr, "ftp_fetch: " + printable(text));
+}
+
 void Report::notTried(unsigned long count) {
   const std::lock_guard lock(mutex_);
   failed_ += count;
@@ -75,10 +81,11 @@ void Report::expect(const std::deque<std::string>& names) {
   for (const auto& name : names) widestName_ = std::max(widestName_, columnsOf(printable(name)));
 }
 
-void Report::progress(const std::string& doing, unsigned long long bytes) {
+void Report::progress(const std::string& doing, unsigned long long moreBytes) {
   if (!onTerminal_ || detail_ != Detail::normal) return;
   const std::lock_guard lock(mutex_);
-  const Progress now{fetched_ + failed_, expected_, static_cast<double>(bytes), since(begun_), printable(doing)};
+  received_ += moreBytes;
+  const Progress now{fetched_ + failed_, expected_, static_cast<double>(received_), since(begun_), printable(doing)};
   clearProgress();
   std::fputs(progressLine(now, terminalWidth()).c_str(), stdout);
   std::fflush(stdout);

@@ -31,13 +31,16 @@ class Report {
   void failed(const std::string& name, const std::string& reason);
   /// Something that concerns more than one file.
   void problem(const std::string& text);
+  /// Something that a user should know, but nothing that failed for it.
+  void note(const std::string& text);
   /// Counts files that there was no trying for.
   void notTried(unsigned long count);
   void trace(int level, const std::string& text);
 
   /// The files that there will be. Unknown before the listing.
   void expect(const std::deque<std::string>& names);
-  void progress(const std::string& doing, unsigned long long bytes);
+  /// Of one session: what it does, and how many bytes it has received since it last told.
+  void progress(const std::string& doing, unsigned long long moreBytes);
   void summary();
 
   bool anythingFailed() const;
@@ -60,7 +63,8 @@ class Report {
   std::size_t widestName_ = 0;  // in columns
   unsigned long fetched_ = 0;
   unsigned long failed_ = 0;
-  unsigned long long bytes_ = 0;
+  unsigned long long bytes_ = 0;     // of whole files
+  unsigned long long received_ = 0;  // of everything, also what is still on its way
 };
 
 }  // namespace ftp_fetch

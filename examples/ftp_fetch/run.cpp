@@ -1,41 +1,29 @@
 #include "ftp_fetch/run.h"
 
 #include <qk/logging/logging.h>
-#include <tovik/dispatch_store.h>
-#include <tovik/exception.h>
 
 #include <cstdlib>
+#include <deque>
+#include <exception>
+#include <thread>
+#include <vector>
 
+#include "ftp_fetch/lane.h"
 #include "ftp_fetch/log_text.h"
 #include "ftp_fetch/network.h"
 #include "ftp_fetch/password.h"
-#include "ftp_fetch/session.h"
 #include "ftp_fetch/url.h"
 
 namespace ftp_fetch {
 
 namespace {
 
-const std::string dispatcherName = "ftp_fetch";
-
-/// The worker that sessions run on, for as long as this lives.
-class Dispatcher {
- public:
-  Dispatcher() {
-    if (const tovik::Result added = tovik::DispatchStore::inst().add(dispatcherName, 1); !added)
-      throw tovik::Exception(added.message);
-  }
-  Dispatcher(const Dispatcher&) = delete;
-  Dispatcher& operator=(const Dispatcher&) = delete;
-  ~Dispatcher() { static_cast<void>(tovik::DispatchStore::inst().remove(dispatcherName)); }
-};
-
-/// Hands every log record to the conversation, and shows it where that is wanted. Outlives the worker.
+/// Hands every log record to the conversation that it is of, and shows it where that is wanted. Outlives the workers.
 class LogListener {
  public:
-  LogListener(Conversation& conversation, Report& report)
+  explicit LogListener(Report& report)
       : id_(qk::logging::AddHandler([&](const qk::logging::Record& record) {
-          conversation.note(record);
+          if (Conversation* const conversation = Conversation::ofThread()) conversation->note(record);
           report.trace(record.level, masked(record.text));
         })) {
     qk::logging::SetMinLogLevel(qk::logging::LogLevel::Trace);
@@ -48,95 +36,58 @@ class LogListener {
   const qk::logging::HandlerId id_;
 };
 
-std::string describe(Outcome outcome, const Conversation::State& state, const Limits& limits) {
-  const std::string lastReply = state.lastReply ? "; last reply: " + state.lastReply->print() : "; no reply so far";
-  switch (outcome) {
-    case Outcome::loginRefused:
-      return state.command + " refused: " + state.lastReply->print();
-    case Outcome::stuck:
-      return state.sent + " refused: " + state.lastReply->print();
-    case Outcome::timedOut:
-      return state.command + ": no progress for " + std::to_string(limits.command.count()) + " s" + lastReply;
-    case Outcome::interrupted:
-      return "interrupted during " + state.command;
-    case Outcome::ended:
-      break;
-  }
-  const std::string warning = state.lastWarning.empty() ? "" : "; " + withoutOrigin(state.lastWarning);
-  return "the connection ended during " + state.command + lastReply + warning;
-}
-
 /// One run of the program, from the login on.
 class Errand {
  public:
   Errand(const Plan& plan, const tovik::ftp::connection_data_t& connection, std::string directory, EndSignals& signals,
          DirectoryWriter& writer)
-      : connection_(connection), limits_(plan.limits), signals_(signals), writer_(writer), report_(plan.detail) {
+      : connection_(connection), limits_(plan.limits), signals_(signals), report_(plan.detail) {
     job_.directory = std::move(directory);
     job_.passive = !plan.active;
     job_.listOnly = plan.list;
-    job_.namesKnown = !plan.names.empty();
-    job_.names.assign(plan.names.begin(), plan.names.end());
-    report_.expect(job_.names);
+    const std::deque<std::string> names(plan.names.begin(), plan.names.end());
+    report_.expect(names);
+    if (!names.empty()) job_.names.give(names);
+    for (unsigned number = 0; number < plan.sessions; ++number)
+      lanes_.emplace_back(number, Lane::Surroundings{connection_, limits_, job_, writer, report_, signals_});
   }
 
   int run() {
-    while (!job_.done && runSession()) {
-    }
+    runLanes();
+    report_.notTried(job_.names.drop().value_or(0));
     if (!job_.listOnly) report_.summary();
     if (signals_.received() != 0) return 128 + signals_.received();
     return report_.anythingFailed() ? 1 : 0;
   }
 
  private:
-  /// Whether another session should go on with what is left.
-  bool runSession() {
-    Conversation::State last;
-    conversation_.beginLogin(connection_.server.printInet());
-    const Outcome outcome = watchSession(last);
-    if (job_.done && outcome != Outcome::interrupted) return false;
-    if (outcome == Outcome::stuck && passOverRefused(last)) return true;
-    abandon(describe(outcome, last, limits_));
-    return false;
+  /// Lets the other lanes end that never began, however the first one went.
+  struct Release {
+    Names& names;
+    ~Release() { names.giveUpOpening(); }
+  };
+
+  void runLanes() {
+    std::vector<std::jthread> others;
+    const Release release{job_.names};
+    for (std::size_t number = 1; number < lanes_.size(); ++number)
+      others.emplace_back([this, number] { runOther(lanes_[number]); });
+    lanes_[0].run();
   }
 
-  Outcome watchSession(Conversation::State& last) {
-    Session session(connection_, dispatcherName, static_cast<int>(limits_.firstByte.count()),
-                    {job_, writer_, conversation_, report_, traffic_});
-    if (const tovik::Result started = session.start(); !started) {
-      abandon(started.message);
-      return Outcome::ended;
-    }
-    return Watch(conversation_, traffic_, signals_, report_, limits_).wait(last);
-  }
-
-  /// In active mode a server that refuses a file never connects, and the session waits for it for ever. Its next word
-  /// could only be to a new session.
-  bool passOverRefused(const Conversation::State& last) {
-    if (conversation_.state().number != last.number) return true;  // the outcome came after all
-    if (!job_.current || !last.sent.starts_with("RETR ")) return false;
-    report_.failed(*job_.current, last.lastReply->text);
-    job_.current.reset();
-    return true;
-  }
-
-  void abandon(const std::string& problem) {
-    if (!job_.done) report_.problem(problem);
-    report_.notTried(job_.names.size() + (job_.current ? 1 : 0));
-    job_.done = true;
+  void runOther(Lane& lane) try {
+    if (job_.names.waitUntilOpen()) lane.run();
+  } catch (const std::exception& error) {
+    report_.problem(error.what());
   }
 
   const tovik::ftp::connection_data_t connection_;
   const Limits limits_;
   EndSignals& signals_;
-  DirectoryWriter& writer_;
   Report report_;
-  Conversation conversation_;
-  Traffic traffic_;
   Job job_;
-  // The last two: no thread may log when the listener goes.
-  const LogListener listener_{conversation_, report_};
-  const Dispatcher dispatcher_;
+  std::deque<Lane> lanes_;
+  const LogListener listener_{report_};
 };
 
 tovik::Result findAddresses(const Plan& plan, const Url& url, tovik::ftp::connection_data_t& connection) {

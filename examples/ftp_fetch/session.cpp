@@ -1,5 +1,8 @@
 #include "ftp_fetch/session.h"
 
+#include <algorithm>
+#include <deque>
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -10,6 +13,7 @@ namespace ftp_fetch {
 Session::Session(const tovik::ftp::connection_data_t& connection, const std::string& dispatcher, int firstByteLimit_s,
                  const Surroundings& surroundings)
     : job_(surroundings.job),
+      part_(surroundings.part),
       writer_(surroundings.writer),
       conversation_(surroundings.conversation),
       report_(surroundings.report),
@@ -28,19 +32,26 @@ void Session::onCwd(const std::string& /*text*/) { work(); }
 void Session::onCwdFailed(const std::string& text) { giveUp("CWD " + job_.directory + ": " + text); }
 
 void Session::work() {
-  if (job_.namesKnown) return fetchNext();
+  if (job_.names.areKnown()) {
+    job_.names.open();
+    return fetchNext();
+  }
   conversation_.begin("NLST");
   static_cast<void>(controller_.getNlst(job_.passive));
 }
 
 void Session::onNlst(const std::vector<std::string>& names, const std::string& /*text*/) {
-  for (const auto& name : names)
-    if (!isSelfOrParent(name)) job_.names.push_back(name);
-  job_.namesKnown = true;
-  report_.expect(job_.names);
-  if (!job_.listOnly) return fetchNext();
-  for (const auto& name : job_.names) report_.name(name);
-  leave();
+  std::deque<std::string> files;
+  std::copy_if(names.begin(), names.end(), std::back_inserter(files),
+               [](const std::string& name) { return !isSelfOrParent(name); });
+  if (job_.listOnly) {
+    for (const auto& name : files) report_.name(name);
+    return leave();
+  }
+  report_.expect(files);
+  job_.names.give(std::move(files));
+  job_.names.open();
+  fetchNext();
 }
 
 void Session::onNlstFailed(const std::string& text) { giveUp("NLST: " + text); }
@@ -55,14 +66,14 @@ void Session::fetchNext() {
 }
 
 void Session::tryNext() {
-  if (job_.names.empty()) return leave();
-  const std::string name = std::move(job_.names.front());
-  job_.names.pop_front();
+  const auto taken = job_.names.take();
+  if (!taken) return leave();
+  const std::string& name = *taken;
   if (const char* const reason = whyUnsafe(name)) {
     report_.failed(name, std::string("refused: ") + reason);
     return fetchNext();
   }
-  job_.current = name;
+  part_.current = name;
   conversation_.begin("RETR " + name);
   static_cast<void>(controller_.getFile(name, job_.passive));
 }
@@ -78,7 +89,7 @@ void Session::onRetrieve(const std::string& fileName, const std::string& /*text*
     report_.fetched(fileName, bytes.size(), time);
   else
     report_.failed(fileName, stored.result.message);
-  job_.current.reset();
+  part_.current.reset();
   fetchNext();
 }
 
@@ -92,20 +103,23 @@ DirectoryWriter::Stored Session::store(const std::string& name, const std::strin
 
 void Session::onRetrieveFailed(const std::string& fileName, const std::string& text) {
   report_.failed(fileName, text);
-  job_.current.reset();
+  part_.current.reset();
   fetchNext();
 }
 
+/// For all sessions; the others need not say it again.
 void Session::giveUp(const std::string& problem) {
-  report_.problem(problem);
-  report_.notTried(job_.names.size() + (job_.current ? 1 : 0));
-  job_.names.clear();
-  job_.current.reset();
+  if (const auto left = job_.names.drop()) {
+    report_.problem(problem);
+    report_.notTried(*left);
+  }
+  report_.notTried(part_.current ? 1 : 0);
+  part_.current.reset();
   leave();
 }
 
 void Session::leave() {
-  job_.done = true;
+  part_.done = true;
   conversation_.beginLogout();
   static_cast<void>(controller_.sendLogout());
 }

@@ -16,12 +16,13 @@ namespace ftp_fetch {
 /// One login: changes to the directory, lists it where the names are not known, fetches one file after the other,
 /// logs out. Every step is taken in the callback that ends the one before.
 ///
-/// Threads:   made, started and destroyed by the main thread; the rest happens on the worker.
+/// Threads:   made, started and destroyed by one thread, its lane's; the rest happens on the worker.
 /// Ownership: borrows everything, which outlives it. The destructor ends the session.
 class Session final : private tovik::ftp::FTPclient {
  public:
   struct Surroundings {
     Job& job;
+    Part& part;
     DirectoryWriter& writer;
     Conversation& conversation;
     Report& report;
@@ -56,6 +57,7 @@ class Session final : private tovik::ftp::FTPclient {
   void leave();
 
   Job& job_;
+  Part& part_;
   DirectoryWriter& writer_;
   Conversation& conversation_;
   Report& report_;

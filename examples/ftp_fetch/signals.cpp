@@ -34,8 +34,9 @@ EndSignals::EndSignals() {
 
 int EndSignals::received() {
   signalfd_siginfo info{};
+  int none = 0;
   if (received_ == 0 && ::read(descriptor_.number(), &info, sizeof info) == sizeof info)
-    received_ = static_cast<int>(info.ssi_signo);
+    received_.compare_exchange_strong(none, static_cast<int>(info.ssi_signo));
   return received_;
 }
 

@@ -2,11 +2,15 @@
 
 #include <tovik/descriptor.h>
 
+#include <atomic>
+
 namespace ftp_fetch {
 
 /// SIGINT, SIGTERM, SIGHUP and SIGPIPE as something to poll for, from its making on; the first three not where they
 /// were ignored before. Made before any thread is started, so that no other one gets them; they stay blocked when it is
 /// gone.
+///
+/// Threads: any.
 class EndSignals {
  public:
   /// Throws tovik::Exception when the system gives no descriptor.
@@ -18,7 +22,7 @@ class EndSignals {
 
  private:
   tovik::Descriptor descriptor_;
-  int received_ = 0;
+  std::atomic<int> received_ = 0;
 };
 
 }  // namespace ftp_fetch

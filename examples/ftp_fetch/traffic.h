@@ -5,20 +5,25 @@
 
 #include <mutex>
 
+#include "ftp_fetch/conversation.h"
+
 namespace ftp_fetch {
 
-/// How many bytes the sessions have received so far, from the worker's own counter: while a file is on its way this is
-/// the only sign of progress.
+/// How many bytes the sessions of one lane have received so far, from their worker's own counter: while a file is on
+/// its way this is the only sign of progress. Also lets the lane's conversation hear that worker.
 ///
 /// Threads: any.
 class Traffic final : public tovik::ThreadCallbacks {
  public:
+  explicit Traffic(Conversation& conversation) : conversation_(conversation) {}
+
   unsigned long long bytes() const {
     const std::lock_guard lock(mutex_);
     return worker_ == nullptr ? before_ : before_ + (worker_->bytesReceived() - atStart_);
   }
 
   void onThreadStart(tovik::WorkerThread& worker) override {
+    conversation_.adoptThread();
     const std::lock_guard lock(mutex_);
     worker_ = &worker;
     atStart_ = worker.bytesReceived();
@@ -31,6 +36,7 @@ class Traffic final : public tovik::ThreadCallbacks {
   }
 
  private:
+  Conversation& conversation_;
   mutable std::mutex mutex_;  // guards the members below
   const tovik::WorkerThread* worker_ = nullptr;
   unsigned long long atStart_ = 0;

@@ -43,11 +43,10 @@ Outcome Watch::wait(Conversation::State& last) {
 std::optional<Outcome> Watch::look(Conversation::State& last) {
   const Time now = std::chrono::steady_clock::now();
   last = conversation_.state();
-  if (const auto bytes = traffic_.bytes(); bytes != bytes_) {
-    bytes_ = bytes;
-    lastData_ = now;
-  }
-  report_.progress(last.command, bytes_);
+  const auto more = traffic_.bytes() - bytes_;
+  bytes_ += more;
+  if (more > 0) lastData_ = now;
+  report_.progress(last.command, more);
   if (signals_.received() != 0) return Outcome::interrupted;
   return judge(last, lastData_, now, limits_);
 }

@@ -7,6 +7,7 @@
 #include <array>
 #include <exception>
 #include <iostream>
+#include <utility>
 
 #include "sockets.h"
 
@@ -38,13 +39,13 @@ LittleServer::LittleServer() : listener_(listenOn()), stopping_(::eventfd(0, EFD
 
 LittleServer::~LittleServer() { stop(); }
 
-void LittleServer::start() {
-  thread_ = std::thread([this] { serve(); });
+void LittleServer::start(unsigned clients) {
+  while (threads_.size() < clients) threads_.emplace_back([this] { serve(); });
 }
 
 void LittleServer::stop() {
   ::eventfd_write(stopping_.number(), 1);
-  if (thread_.joinable()) thread_.join();
+  for (auto& thread : std::exchange(threads_, {})) thread.join();
 }
 
 unsigned short LittleServer::port() const { return portOf(listener_); }
@@ -54,15 +55,20 @@ bool LittleServer::waitForCommand(const std::string& line) const {
 }
 
 void LittleServer::serve() {
-  while (waitForInput(listener_)) {
-    Talk talk(acceptFrom(listener_), *this);
+  while (auto talk = nextClient()) {
     try {
-      serve(talk);
+      serve(*talk);
     } catch (const std::exception& error) {
       // A client that goes in the middle of something is part of many tests; what it did then is theirs to check.
       std::cout << "little server: " << error.what() << '\n';
     }
   }
+}
+
+std::optional<LittleServer::Talk> LittleServer::nextClient() {
+  const std::lock_guard lock(accepting_);
+  if (!waitForInput(listener_)) return std::nullopt;
+  return std::optional<Talk>(std::in_place, acceptFrom(listener_), *this);
 }
 
 void LittleServer::serve(Talk& talk) {

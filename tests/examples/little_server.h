@@ -4,6 +4,8 @@
 
 #include <functional>
 #include <map>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -12,7 +14,8 @@
 
 namespace testing_support {
 
-/// An FTP server that does what a test tells it to, hostile and broken things too. One thread, one client at a time.
+/// An FTP server that does what a test tells it to, hostile and broken things too. One client at a time, a thread
+/// for each where more are wanted.
 /// Without instructions it lets anybody in, lists `listing` and serves `files`.
 class LittleServer {
  public:
@@ -52,7 +55,9 @@ class LittleServer {
   std::string listing;
   std::map<std::string, std::string> files;
 
-  void start();
+  void start(unsigned clients = 1);
+  /// From inside an instruction: nobody else can connect from now on.
+  void refuseOthers() { listener_.close(); }
   /// Ends the client's connection, if there is one.
   void stop();
   unsigned short port() const;
@@ -66,6 +71,7 @@ class LittleServer {
 
  private:
   void serve();
+  std::optional<Talk> nextClient();
   void serve(Talk& talk);
   void obey(Talk& talk, const std::string& line);
   void openListener(Talk& talk);
@@ -73,11 +79,12 @@ class LittleServer {
   void sendFile(Talk& talk, const std::string& name) const;
   bool waitForInput(const tovik::Descriptor& socket) const;
 
-  const tovik::Descriptor listener_;
+  tovik::Descriptor listener_;
   const tovik::Descriptor stopping_;
   std::map<std::string, Instruction> instructions_;
   Awaited<std::vector<std::string>> commands_;
-  std::thread thread_;
+  std::mutex accepting_;  // held by the thread that waits for a client
+  std::vector<std::thread> threads_;
 };
 
 }  // namespace testing_support

@@ -95,10 +95,14 @@ Program::~Program() { killAndReap(process_); }
 
 void Program::signal(int number) const { ::kill(process_, number); }
 
-std::string Program::firstLine() {
-  while (output_.find('\n') == std::string::npos && gather()) {
+std::string Program::firstLine() { return firstLineOf(output_); }
+
+std::string Program::firstErrorLine() { return firstLineOf(errors_); }
+
+std::string Program::firstLineOf(const std::string& text) {
+  while (text.find('\n') == std::string::npos && gather()) {
   }
-  return output_.substr(0, output_.find('\n'));
+  return text.substr(0, text.find('\n'));
 }
 
 int Program::wait() {

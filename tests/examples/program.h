@@ -22,6 +22,7 @@ class Program {
   void signal(int number) const;
   /// The first line of its standard output, as soon as it is there.
   std::string firstLine();
+  std::string firstErrorLine();
   /// As a reader that has seen enough.
   void closeOutput() { outputPipe_.close(); }
   /// Waits for its end: the exit code, or 1000 and the signal's number. 2000 when it outlived the deadline.
@@ -31,6 +32,7 @@ class Program {
   const std::string& errors() const { return errors_; }
 
  private:
+  std::string firstLineOf(const std::string& text);
   bool gather();
 
   pid_t process_ = -1;
