@@ -37,9 +37,9 @@ constexpr const char* firstByteHelp =
 
 constexpr const char* parallelHelp =
     "Log in so many times, and fetch as many files at\n"
-    "once. The second and further sessions begin when the\n"
-    "first has seen the names; it goes on without those\n"
-    "that the server doesn't let in";
+    "once. The other sessions begin when the first has\n"
+    "seen the names. Where the server lets fewer in, it\n"
+    "goes on with those";
 
 constexpr const char* exitCodes =
     "Exit code: 0 every file arrived, 1 something failed, 2 the command line makes\n"
