@@ -43,4 +43,6 @@ if(TOVIK_BUILD_EXAMPLES)
   install(TARGETS ftp_fetch ftp_serve RUNTIME COMPONENT tools)
   install(FILES ${PROJECT_SOURCE_DIR}/man/ftp_fetch.1 ${PROJECT_SOURCE_DIR}/man/ftp_serve.1
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES ${PROJECT_SOURCE_DIR}/completions/ftp_fetch
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
 endif()

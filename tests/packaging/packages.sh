@@ -18,7 +18,7 @@ dpkg-deb -c "packages/libtovik-ftp-bridge-dev_$suffix" | grep -v '/$' | awk '{pr
 ! grep -vE "^\./usr/(include/.*\.h|$LIBDIR/(lib.*\.(a|so)|cmake/.*\.cmake|pkgconfig/.*\.pc))$" files ||
   fail "the development package holds more than it takes to build"
 dpkg-deb -c "packages/tovik-ftp-tools_$suffix" | grep -v '/$' | awk '{print $6}' >files
-! grep -vE '^\./usr/(bin/ftp_(fetch|serve)|share/man/man1/ftp_(fetch|serve)\.1)$' files ||
+! grep -vE '^\./usr/(bin/ftp_(fetch|serve)|share/man/man1/ftp_(fetch|serve)\.1|share/bash-completion/completions/ftp_fetch)$' files ||
   fail "the tools' package holds more than tools"
 [ "$(field libtovik-ftp-bridge-dev Depends)" = "$runtime (= $VERSION)" ] || fail "the development package floats"
 
