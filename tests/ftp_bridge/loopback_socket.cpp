@@ -120,6 +120,8 @@ bool LoopbackSocket::hasEnded() const {
   return ::poll(&waiting, 1, 0) != 0;
 }
 
+void LoopbackSocket::finish() const { require(::shutdown(descriptor_.number(), SHUT_WR) == 0, "shutdown"); }
+
 void LoopbackSocket::reset() {
   const linger none{1, 0};
   require(::setsockopt(descriptor_.number(), SOL_SOCKET, SO_LINGER, &none, sizeof none) == 0, "SO_LINGER");

@@ -36,6 +36,8 @@ class LoopbackSocket {
   int number() const { return descriptor_.number(); }
 
   void close() { descriptor_ = Descriptor(); }
+  /// Says that nothing more will be sent: the peer sees the end of the data.
+  void finish() const;
   /// Ends the connection without a farewell: the peer's next receive fails.
   void reset();
 

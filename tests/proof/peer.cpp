@@ -146,8 +146,11 @@ void Peer::sendData(const std::string& bytes) {
   transferred_ += bytes.substr(0, static_cast<unsigned long>(data_.sent - before));
 }
 
+/// The client has seen the end when it ends the connection too.
 void Peer::endData() {
   openData();
+  data_.socket.finish();
+  if (!awaitReadable({data_.socket.number()}, terms_.patience)) throw Stall("the client does not end the connection");
   data_.socket.close();
   if (early_ == nullptr) return;
   // Told by the next step, or after a cut by nobody else.
