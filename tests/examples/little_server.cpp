@@ -23,7 +23,7 @@ void LittleServer::Talk::waitForDataEnd() const { receiveToEnd(data_); }
 
 void LittleServer::Talk::waitForStop() const { waitReadable(server_.stopping_); }
 
-LittleServer::LittleServer() : listener_(listenOn()), stopping_(::eventfd(0, EFD_CLOEXEC)) {
+LittleServer::LittleServer() : listener_(listenOn()), port_(portOf(listener_)), stopping_(::eventfd(0, EFD_CLOEXEC)) {
   on("", [](Talk& talk, const std::string&) { talk.reply("220 Ready"); });
   on("USER", [](Talk& talk, const std::string&) { talk.reply("331 Password"); });
   on("PASS", [](Talk& talk, const std::string&) { talk.reply("230 In"); });
@@ -47,8 +47,6 @@ void LittleServer::stop() {
   ::eventfd_write(stopping_.number(), 1);
   for (auto& thread : std::exchange(threads_, {})) thread.join();
 }
-
-unsigned short LittleServer::port() const { return portOf(listener_); }
 
 bool LittleServer::waitForCommand(const std::string& line) const {
   return commands_.waitUntil([&](const auto& all) { return std::find(all.begin(), all.end(), line) != all.end(); });

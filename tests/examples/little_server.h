@@ -60,10 +60,8 @@ class LittleServer {
   void refuseOthers() { listener_.close(); }
   /// Ends the client's connection, if there is one.
   void stop();
-  unsigned short port() const;
-  std::string url(const std::string& rest = "/") const {
-    return "ftp://u:p@127.0.0.1:" + std::to_string(port()) + rest;
-  }
+  unsigned short port() const { return port_; }
+  std::string url(const std::string& rest = "/") const { return "ftp://u:p@127.0.0.1:" + std::to_string(port_) + rest; }
 
   /// The command lines received so far.
   std::vector<std::string> commands() const { return commands_.get(); }
@@ -80,6 +78,7 @@ class LittleServer {
   bool waitForInput(const tovik::Descriptor& socket) const;
 
   tovik::Descriptor listener_;
+  const unsigned short port_;
   const tovik::Descriptor stopping_;
   std::map<std::string, Instruction> instructions_;
   Awaited<std::vector<std::string>> commands_;

@@ -22,6 +22,7 @@ class Mirror : public ServingTest {
   }
 
   void TearDown() override {
+    little->stop();  // its threads look for it here
     little.reset();
     ServingTest::TearDown();
   }
