@@ -128,12 +128,4 @@ void LoopbackSocket::reset() {
   close();
 }
 
-bool awaitReadable(const std::vector<int>& descriptors, std::chrono::milliseconds limit) {
-  std::vector<pollfd> waiting;
-  for (const int descriptor : descriptors) waiting.push_back({descriptor, POLLIN, 0});
-  const int ready = ::poll(waiting.data(), waiting.size(), static_cast<int>(limit.count()));
-  require(ready >= 0, "poll");
-  return ready > 0;
-}
-
 }  // namespace tovik::ftp

@@ -3,9 +3,7 @@
 #include <tovik/address.h>
 #include <tovik/descriptor.h>
 
-#include <chrono>
 #include <string>
-#include <vector>
 
 namespace tovik::ftp {
 
@@ -46,8 +44,5 @@ class LoopbackSocket {
 
   Descriptor descriptor_;
 };
-
-/// Waits until one of the descriptors has something to be received; false when none has in time.
-bool awaitReadable(const std::vector<int>& descriptors, std::chrono::milliseconds limit);
 
 }  // namespace tovik::ftp

@@ -2,12 +2,23 @@
 
 #include <tovik/ftp_bridge/ftp_bridge.h>
 
-#include <thread>
+#include <chrono>
 #include <utility>
+
+#include "support/rest.h"
+#include "support/scarcity.h"
+#include "support/waiting.h"
 
 namespace tovik::ftp {
 
+using testing_support::Reception;
+
 namespace {
+
+/// When every other thread has been found asleep so often, one look after another, nothing more is on its way: between
+/// two looks the kernel has time for the bytes that it still carries.
+constexpr int looksAtRest = 15;
+constexpr std::chrono::milliseconds betweenLooks{2};
 
 std::string textOf(const Address& address) {
   std::string text;
@@ -27,8 +38,8 @@ LoopbackSocket listeningWithLongText() {
 
 }  // namespace
 
-Peer::Peer(const PlannedHost& host, std::function<unsigned long long()> received, Terms terms)
-    : host_(host), received_(std::move(received)), terms_(terms), dataListener_(listeningWithLongText()) {}
+Peer::Peer(const PlannedHost& host, Terms terms)
+    : host_(host), terms_(terms), receivedBefore_(Reception::bytes()), dataListener_(listeningWithLongText()) {}
 
 void Peer::play(const Scenario& scenario) {
   require(listener_);
@@ -150,7 +161,7 @@ void Peer::sendData(const std::string& bytes) {
 void Peer::endData() {
   openData();
   data_.socket.finish();
-  if (!awaitReadable({data_.socket.number()}, terms_.patience)) throw Stall("the client does not end the connection");
+  if (!await({{data_.socket.number(), POLLIN, 0}})) throw Stall("the client does not end the connection");
   data_.socket.close();
   if (early_ == nullptr) return;
   // Told by the next step, or after a cut by nobody else.
@@ -186,11 +197,12 @@ void Peer::send(Line& line, const std::string& bytes) {
   line.socket.send(bytes);
   line.sent += static_cast<long>(bytes.size());
   sent_ += bytes.size();
-  const auto end = std::chrono::steady_clock::now() + terms_.patience;
-  while (received_() < sent_) {
-    if (line.socket.hasEnded() && received_() < sent_) throw Deviation("the client has closed a connection");
-    if (std::chrono::steady_clock::now() > end) throw Stall("the client does not receive");
-    std::this_thread::yield();
+  const auto isReceived = [this] { return Reception::bytes() - receivedBefore_ >= sent_; };
+  while (!isReceived()) {
+    if (line.socket.hasEnded() && !isReceived()) throw Deviation("the client has closed a connection");
+    if (!await({{Reception::news(), POLLIN, 0}, {line.socket.number(), POLLRDHUP, 0}}))
+      throw Stall("the client does not receive");
+    Reception::takeNews();
   }
 }
 
@@ -203,17 +215,27 @@ void Peer::expectLine(const std::string& text) {
       if (lines[expectedLines_.size() - 1] == text) return;
       throw Deviation("the host was told \"" + lines[expectedLines_.size() - 1] + "\" instead of \"" + text + '"');
     }
-    if (!awaitReadable({host_.news()}, terms_.patience)) throw Stall("the host is not told \"" + text + '"');
+    if (!await({{host_.news(), POLLIN, 0}})) throw Stall("the host is not told \"" + text + '"');
   }
 }
 
 /// Waits until a socket has something to say; the connections must be silent meanwhile.
 void Peer::require(const LoopbackSocket& wanted) const {
-  std::vector<int> descriptors{wanted.number()};
+  std::vector<pollfd> speakers{{wanted.number(), POLLIN, 0}};
   for (const Line* line : {&control_, &data_})
-    if (line->socket.isOpen() && &line->socket != &wanted) descriptors.push_back(line->socket.number());
-  if (!awaitReadable(descriptors, terms_.patience)) throw Stall("nothing comes from the client");
+    if (line->socket.isOpen() && &line->socket != &wanted) speakers.push_back({line->socket.number(), POLLIN, 0});
+  if (!await(std::move(speakers))) throw Stall("nothing comes from the client");
   if (wanted.isQuiet()) throw Deviation("another connection has ended, or speaks");
+}
+
+/// Waits for one of the events; false when it does not come.
+bool Peer::await(std::vector<pollfd> events) const {
+  const auto end = std::chrono::steady_clock::now() + testing_support::deadline;
+  for (int looks = 0; looks < looksAtRest && std::chrono::steady_clock::now() < end;) {
+    if (::poll(events.data(), events.size(), static_cast<int>(betweenLooks.count())) > 0) return true;
+    looks = terms_.failing && testing_support::othersSleep() ? looks + 1 : 0;
+  }
+  return false;
 }
 
 }  // namespace tovik::ftp

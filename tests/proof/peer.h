@@ -1,9 +1,8 @@
 #pragma once
 
+#include <poll.h>
 #include <tovik/address.h>
 
-#include <chrono>
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -31,11 +30,11 @@ class Peer {
  public:
   struct Terms {
     Dealing dealing;
-    std::chrono::milliseconds patience;
+    /// Whether something fails, after which the session may rightly wait for ever: then the peer does not.
+    bool failing = false;
   };
 
-  /// received: how many bytes the session's worker has received since the peer was made.
-  Peer(const PlannedHost& host, std::function<unsigned long long()> received, Terms terms);
+  Peer(const PlannedHost& host, Terms terms);
 
   Address address() const { return listener_.address(); }
   /// Plays the scenario, or what of it there is up to the cut. Throws std::runtime_error where it went otherwise.
@@ -71,10 +70,11 @@ class Peer {
   void send(Line& line, const std::string& bytes);
   void expectLine(const std::string& text);
   void require(const LoopbackSocket& wanted) const;
+  bool await(std::vector<pollfd> events) const;
 
   const PlannedHost& host_;
-  const std::function<unsigned long long()> received_;
   const Terms terms_;
+  const unsigned long long receivedBefore_;
   const LoopbackSocket listener_ = LoopbackSocket::listening();
   const LoopbackSocket dataListener_;
 

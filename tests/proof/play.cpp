@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <tovik/thread_callbacks.h>
-#include <tovik/worker_thread.h>
 
-#include <atomic>
 #include <memory>
 #include <new>
 #include <ostream>
@@ -25,26 +23,14 @@ using testing_support::ChargedMemory;
 using testing_support::Held;
 using testing_support::heldNow;
 
-/// Tells what the worker of a session receives.
+/// Has the worker's log stream make, with memory that is spared, the room that it keeps for its longest record.
 class Serving final : public ThreadCallbacks {
  public:
-  void onThreadStart(WorkerThread& worker) override {
-    before_ = worker.bytesReceived();
-    worker_.store(&worker, std::memory_order_release);
-    // The thread's log stream keeps the room of its longest record: make that one now.
+  void onThreadStart(WorkerThread& /*worker*/) override {
     const testing_support::SparedMemory spared;
     QK_LOG(qk::logging::LogLevel::Trace) << std::string(1000, ' ');
   }
   void onThreadStop(WorkerThread& /*worker*/) override {}
-
-  unsigned long long received() const {
-    const WorkerThread* const worker = worker_.load(std::memory_order_acquire);
-    return worker == nullptr ? 0 : worker->bytesReceived() - before_;
-  }
-
- private:
-  std::atomic<const WorkerThread*> worker_ = nullptr;
-  unsigned long long before_ = 0;
 };
 
 /// The controller, which no memory is spared for.
@@ -115,7 +101,7 @@ Stage::~Stage() {
   qk::logging::RemoveHandler(logged_);
 }
 
-Played Stage::rehearse(const Scenario& scenario) { return playOnce(scenario, {{}, testing_support::deadline}); }
+Played Stage::rehearse(const Scenario& scenario) { return playOnce(scenario, {}); }
 
 void Stage::play(const Scenario& scenario, Peer::Terms terms, const std::function<void(const Played&)>& judge) {
   const Held before = testing_support::heldAtRest();
@@ -131,8 +117,7 @@ void Stage::play(const Scenario& scenario, Peer::Terms terms, const std::functio
 Played Stage::playOnce(const Scenario& scenario, Peer::Terms terms) {
   PlannedHost host(scenario.commands());
   Serving serving;
-  Peer peer(
-      host, [&serving] { return serving.received(); }, terms);
+  Peer peer(host, terms);
   Played played;
   warned_ = false;
   handlerThrew_ = false;

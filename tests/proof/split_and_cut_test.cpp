@@ -4,7 +4,6 @@
 
 #include "corpus.h"
 #include "play.h"
-#include "support/waiting.h"
 
 namespace tovik::ftp {
 namespace {
@@ -25,7 +24,7 @@ class EveryDealing : public ::testing::TestWithParam<Scenario> {
 
   void play(const Dealing& dealing) {
     ++plays_;
-    stage_.play(GetParam(), termsOf(dealing), [&](const Played& played) {
+    stage_.play(GetParam(), {dealing}, [&](const Played& played) {
       EXPECT_EQ(played.deviation, "") << describe(dealing);
       EXPECT_THAT(played.lines, ElementsAreArray(played.expected)) << describe(dealing);
       if (!dealing.cuts()) {
@@ -39,7 +38,6 @@ class EveryDealing : public ::testing::TestWithParam<Scenario> {
     for (long at = 0; at <= dataBytes_ && !HasFailure(); ++at) play({Kind::cutData, at, reset});
   }
 
-  static Peer::Terms termsOf(const Dealing& dealing) { return {dealing, testing_support::deadline}; }
   static std::string describe(const Dealing& dealing) {
     return "kind " + std::to_string(static_cast<int>(dealing.kind)) + " at byte " + std::to_string(dealing.at);
   }

@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/epoll.h>
+#include <sys/eventfd.h>
 
 #include <array>
 #include <atomic>
@@ -41,6 +42,9 @@ std::atomic<int> callsLeft{0};
 std::atomic<unsigned> chosenError{0};
 std::atomic<bool> failed{false};
 
+std::atomic<unsigned long long> receivedBytes{0};
+const int receivedNews = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+
 enum Repeatable : unsigned { accepting, receiving, sending, sendingFile, waiting, polling, repeatableCount };
 thread_local std::array<unsigned, repeatableCount> calls{};
 
@@ -63,13 +67,6 @@ bool failsNow(std::initializer_list<int> errors) {
   return error != 0;
 }
 
-bool allocationIsToFail() {
-  if (!oneAllocationFails.load(std::memory_order_relaxed) || spared > 0) return false;
-  if (allocationsBefore.fetch_sub(1) != 0) return false;
-  allocationFailed = true;
-  return true;
-}
-
 /// Every first, third … call of a kind on a thread.
 bool isInterrupted(Repeatable kind) {
   if (!interrupts.load() || ++calls[kind] % 2 == 0) return false;
@@ -81,6 +78,17 @@ bool isInterrupted(Repeatable kind) {
 }  // namespace
 
 #ifndef OPERATOR_NEW_IS_TAKEN
+
+namespace {
+
+bool allocationIsToFail() {
+  if (!oneAllocationFails.load(std::memory_order_relaxed) || spared > 0) return false;
+  if (allocationsBefore.fetch_sub(1) != 0) return false;
+  allocationFailed = true;
+  return true;
+}
+
+}  // namespace
 
 void* operator new(std::size_t size) {
   if (allocationsLeft == 0) {
@@ -150,7 +158,15 @@ REPLACES(int, getsockopt, "_ZN5tovik3sys10getsockoptEiiiRi", int descriptor, int
 }
 REPLACES(ssize_t, recv, "_ZN5tovik3sys4recvEiPvm", int descriptor, void* data, size_t size) {
   if (isInterrupted(receiving)) return -1;
-  return failsNow({ECONNRESET, ETIMEDOUT, ENOBUFS, EINTR}) ? -1 : real_recv(descriptor, data, size);
+  if (failsNow({ECONNRESET, ETIMEDOUT, ENOBUFS, EINTR})) return -1;
+  const ssize_t received = real_recv(descriptor, data, size);
+  if (received > 0) {
+    const int error = errno;
+    receivedBytes += static_cast<unsigned long long>(received);
+    eventfd_write(receivedNews, 1);
+    errno = error;
+  }
+  return received;
 }
 REPLACES(ssize_t, send, "_ZN5tovik3sys4sendEiPKvm", int descriptor, const void* data, size_t size) {
   if (isInterrupted(sending)) return -1;
@@ -215,6 +231,15 @@ SparedMemory::~SparedMemory() { --spared; }
 ChargedMemory::ChargedMemory() : spared_(std::exchange(spared, 0)) {}
 
 ChargedMemory::~ChargedMemory() { spared = spared_; }
+
+unsigned long long Reception::bytes() { return receivedBytes.load(); }
+
+int Reception::news() { return receivedNews; }
+
+void Reception::takeNews() {
+  eventfd_t count = 0;
+  eventfd_read(receivedNews, &count);
+}
 
 FailingCalls::FailingCalls(int number, unsigned error, bool interrupted) {
   callsLeft = number;

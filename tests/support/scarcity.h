@@ -56,6 +56,15 @@ class ChargedMemory {
   const int spared_;
 };
 
+/// What the framework has received, on all threads.
+class Reception {
+ public:
+  static unsigned long long bytes();
+  /// Becomes readable whenever there are more; takeNews makes it unreadable again.
+  static int news();
+  static void takeNews();
+};
+
 /// Makes system calls of the framework fail while it lives, on all threads.
 class FailingCalls {
  public:
