@@ -1,40 +1,27 @@
 #include "real_server.h"
 
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <chrono>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
 #include "control_connection.h"
+#include "support/waiting.h"
 
 namespace test_servers {
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::chrono::seconds patience{30};
 constexpr std::chrono::milliseconds betweenTries{10};
 constexpr int portsToTry = 5;
 
-std::uint16_t freePort() {
-  const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  auto* const name = reinterpret_cast<sockaddr*>(&address);
-  const bool found = socket >= 0 && bind(socket, name, size) == 0 && getsockname(socket, name, &size) == 0;
-  const int error = errno;
-  if (socket >= 0) close(socket);
-  if (!found) throw std::system_error(error, std::generic_category(), "no free port");
-  return ntohs(address.sin_port);
+/// Below those that the kernel gives to whoever asks for any: nobody but another server takes it.
+std::uint16_t randomPort() {
+  std::random_device device;
+  return std::uniform_int_distribution<std::uint16_t>(20000, 32767)(device);
 }
 
 std::string textOf(const fs::path& file) {
@@ -70,9 +57,8 @@ std::string RealServer::writeSecret(const std::string& file, const std::string& 
 
 void RealServer::start(const fs::path& program) {
   if (!fs::exists(program)) throw std::runtime_error("no " + program.string() + ": run scripts/setup --tests");
-  // A free port may be taken by somebody else before the server gets there.
   for (int tries = 0; port_ == 0 && tries < portsToTry; ++tries)
-    if (const auto port = freePort(); startOn(port)) port_ = port;
+    if (const auto port = randomPort(); startOn(port)) port_ = port;
   if (port_ == 0)
     throw std::runtime_error(program.string() + " does not come up: " + greeting_ + textOf(pathOf("output")));
 }
@@ -80,8 +66,8 @@ void RealServer::start(const fs::path& program) {
 bool RealServer::startOn(std::uint16_t port) {
   process_.reset();
   process_ = std::make_unique<ServerProcess>(prepare(port), pathOf("output"));
-  const auto deadline = std::chrono::steady_clock::now() + patience;
-  while (!greets(port) && std::chrono::steady_clock::now() < deadline)
+  const auto end = std::chrono::steady_clock::now() + testing_support::deadline;
+  while (!greets(port) && std::chrono::steady_clock::now() < end)
     if (process_->endsWithin(betweenTries)) break;
   return greeting_.find(mark()) != std::string::npos;
 }
