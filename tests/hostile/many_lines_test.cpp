@@ -10,7 +10,7 @@ using ::testing::ElementsAre;
 
 // Of a line that does not begin with a code only an empty text is kept: 32 bytes, up to three times while the list of
 // them grows, and four in the log's form of the reply.
-constexpr long mostForALine = 160;
+constexpr long mostForAShortLine = 160;
 
 /// Replies of very many lines.
 class ManyLines : public HostileSession {
@@ -35,12 +35,12 @@ class ManyLines : public HostileSession {
 
 TEST_F(ManyLines, AreOneReplyWhoseTextsAreNotKept) {
   answersWith(pours(std::string(1022, 'x') + "\r\n", floodSize()));
-  EXPECT_LT(growth->highestBytes(), floodSize() * mostForALine + mebibyte);
+  EXPECT_LT(growth->highestBytes(), floodSize() * mostForAShortLine + mebibyte);
 }
 
 TEST_F(ManyLines, CostTheMostByTheByteWhenTheyAreEmpty) {
   answersWith(pours("\r\n", floodSize()));
-  EXPECT_LT(growth->highestBytes(), floodSize() * mostForALine + mebibyte);
+  EXPECT_LT(growth->highestBytes(), floodSize() * mostForAShortLine + mebibyte);
 }
 
 TEST_F(ManyLines, AreDroppedWhenTheyBeginWithOtherCodes) {
@@ -81,7 +81,7 @@ TEST_P(ManyLinesInATransfer, AreOneReplyToo) {
   const Growth growth;
   retrieves(GetParam());
   ASSERT_TRUE(client.waits("onRetrieve")) << server.played();
-  EXPECT_LT(growth.highestBytes(), floodSize() * mostForALine + mebibyte);
+  EXPECT_LT(growth.highestBytes(), floodSize() * mostForAShortLine + mebibyte);
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onRetrieve file | Done | whole"));
 }
 

@@ -5,7 +5,7 @@ namespace tovik::ftp {
 namespace {
 
 const std::string listing = "a\r\nb c\r\n";
-const std::string content("one\r\ntwo\nthree\0four\xff", 20);
+const std::string wholeFile("one\r\ntwo\nthree\0four\xff", 20);
 
 std::string retrieved(const std::string& data) { return "onRetrieve f | Done | " + data; }
 
@@ -118,10 +118,10 @@ std::vector<Scenario> manyLines() {
           .passive()
           .hear("RETR f")
           .say("150 Accepted data connection")
-          .data(content)
+          .data(wholeFile)
           .endData()
           .say("226-File successfully transferred\r\n226 0.000 seconds, 20 bytes per second")
-          .told("onRetrieve f | File successfully transferred | " + content)
+          .told("onRetrieve f | File successfully transferred | " + wholeFile)
           .hear("QUIT")
           .say("221-Goodbye. You uploaded 0 and downloaded 1 kbytes.\r\n221 Logout."),
       Scenario("FileZilla")
@@ -275,29 +275,29 @@ std::vector<Scenario> retrievals() {
           .passive()
           .hear("RETR f")
           .say("150 Here it comes")
-          .data(content)
+          .data(wholeFile)
           .endData()
           .say("226 Done")
-          .told(retrieved(content)),
+          .told(retrieved(wholeFile)),
       Scenario("ActiveRetrieval")
           .asks({"RETR f active"})
           .login()
           .active()
           .hear("RETR f")
           .say("150 Here it comes")
-          .data(content)
+          .data(wholeFile)
           .endData()
           .say("226 Done")
-          .told(retrieved(content)),
+          .told(retrieved(wholeFile)),
       Scenario("PassiveRetrievalReplyFirst")
           .asks({"RETR f passive"})
           .login()
           .passive()
           .hear("RETR f")
           .sayFirst("150 Here it comes\r\n226 Done", retrieved)
-          .data(content)
+          .data(wholeFile)
           .endData()
-          .told(retrieved(content)),
+          .told(retrieved(wholeFile)),
       Scenario("ActiveRetrievalReplyFirst")
           .asks({"RETR f active"})
           .login()
@@ -305,9 +305,9 @@ std::vector<Scenario> retrievals() {
           .hear("RETR f")
           .say("110 MARK 1 = 1")
           .sayFirst("226 Done", retrieved)
-          .data(content)
+          .data(wholeFile)
           .endData()
-          .told(retrieved(content)),
+          .told(retrieved(wholeFile)),
       Scenario("EmptyFile")
           .asks({"RETR f active"})
           .login()
@@ -328,10 +328,10 @@ std::vector<Scenario> retrievals() {
           .active()
           .hear("RETR f")
           .say("150 Here it comes")
-          .data(content)
+          .data(wholeFile)
           .endData()
           .say("226 Done")
-          .told(retrieved(content)),
+          .told(retrieved(wholeFile)),
       Scenario("NegotiationRefused")
           .asks({"RETR f passive", "RETR f active", "NLST passive", "NLST passive", "NLST passive"})
           .login()
@@ -356,7 +356,7 @@ std::vector<Scenario> retrievals() {
           .passive()
           .hear("RETR f")
           .say("150 Here it comes")
-          .data(content)
+          .data(wholeFile)
           .say("421 Shutting down"),
   };
 }
@@ -382,18 +382,18 @@ std::vector<Scenario> wholeSessions() {
           .active()
           .hear("RETR f")
           .say("150 Here it comes")
-          .data(content)
+          .data(wholeFile)
           .endData()
           .say("226 Done")
-          .told(retrieved(content))
+          .told(retrieved(wholeFile))
           .passive()
           .hear("RETR f")
           .say("150 Here it comes")
-          .data(content)
-          .data(content)
+          .data(wholeFile)
+          .data(wholeFile)
           .endData()
           .say("226 Done")
-          .told(retrieved(content + content))
+          .told(retrieved(wholeFile + wholeFile))
           .hear("CDUP")
           .say("200 Done")
           .told("onCdup Done")

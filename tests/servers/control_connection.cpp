@@ -11,14 +11,13 @@
 #include <system_error>
 #include <utility>
 
+#include "support/waiting.h"
+#include "system_failure.h"
+
 namespace test_servers {
 namespace {
 
-constexpr timeval patience{30, 0};
-
-[[noreturn]] void fail(const std::string& what, int error) {
-  throw std::system_error(error, std::generic_category(), what);
-}
+constexpr timeval patience{testing_support::deadline.count(), 0};
 
 int openSocket() {
   const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);

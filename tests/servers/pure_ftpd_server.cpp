@@ -2,14 +2,10 @@
 
 #include <stdexcept>
 
+#include "support/waiting.h"
 #include "virtual_account.h"
 
 namespace test_servers {
-namespace {
-
-constexpr std::chrono::seconds patience{30};
-
-}  // namespace
 
 PureFtpdServer::PureFtpdServer(const std::filesystem::path& root) : RealServer("pure-ftpd", root, virtualAccount()) {
   makeUserDatabase();
@@ -22,7 +18,7 @@ void PureFtpdServer::makeUserDatabase() const {
   // The dot confines the session to its home; the empty fields are limits.
   const auto users = writeSecret("users", virtualAccountLine(root().string() + "/./") + "::::::::::::\n");
   const ServerProcess maker({program, "mkdb", pathOf("users.pdb"), "-f", users}, pathOf("output"));
-  if (!maker.endsWithin(patience)) throw std::runtime_error(program.string() + " does not end");
+  if (!maker.endsWithin(testing_support::deadline)) throw std::runtime_error(program.string() + " does not end");
 }
 
 std::vector<std::string> PureFtpdServer::prepare(std::uint16_t port) const {

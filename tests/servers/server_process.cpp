@@ -11,14 +11,12 @@
 #include <cerrno>
 #include <system_error>
 
+#include "system_failure.h"
+
 namespace test_servers {
 namespace {
 
-constexpr std::chrono::seconds patience{5};
-
-[[noreturn]] void fail(const std::string& what, int error) {
-  throw std::system_error(error, std::generic_category(), what);
-}
+constexpr std::chrono::seconds grace{5};
 
 struct Start {
   std::vector<char*> arguments;
@@ -82,7 +80,7 @@ ServerProcess::ServerProcess(const std::vector<std::string>& arguments, const st
 
 ServerProcess::~ServerProcess() {
   kill(id_, SIGTERM);
-  if (!endsWithin(patience)) kill(id_, SIGKILL);
+  if (!endsWithin(grace)) kill(id_, SIGKILL);
   waitpid(id_, nullptr, 0);
   close(endEvent_);
 }
