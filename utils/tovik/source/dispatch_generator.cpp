@@ -30,6 +30,13 @@ void DispatchGenerator::release(const WorkerThread& worker) {
   if (--transports_ == 0 && retired_) stopWorkers();
 }
 
+std::vector<WorkerStatistics> DispatchGenerator::statistics() const {
+  std::vector<WorkerStatistics> each;
+  each.reserve(places_.size());
+  for (const Place& place : places_) each.push_back(place.worker->statistics());
+  return each;
+}
+
 void DispatchGenerator::retire() {
   const std::lock_guard lock(mutex_);
   retired_ = true;

@@ -35,7 +35,7 @@ void OutputQueue::addFile(Descriptor file, long offset, unsigned long size) {
   pieces_.push_back(std::move(piece));
 }
 
-OutputQueue::Outcome OutputQueue::writeTo(Socket& socket, unsigned long budget) {
+OutputQueue::Outcome OutputQueue::writeTo(Socket& socket, unsigned long& budget) {
   while (!pieces_.empty()) {
     if (budget == 0) return Outcome::more;
     Piece& piece = pieces_.front();

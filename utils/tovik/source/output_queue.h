@@ -18,8 +18,9 @@ class OutputQueue {
   void add(const char* data, unsigned long size);
   void addFile(Descriptor file, long offset, unsigned long size);
 
-  /// Hands over what the kernel takes, at most `budget` bytes: `more` says that it would take more.
-  Outcome writeTo(Socket& socket, unsigned long budget);
+  /// Hands over what the kernel takes, at most `budget` bytes: `more` says that it would take more. What is left of the
+  /// budget stands in it afterwards.
+  Outcome writeTo(Socket& socket, unsigned long& budget);
 
  private:
   /// Bytes, or a stretch of a file where that is open.

@@ -59,6 +59,7 @@ void TcpConduit::onReady(unsigned events) {
 
 void TcpConduit::begin() {
   stage_ = Stage::connecting;
+  core_->counters().countBegun();
   if (const Result watched = core_->worker().watch(socket_.number(), *this); !watched) {
     QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name_ << ": " << watched.message;
     return end(dirFailed);
@@ -92,6 +93,7 @@ void TcpConduit::finishConnecting(unsigned events) {
 
 void TcpConduit::becomeUp() {
   stage_ = Stage::up;
+  core_->counters().countUp();
   limitWait();
   channel_ = std::make_shared<TcpChannel>(*this, core_->traits().max_unit_bytes);
   record_->addChannel(channel_);
@@ -113,7 +115,7 @@ void TcpConduit::makeAggregator() {
 
 void TcpConduit::receive() {
   receivesOn_ = false;
-  const auto givesWay = std::chrono::steady_clock::now() + receivingPerTurn;
+  const auto givesWay = core_->worker().handlerBegun() + receivingPerTurn;
   for (int i = 0; i < receivesPerTurn && (i == 0 || std::chrono::steady_clock::now() < givesWay); ++i) {
     Buffer buffer = core_->worker().receiveBuffer();
     const long received = receiveInto(buffer);
@@ -135,7 +137,7 @@ long TcpConduit::receiveInto(Buffer& buffer) {
 }
 
 void TcpConduit::handOn(Buffer buffer) {
-  core_->worker().countReceived(buffer.remaining());
+  core_->counters().countReceived(buffer.remaining());
   if (!std::exchange(anyReceived_, true)) endLimit();
   if (delivers()) tell([&](Consumer& /*consumer*/) { aggregator_->handleBuffer(&buffer, nullptr); });
 }
@@ -150,6 +152,7 @@ void TcpConduit::send(const char* data, unsigned long size) {
   if (sent == Socket::wouldBlock) sent = 0;
   if (sent < 0) return requestEnd(dirFailed);
   const auto taken = static_cast<unsigned long>(sent);
+  countSent(taken);
   if (taken == size) return;
   try {
     output_.add(data + taken, size - taken);
@@ -178,7 +181,7 @@ void TcpConduit::endWhenSent() {
 void TcpConduit::writeMore() {
   const std::lock_guard lock(channel_->mutex());
   if (output_.isEmpty()) return;
-  switch (output_.writeTo(socket_, sentPerTurn)) {
+  switch (writeOutput()) {
     case OutputQueue::Outcome::failed:
       return requestEnd(dirFailed);
     case OutputQueue::Outcome::more:
@@ -191,6 +194,20 @@ void TcpConduit::writeMore() {
   }
 }
 
+OutputQueue::Outcome TcpConduit::writeOutput() {
+  unsigned long budget = sentPerTurn;
+  const OutputQueue::Outcome outcome = output_.writeTo(socket_, budget);
+  core_->counters().countSent(sentPerTurn - budget);
+  return outcome;
+}
+
+void TcpConduit::countSent(unsigned long bytes) {
+  if (core_->worker().isCurrent())
+    core_->counters().countSent(bytes);
+  else
+    core_->counters().countSentElsewhere(bytes);
+}
+
 void TcpConduit::requestEnd(int direction) noexcept {
   int none = noEnd;
   requestedEnd_.compare_exchange_strong(none, direction, std::memory_order_acq_rel);
@@ -201,9 +218,11 @@ void TcpConduit::requestEnd(int direction) noexcept {
 void TcpConduit::end(int direction) {
   const auto self = shared_from_this();
   if (stage_ != Stage::ended) {
+    if (stage_ == Stage::fresh) core_->counters().countBegun();
     stage_ = Stage::ended;
     endLimit();
     closeSocket();
+    core_->counters().countEnd(direction);
     core_->worker().bury(self);
   }
   if (!std::exchange(newTold_, true)) tell([this](Consumer& consumer) { consumer.onNewConduit(this); });
@@ -219,7 +238,7 @@ void TcpConduit::closeSocket() {
   core_->worker().unwatch(socket_.number());
   if (channel_ == nullptr) return socket_.close();
   const std::lock_guard lock(channel_->mutex());
-  output_.writeTo(socket_, sentPerTurn);
+  writeOutput();
   socket_.close();
   channel_->detach();
 }

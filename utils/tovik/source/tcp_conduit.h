@@ -67,6 +67,8 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
   long receiveInto(Buffer& buffer);
   void handOn(Buffer buffer);
   void writeMore();
+  OutputQueue::Outcome writeOutput();
+  void countSent(unsigned long bytes);
   void closeSocket();
   void limitWait();
   void endLimit();

@@ -76,6 +76,8 @@ bool Transport::deactivateAllConduits(int limit_ms) {
   return ending->wait(limit_ms);
 }
 
+ConnectionStatistics Transport::statistics() const { return core_->counters().read(); }
+
 void Transport::call(const std::function<void()>& f) { core_->worker().call(f); }
 
 void Transport::retire(Consumer* consumer) {

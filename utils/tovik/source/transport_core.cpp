@@ -21,6 +21,7 @@ TransportCore::TransportCore(WorkerThread& worker, const Traits& traits, ThreadC
       callbacks_(callbacks),
       factory_(factory),
       name_(std::move(name)),
+      counters_(&worker.connections()),
       onWorker_(onWorker) {}
 
 TransportCore::~TransportCore() = default;

@@ -7,6 +7,7 @@
 #include <tr1/functional>
 #include <unordered_map>
 
+#include "tovik/connection_counters.h"
 #include "tovik/event_handler.h"
 #include "tovik/result.h"
 #include "tovik/traits.h"
@@ -23,7 +24,8 @@ class WorkerThread;
 
 /// The part of a transport that lives on for as long as one of its events is on a stack.
 ///
-/// Threads: hold, letGo, addConduit, schedule, retire and endConduitsSoon by any thread; the rest on the worker.
+/// Threads: hold, letGo, addConduit, schedule, retire and endConduitsSoon by any thread; the counters as they say; the
+///          rest on the worker.
 class TransportCore final : public EventHandler, public std::enable_shared_from_this<TransportCore> {
  public:
   using OnWorker = std::tr1::function<void(WorkerThread*)>;
@@ -36,6 +38,7 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   WorkerThread& worker() const { return worker_; }
   const Traits& traits() const { return traits_; }
   Factory* factory() const { return factory_; }
+  ConnectionCounters& counters() { return counters_; }
 
   /// Keeps a consumer from going while something is done for it: see ConsumerHold. Null when it has been given back or
   /// the transport is closed.
@@ -85,6 +88,8 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   ThreadCallbacks* const callbacks_;
   Factory* const factory_;
   const std::string name_;
+
+  ConnectionCounters counters_;
 
   const OnWorker onWorker_;
   bool begun_ = false;  // the worker's alone

@@ -166,8 +166,9 @@ Buffer WorkerThread::receiveBuffer() {
   return {receiveStorage_.data(), receiveStorage_.size()};
 }
 
-void WorkerThread::countReceived(unsigned long bytes) {
-  bytesReceived_.store(bytesReceived_.load(std::memory_order_relaxed) + bytes, std::memory_order_relaxed);
+WorkerStatistics WorkerThread::statistics() const {
+  return {connections_.read(), wakeUps_.load(std::memory_order_relaxed),
+          longestHandler_.load(std::memory_order_relaxed)};
 }
 
 void WorkerThread::run(const volatile bool& stopping) {
@@ -181,6 +182,7 @@ void WorkerThread::turn() {
   // 1. Wait until a descriptor is ready, somebody asks for a turn, or the next deadline.
   std::array<epoll_event, eventsPerTurn> events;
   const int count = sys::epoll_wait(epoll_.number(), events.data(), eventsPerTurn, waitLimit());
+  noteWakeUp();
   // 2. Tell the handlers of the ready descriptors.
   for (int i = 0; i < count; ++i) {
     const auto& event = events[static_cast<unsigned>(i)];
@@ -188,11 +190,11 @@ void WorkerThread::turn() {
     guarded([&event] { static_cast<EventHandler*>(event.data.ptr)->onReady(event.events); });
   }
   // 3. Run what other threads wait for, then the handlers that asked for a turn.
-  while (runNextCall()) {
-  }
+  while (runNextCall()) noteHandlerEnd();
   runScheduled();
   // 4. Tell the handlers whose time has come.
-  guarded([this] { timers_.fire(std::chrono::steady_clock::now()); });
+  const auto deadline = timers_.next();
+  if (deadline && *deadline <= handlerBegun_) guarded([this] { timers_.fire(handlerBegun_); });
   // 5. Let go of the handlers that ended in this turn: none of its events can reach them any more.
   letGo(std::move(buried_), &EventHandler::buried_);
 }
@@ -238,6 +240,19 @@ void WorkerThread::guarded(Task&& task) noexcept {
   } catch (...) {
     logHandlerException("worker thread");
   }
+  noteHandlerEnd();
+}
+
+void WorkerThread::noteWakeUp() {
+  wakeUps_.store(wakeUps_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+  handlerBegun_ = std::chrono::steady_clock::now();
+}
+
+/// One handler's end is the next one's begin: the clock is read once for each.
+void WorkerThread::noteHandlerEnd() {
+  const auto now = std::chrono::steady_clock::now();
+  const std::chrono::nanoseconds took = now - std::exchange(handlerBegun_, now);
+  if (took > longestHandler_.load(std::memory_order_relaxed)) longestHandler_.store(took, std::memory_order_relaxed);
 }
 
 }  // namespace tovik

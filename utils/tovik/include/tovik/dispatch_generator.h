@@ -7,6 +7,7 @@
 
 #include "tovik/result.h"
 #include "tovik/visibility.h"
+#include "tovik/worker_statistics.h"
 #include "tovik/worker_thread.h"
 
 namespace tovik {
@@ -28,6 +29,9 @@ class TOVIK_API DispatchGenerator {
   WorkerThread& acquire();
   /// A transport that the worker served is gone.
   void release(const WorkerThread& worker);
+
+  /// Of each worker, in the order in which they were made. Waits for nothing.
+  std::vector<WorkerStatistics> statistics() const;
 
   /// Makes the workers end once no transport uses any of them; they end by themselves, nobody waits here.
   void retire();

@@ -5,6 +5,7 @@
 #include <string>
 #include <tr1/functional>
 
+#include "tovik/connection_statistics.h"
 #include "tovik/factory.h"
 #include "tovik/thread_callbacks.h"
 #include "tovik/traits.h"
@@ -48,6 +49,9 @@ class TOVIK_API Transport {
   /// none of its connections is left, after ending those where this is the worker; otherwise on the worker, as soon
   /// as the running event has returned. No event that has not begun reaches it any more. Null does nothing.
   void retire(Consumer* consumer);
+
+  /// Of all its connections so far. By any thread, at any moment; waits for nothing.
+  ConnectionStatistics statistics() const;
 
   /// Expires when the transport begins to be destroyed: how a handler finds out that what it called destroyed the
   /// session.

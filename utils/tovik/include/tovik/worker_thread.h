@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <exception>
 #include <functional>
@@ -10,18 +11,20 @@
 #include <vector>
 
 #include "tovik/buffer.h"
+#include "tovik/connection_counters.h"
 #include "tovik/descriptor.h"
 #include "tovik/event_handler.h"
 #include "tovik/result.h"
 #include "tovik/thread.h"
 #include "tovik/timer_queue.h"
 #include "tovik/visibility.h"
+#include "tovik/worker_statistics.h"
 
 namespace tovik {
 
 /// One event loop on one thread. It knows descriptors, turns and timers; what they mean is its handlers' affair.
 ///
-/// Threads: schedule, post, call, isCurrent and bytesReceived by any thread; the rest on the worker itself.
+/// Threads: schedule, post, call, isCurrent, bytesReceived and statistics by any thread; the rest on the worker itself.
 /// Errors:  an exception that leaves a handler is logged at level 30 and the loop goes on.
 class TOVIK_API WorkerThread : private Thread {
  public:
@@ -60,11 +63,15 @@ class TOVIK_API WorkerThread : private Thread {
 
   /// Where the worker's connections receive; what stands in it is whole until the handler that asked for it returns.
   Buffer receiveBuffer();
-  /// Adds to bytesReceived.
-  void countReceived(unsigned long bytes);
+  /// When the running handler began: a time that takes no look at the clock.
+  std::chrono::steady_clock::time_point handlerBegun() const { return handlerBegun_; }
+  /// What the counters of its transports add up in.
+  ConnectionCounters& connections() { return connections_; }
 
   /// Of all connections that this worker ever served.
-  unsigned long long bytesReceived() const { return bytesReceived_.load(std::memory_order_relaxed); }
+  unsigned long long bytesReceived() const { return connections_.read().bytesIn; }
+  /// Of its whole life so far. Waits for nothing.
+  WorkerStatistics statistics() const;
 
  private:
   /// Handlers in order of asking, linked through themselves so that asking allocates nothing.
@@ -89,6 +96,8 @@ class TOVIK_API WorkerThread : private Thread {
   void runScheduled();
   static void letGo(std::shared_ptr<EventHandler> first, std::shared_ptr<EventHandler> EventHandler::*next);
   void wake();
+  void noteWakeUp();
+  void noteHandlerEnd();
   template <class Task>
   void guarded(Task&& task) noexcept;
 
@@ -106,7 +115,12 @@ class TOVIK_API WorkerThread : private Thread {
   TimerQueue timers_;
   std::vector<char> receiveStorage_;
   std::shared_ptr<EventHandler> buried_;  // linked through themselves too: ending must not fail for want of memory
-  std::atomic<unsigned long long> bytesReceived_{0};
+  std::chrono::steady_clock::time_point handlerBegun_;
+
+  // Written by the worker alone, and read by any thread.
+  ConnectionCounters connections_;
+  std::atomic<unsigned long long> wakeUps_{0};
+  std::atomic<std::chrono::nanoseconds> longestHandler_{std::chrono::nanoseconds(0)};
 };
 
 }  // namespace tovik

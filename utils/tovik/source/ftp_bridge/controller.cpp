@@ -68,6 +68,8 @@ Result Controller::stop() {
   return Success;
 }
 
+ConnectionStatistics Controller::statistics() const { return transport->statistics(); }
+
 void Controller::onControlUp() { client->onConnected(); }
 
 void Controller::onControlDown() { client->onDisconnected(); }

@@ -252,6 +252,10 @@ class TOVIK_API Controller {
   /// Sends QUIT. No command is taken afterwards.
   Result sendLogout();
 
+  /// Of the session's connections so far, the control connection and those of its transfers. By any thread, at any
+  /// moment; waits for nothing.
+  ConnectionStatistics statistics() const;
+
   /// @name Events of the interpreter and of the data connector, on the session's worker. Not for hosts.
   /// @{
   void onControlUp();                                 ///< the login has succeeded

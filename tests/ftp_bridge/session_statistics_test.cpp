@@ -1,0 +1,24 @@
+#include "session.h"
+
+namespace tovik::ftp {
+namespace {
+
+TEST_F(Session, TellsOfItsConnectionsWhileItLastsAndAfterwards) {
+  server.login().passive().expect("RETR file").reply("150 Here").data("12345").closeData().reply("226 Done");
+  EXPECT_EQ(controller->statistics().begun, 0U);
+  onceLoggedIn([this] { EXPECT_TRUE(controller->getFile("file", passiveMode)); });
+  ASSERT_TRUE(client.waits("onRetrieve")) << server.played();
+  const ConnectionStatistics busy = controller->statistics();
+  EXPECT_EQ(busy.begun, 2U);
+  EXPECT_EQ(busy.up, 2U);
+  EXPECT_EQ(busy.open(), 1U);
+  EXPECT_EQ(busy.endedByPeer, 1U);
+  EXPECT_GT(busy.bytesIn, 5U);
+  EXPECT_GT(busy.bytesOut, 0U);
+  EXPECT_TRUE(controller->stop());
+  EXPECT_EQ(controller->statistics().open(), 0U);
+  EXPECT_EQ(controller->statistics().endedHere, 1U);
+}
+
+}  // namespace
+}  // namespace tovik::ftp

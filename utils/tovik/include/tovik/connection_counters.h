@@ -1,0 +1,74 @@
+#pragma once
+
+#include <atomic>
+
+#include "tovik/connection_statistics.h"
+#include "tovik/socket_dir.h"
+#include "tovik/visibility.h"
+
+namespace tovik {
+
+/// Connection statistics while they grow.
+///
+/// Threads:   read and countSentElsewhere by any thread; the rest on the worker: with one thread that writes, counting
+///            is a load and a store, and never a locked operation.
+/// Ownership: borrows the sum, which outlives it.
+class TOVIK_API ConnectionCounters {
+ public:
+  /// Whatever is counted here counts in the sum too; null: there is none.
+  explicit ConnectionCounters(ConnectionCounters* sum = nullptr) : sum_(sum) {}
+
+  void countBegun() { add(&ConnectionCounters::begun_, 1); }
+  void countUp() { add(&ConnectionCounters::up_, 1); }
+  /// direction: a SocketDir.
+  void countEnd(int direction) {
+    add(direction == dirPeer    ? &ConnectionCounters::endedByPeer_
+        : direction == dirLocal ? &ConnectionCounters::endedHere_
+                                : &ConnectionCounters::failed_,
+        1);
+  }
+  void countReceived(unsigned long bytes) { add(&ConnectionCounters::bytesIn_, bytes); }
+  void countSent(unsigned long bytes) { add(&ConnectionCounters::bytesOut_, bytes); }
+  /// What a thread has sent that is not the worker.
+  void countSentElsewhere(unsigned long bytes) {
+    for (ConnectionCounters* each = this; each != nullptr; each = each->sum_)
+      each->bytesOutElsewhere_.fetch_add(bytes, std::memory_order_relaxed);
+  }
+
+  /// The ends first: see add.
+  ConnectionStatistics read() const {
+    ConnectionStatistics now;
+    now.endedByPeer = get(endedByPeer_);
+    now.endedHere = get(endedHere_);
+    now.failed = get(failed_);
+    now.up = get(up_);
+    now.begun = get(begun_);
+    now.bytesIn = get(bytesIn_);
+    now.bytesOut = get(bytesOut_) + get(bytesOutElsewhere_);
+    return now;
+  }
+
+ private:
+  using Counter = std::atomic<unsigned long long>;
+
+  /// Released, and acquired by the reader: an end that is seen brings its begin with it.
+  void add(Counter ConnectionCounters::*which, unsigned long amount) {
+    for (ConnectionCounters* each = this; each != nullptr; each = each->sum_) {
+      Counter& counter = each->*which;
+      counter.store(counter.load(std::memory_order_relaxed) + amount, std::memory_order_release);
+    }
+  }
+  static unsigned long long get(const Counter& counter) { return counter.load(std::memory_order_acquire); }
+
+  ConnectionCounters* const sum_;
+  Counter begun_{0};
+  Counter up_{0};
+  Counter endedByPeer_{0};
+  Counter endedHere_{0};
+  Counter failed_{0};
+  Counter bytesIn_{0};
+  Counter bytesOut_{0};
+  Counter bytesOutElsewhere_{0};
+};
+
+}  // namespace tovik
