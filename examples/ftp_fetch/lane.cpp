@@ -22,6 +22,7 @@ class Dispatcher {
   ~Dispatcher() { static_cast<void>(tovik::DispatchStore::inst().remove(name_)); }
 
   const std::string& name() const { return name_; }
+  tovik::WorkerStatistics statistics() const { return tovik::DispatchStore::inst().fetch(name_)->statistics().front(); }
 
  private:
   const std::string name_;
@@ -52,6 +53,7 @@ void Lane::run() {
   const Dispatcher dispatcher("ftp_fetch-" + std::to_string(number_));
   while (!part_.done && runSession(dispatcher.name())) {
   }
+  statistics_ = dispatcher.statistics();
 }
 
 /// Whether another session should go on with what is left.

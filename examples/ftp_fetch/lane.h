@@ -1,7 +1,9 @@
 #pragma once
 
 #include <tovik/ftp_bridge/ftp_bridge.h>
+#include <tovik/worker_statistics.h>
 
+#include <optional>
 #include <string>
 
 #include "ftp_fetch/conversation.h"
@@ -36,6 +38,9 @@ class Lane {
   /// Until there is nothing left to do. Throws tovik::Exception when the system gives no thread.
   void run();
 
+  /// Null: it has not run to its end.
+  const std::optional<tovik::WorkerStatistics>& statistics() const { return statistics_; }
+
  private:
   bool runSession(const std::string& dispatcher);
   Outcome watchSession(const std::string& dispatcher, Conversation::State& last);
@@ -49,6 +54,7 @@ class Lane {
   Conversation conversation_;
   Traffic traffic_{conversation_};
   Part part_;
+  std::optional<tovik::WorkerStatistics> statistics_;
 };
 
 }  // namespace ftp_fetch

@@ -41,6 +41,11 @@ constexpr const char* parallelHelp =
     "seen the names. Where the server lets fewer in, it\n"
     "goes on with those";
 
+constexpr const char* statsHelp =
+    "Print to standard error, at the end, what the\n"
+    "connections came to: how many there were, how they\n"
+    "ended, their bytes, and the work of the event loop";
+
 constexpr const char* exitCodes =
     "Exit code: 0 every file arrived, 1 something failed, 2 the command line makes\n"
     "no sense, 130 interrupted.";
@@ -89,6 +94,7 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(1, 64).description(""))
       ->type_name("SESSIONS")
       ->capture_default_str();
+  app.add_flag("--stats", plan.statistics, statsHelp);
   auto* const quietFlag = app.add_flag("--quiet", quiet, "Print failures only");
   app.add_flag("--trace", trace, "Print the log too: the whole dialogue, with\npasswords and accounts masked")
       ->excludes(quietFlag);

@@ -19,9 +19,9 @@ namespace {
 Seconds since(std::chrono::steady_clock::time_point begun) { return std::chrono::steady_clock::now() - begun; }
 
 /// A full line would make some terminals go on to the next.
-std::size_t terminalWidth() {
+std::size_t terminalWidth(int terminal) {
   winsize size{};
-  return (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80U) - 1;
+  return (::ioctl(terminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80U) - 1;
 }
 
 }  // namespace
@@ -87,7 +87,7 @@ void Report::progress(const std::string& doing, unsigned long long moreBytes) {
   received_ += moreBytes;
   const Progress now{fetched_ + failed_, expected_, static_cast<double>(received_), since(begun_), printable(doing)};
   clearProgress();
-  std::fputs(progressLine(now, terminalWidth()).c_str(), stdout);
+  std::fputs(progressLine(now, terminalWidth(STDOUT_FILENO)).c_str(), stdout);
   std::fflush(stdout);
   progressShown_ = true;
 }
@@ -98,12 +98,18 @@ void Report::summary() {
   print(stdout, summaryLine(fetched_, fetched_ + failed_, static_cast<double>(bytes_), since(begun_), width()));
 }
 
+void Report::statistics(const std::vector<SessionStatistics>& sessions) {
+  const std::lock_guard lock(mutex_);
+  const Width width = ::isatty(STDERR_FILENO) == 1 ? Width(terminalWidth(STDERR_FILENO)) : std::nullopt;
+  for (const auto& line : statisticsLines(sessions, width)) print(stderr, line);
+}
+
 bool Report::anythingFailed() const {
   const std::lock_guard lock(mutex_);
   return problem_ || failed_ > 0;
 }
 
-Width Report::width() const { return onTerminal_ ? Width(terminalWidth()) : std::nullopt; }
+Width Report::width() const { return onTerminal_ ? Width(terminalWidth(STDOUT_FILENO)) : std::nullopt; }
 
 void Report::print(std::FILE* stream, const std::string& line) {
   clearProgress();

@@ -5,8 +5,10 @@
 #include <deque>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "ftp_fetch/lines.h"
+#include "ftp_fetch/statistics.h"
 
 namespace ftp_fetch {
 
@@ -42,6 +44,8 @@ class Report {
   /// Of one session: what it does, and how many bytes it has received since it last told.
   void progress(const std::string& doing, unsigned long long moreBytes);
   void summary();
+  /// To standard error, at every level of detail.
+  void statistics(const std::vector<SessionStatistics>& sessions);
 
   bool anythingFailed() const;
 

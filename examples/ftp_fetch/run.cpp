@@ -41,7 +41,11 @@ class Errand {
  public:
   Errand(const Plan& plan, const tovik::ftp::connection_data_t& connection, std::string directory, EndSignals& signals,
          DirectoryWriter& writer)
-      : connection_(connection), limits_(plan.limits), signals_(signals), report_(plan.detail) {
+      : connection_(connection),
+        limits_(plan.limits),
+        tellsStatistics_(plan.statistics),
+        signals_(signals),
+        report_(plan.detail) {
     job_.directory = std::move(directory);
     job_.passive = !plan.active;
     job_.listOnly = plan.list;
@@ -56,6 +60,7 @@ class Errand {
     runLanes();
     report_.notTried(job_.names.drop().value_or(0));
     if (!job_.listOnly) report_.summary();
+    if (tellsStatistics_) report_.statistics(statistics());
     if (signals_.received() != 0) return 128 + signals_.received();
     return report_.anythingFailed() ? 1 : 0;
   }
@@ -81,8 +86,16 @@ class Errand {
     report_.problem(error.what());
   }
 
+  std::vector<SessionStatistics> statistics() const {
+    std::vector<SessionStatistics> sessions;
+    for (unsigned number = 0; number < lanes_.size(); ++number)
+      if (const auto& worker = lanes_[number].statistics()) sessions.push_back({number + 1, *worker});
+    return sessions;
+  }
+
   const tovik::ftp::connection_data_t connection_;
   const Limits limits_;
+  const bool tellsStatistics_;
   EndSignals& signals_;
   Report report_;
   Job job_;

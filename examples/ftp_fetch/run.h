@@ -18,6 +18,7 @@ struct Plan {
   std::string account;
   Limits limits;
   bool list = false;
+  bool statistics = false;
   unsigned sessions = 1;  // at once
   Report::Detail detail = Report::Detail::normal;
 };

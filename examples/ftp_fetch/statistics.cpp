@@ -1,0 +1,120 @@
+#include "ftp_fetch/statistics.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <utility>
+
+#include "ftp_fetch/printable.h"
+
+namespace ftp_fetch {
+
+namespace {
+
+using tovik::WorkerStatistics;
+
+constexpr std::size_t gap = 2;
+constexpr std::size_t columnsAtLeast = 3;
+
+/// A head, and what stands under it.
+using Column = std::vector<std::string>;
+
+std::string size(unsigned long long bytes) { return humanSize(static_cast<double>(bytes)); }
+
+std::string duration(std::chrono::nanoseconds time) {
+  const auto us = static_cast<double>(time.count()) / 1e3;
+  const bool isShort = us < 999.5;
+  const bool isLong = us >= 999'950;
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(),
+                isShort  ? "%.0f us"
+                : isLong ? "%.1f s"
+                         : "%.1f ms",
+                isShort  ? us
+                : isLong ? us / 1e6
+                         : us / 1e3);
+  return text.data();
+}
+
+void add(WorkerStatistics& sum, const WorkerStatistics& each) {
+  tovik::ConnectionStatistics& all = sum.connections;
+  all.begun += each.connections.begun;
+  all.up += each.connections.up;
+  all.endedByPeer += each.connections.endedByPeer;
+  all.endedHere += each.connections.endedHere;
+  all.failed += each.connections.failed;
+  all.bytesIn += each.connections.bytesIn;
+  all.bytesOut += each.connections.bytesOut;
+  sum.wakeUps += each.wakeUps;
+  sum.longestHandler = std::max(sum.longestHandler, each.longestHandler);
+}
+
+std::size_t widest(const Column& column) {
+  const auto shorter = [](const std::string& a, const std::string& b) { return a.size() < b.size(); };
+  return std::max_element(column.begin(), column.end(), shorter)->size();
+}
+
+std::string alignedRight(const std::string& text, std::size_t width) {
+  return std::string(width - text.size(), ' ') + text;
+}
+
+std::vector<std::string> list(const WorkerStatistics& sum, std::size_t sessions) {
+  const tovik::ConnectionStatistics& all = sum.connections;
+  std::vector<std::pair<std::string, std::string>> figures;
+  if (sessions > 1) figures.emplace_back("sessions", std::to_string(sessions));
+  figures.insert(figures.end(), {{"connections begun", std::to_string(all.begun)},
+                                 {"connected", std::to_string(all.up)},
+                                 {"ended by the server", std::to_string(all.endedByPeer)},
+                                 {"ended by this side", std::to_string(all.endedHere)},
+                                 {"failed", std::to_string(all.failed)},
+                                 {"received", size(all.bytesIn)},
+                                 {"sent", size(all.bytesOut)},
+                                 {"wake-ups", std::to_string(sum.wakeUps)},
+                                 {"longest handler", duration(sum.longestHandler)}});
+  std::size_t whole = 0;
+  for (const auto& [name, value] : figures) whole = std::max(whole, name.size() + gap + value.size());
+  std::vector<std::string> lines;
+  lines.reserve(figures.size());
+  for (const auto& [name, value] : figures) lines.push_back(name + alignedRight(value, whole - name.size()));
+  return lines;
+}
+
+std::vector<Column> tableOf(const std::vector<SessionStatistics>& sessions) {
+  std::vector<Column> columns{{"session"},  {"connections"},     {"received"}, {"sent"},
+                              {"wake-ups"}, {"longest handler"}, {"failed"}};
+  for (const auto& [number, worker] : sessions) {
+    const Column row{std::to_string(number),
+                     std::to_string(worker.connections.begun),
+                     size(worker.connections.bytesIn),
+                     size(worker.connections.bytesOut),
+                     std::to_string(worker.wakeUps),
+                     duration(worker.longestHandler),
+                     std::to_string(worker.connections.failed)};
+    for (std::size_t i = 0; i < columns.size(); ++i) columns[i].push_back(row[i]);
+  }
+  return columns;
+}
+
+void addTable(std::vector<std::string>& lines, const std::vector<Column>& columns, Width width) {
+  std::vector<std::string> table(columns.front().size());
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    const std::size_t wide = widest(columns[i]) + (i == 0 ? 0 : gap);
+    if (i >= columnsAtLeast && width && table.front().size() + wide > *width) break;
+    for (std::size_t row = 0; row < table.size(); ++row) table[row] += alignedRight(columns[i][row], wide);
+  }
+  lines.insert(lines.end(), table.begin(), table.end());
+}
+
+}  // namespace
+
+std::vector<std::string> statisticsLines(const std::vector<SessionStatistics>& sessions, Width width) {
+  WorkerStatistics sum;
+  for (const auto& session : sessions) add(sum, session.worker);
+  std::vector<std::string> lines = list(sum, sessions.size());
+  if (sessions.size() < 2) return lines;
+  lines.emplace_back();
+  addTable(lines, tableOf(sessions), width);
+  return lines;
+}
+
+}  // namespace ftp_fetch
