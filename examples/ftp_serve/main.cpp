@@ -4,7 +4,9 @@
 #include <charconv>
 #include <csignal>
 #include <iostream>
+#include <memory>
 
+#include "command_line/help.h"
 #include "ftp_serve/ftp_server.h"
 
 namespace {
@@ -55,20 +57,29 @@ int serve(ftp_serve::Options options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Serves the files of one directory tree over FTP, read-only, until SIGINT or SIGTERM.");
+  CLI::App app("Serves the files of one directory tree over FTP, read-only, until SIGINT or SIGTERM.", "ftp_serve");
+  app.formatter(std::make_shared<command_line::Help>());
   app.set_version_flag("--version", "ftp_serve " VERSION);
   ftp_serve::Options options;
   std::string listen = "127.0.0.1:" + std::to_string(defaultPort);
   bool trace = false;
-  app.add_option("ROOT", options.root, "The directory to serve")->required()->check(CLI::ExistingDirectory);
+  app.add_option("ROOT", options.root, "The directory to serve")
+      ->required()
+      ->check(CLI::ExistingDirectory.description(""))
+      ->type_name("DIRECTORY");
   app.add_option("--listen", listen, "ADDRESS[:PORT] to listen on; port 0: any free one")
       ->check(checkAddress)
+      ->type_name("ADDRESS")
       ->capture_default_str();
-  auto* const user = app.add_option("--user", options.user, "The only user who may log in; without it anybody may");
+  auto* const user =
+      app.add_option("--user", options.user, "The only user who may log in; without it anybody may")->type_name("NAME");
   auto* const password = app.add_option("--password", options.password, "That user's password");
   user->needs(password);
   password->needs(user);
-  app.add_option("--workers", options.workers, "Worker threads")->check(CLI::Range(1, 64))->capture_default_str();
+  app.add_option("--workers", options.workers, "How many threads serve, 1 to 64")
+      ->check(CLI::Range(1, 64).description(""))
+      ->type_name("COUNT")
+      ->capture_default_str();
   app.add_flag("--trace", trace, "Write every command and reply to standard error");
   CLI11_PARSE(app, argc, argv);
 

@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
+#include <string>
 
 #include "program.h"
 
@@ -26,12 +28,27 @@ TEST_P(ProgramOptions, SayTheVersion) {
   EXPECT_EQ(finished.errors, "");
 }
 
-TEST(FetchOptions, AreExplainedInLinesThatFitATerminal) {
-  std::istringstream help(finish({FTP_FETCH, "--help"}).output);
-  std::string first;
-  std::getline(help, first);
-  EXPECT_EQ(first, "Fetches the files of one directory of an FTP server.");
-  for (std::string line; std::getline(help, line);) EXPECT_LE(line.size(), 80U) << line;
+std::size_t longestLineIn(const std::string& text) {
+  std::size_t longest = 0;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) longest = std::max(longest, line.find_last_not_of('\r') + 1);
+  return longest;
+}
+
+TEST_P(ProgramOptions, AreExplainedInLinesThatFitTheTerminal) {
+  for (const unsigned columns : {40U, 80U, 200U}) {
+    TerminalProgram program({path, "--help"}, static_cast<unsigned short>(columns));
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_THAT(program.shown(), testing::HasSubstr("Print this help message and exit\r\n"));
+    EXPECT_LE(longestLineIn(program.shown()), std::min(columns, 80U)) << program.shown();
+  }
+}
+
+TEST_P(ProgramOptions, AreExplainedInLinesOf80ColumnsWhereThereIsNoTerminal) {
+  const std::string help = finish({path, "--help"}).output;
+  EXPECT_THAT(help, testing::HasSubstr("\n  -h,--help                  Print this help message and exit\n"));
+  EXPECT_LE(longestLineIn(help), 80U);
+  EXPECT_GT(longestLineIn(help), 70U);
 }
 
 }  // namespace
