@@ -50,7 +50,7 @@ void appendMember(std::string& line, std::string_view name, int number) {
 }  // namespace
 
 std::string jsonLine(const qk::logging::Record& record) {
-  std::string line = "{\"time\":\"" + timeText(record.time) + "\"";
+  std::string line = R"({"time":")" + timeText(record.time) + '"';
   appendMember(line, "level", record.level);
   if (record.source != nullptr) appendMember(line, "source", record.source->name);
   appendMember(line, "file", std::string_view(record.file));
