@@ -76,7 +76,9 @@ void PlannedHost::write(Texts texts) {
 void PlannedHost::hear(Texts texts) {
   write(texts);
   if (next_ == commands_.size()) return;
-  const Result begun = commands_[next_++](*controller_);
+  const auto& command = commands_[next_++];
+  Result begun;
+  EXPECT_NO_THROW(begun = command(*controller_));
   wantedMemory_ = begun.message == "out of memory";
   EXPECT_TRUE(begun || wantedMemory_) << begun.message;
 }

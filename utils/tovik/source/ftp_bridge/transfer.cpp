@@ -1,3 +1,4 @@
+#include <functional>
 #include <utility>
 
 #include "listing.h"
@@ -18,12 +19,14 @@ Result Controller::getNlst(bool usePassive) {
 }
 
 Result Controller::getFile(const std::string& name, bool usePassive) {
-  return begin(cmd_e::retr, [this, &name, usePassive] {
+  const auto act = [this, &name, usePassive] {
     QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller getting file " << name;
     prepareCommand(cmd_e::retr);
     fileName = name;
     startDataConnection(usePassive);
-  });
+  };
+  // A std::function has no room for it, and would ask for memory outside the try block of begin.
+  return begin(cmd_e::retr, std::cref(act));
 }
 
 void Controller::onNlst(bool ok, const std::string& text) {
