@@ -12,6 +12,7 @@ namespace {
 /// Empty fields do not count: runs of commas separate like one, and those at the ends like none.
 std::vector<std::string> splitAtCommas(const std::string& text) {
   std::vector<std::string> fields;
+  fields.reserve(6);
   auto begin = text.find_first_not_of(',');
   while (begin != std::string::npos) {
     const auto end = text.find(',', begin);

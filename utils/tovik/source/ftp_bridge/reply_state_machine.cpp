@@ -148,8 +148,7 @@ std::span<const ProtocolInterpreter::Rule> ProtocolInterpreter::rules(pending_e 
 // The events of the controller are each action's last act: the client may have destroyed the session in them.
 void ProtocolInterpreter::onInput(const code_t& code, const Lines& lines) {
   const std::string text = lines.empty() ? "unknown" : lines.front();
-  const std::string reply = dump(code, lines);
-  QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: [FTP] " << reply;
+  QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: [FTP] " << dump(code, lines);
   if (code == code_t{4, 2, 1}) {
     sessionState = 0;
     return bringDown();
