@@ -61,6 +61,20 @@ TEST_F(Data, ArrivesWholeAndInOrder) {
   EXPECT_TRUE(consumer.data() == bytes);
 }
 
+// A receive stops before an urgent byte: that it got little then does not say that there is no more.
+TEST_F(Data, BehindAnUrgentByteArrivesThoughThePeerHasEnded) {
+  Latch sent;
+  consumer.when("onNewConduit", [&] { EXPECT_TRUE(sent.waits()); });
+  RawConnection remote = peer();
+  remote.send("before");
+  remote.sendUrgent('!');
+  remote.send("behind");
+  remote.close();
+  sent.open();
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_EQ(consumer.data(), "beforebehind");
+}
+
 TEST_F(Data, LeavesWholeAndInOrderThoughThePeerReadsLate) {
   RawConnection remote = peerWhenUp();
   const std::string bytes = bytesOf(many);

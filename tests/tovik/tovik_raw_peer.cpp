@@ -75,6 +75,8 @@ void RawConnection::send(const std::string& bytes) {
         checked(::send(descriptor_.number(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL), "send"));
 }
 
+void RawConnection::sendUrgent(char byte) { checked(::send(descriptor_.number(), &byte, 1, MSG_OOB), "send"); }
+
 std::string RawConnection::receive(unsigned long count) {
   std::string received(count, '\0');
   if (count > 0) {

@@ -18,6 +18,8 @@ class RawConnection {
 
   void connect(const tovik::Address& address);
   void send(const std::string& bytes);
+  /// One byte that stands outside of the others.
+  void sendUrgent(char byte);
   std::string receive(unsigned long count);
   /// Everything up to the end of the connection.
   std::string receiveAll();

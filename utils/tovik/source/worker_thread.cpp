@@ -147,7 +147,7 @@ bool WorkerThread::runNextCall() {
 
 Result WorkerThread::watch(int descriptor, EventHandler& handler) {
   requireCurrent();
-  const unsigned everything = EPOLLIN | EPOLLOUT | EPOLLRDHUP | EPOLLET;
+  const unsigned everything = EPOLLIN | EPOLLPRI | EPOLLOUT | EPOLLRDHUP | EPOLLET;
   return sys::epoll_add(epoll_.number(), descriptor, everything, &handler) == 0 ? Success : systemFailure("epoll_add");
 }
 
