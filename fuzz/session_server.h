@@ -105,7 +105,8 @@ class SessionServer {
   bool connectData() {
     if (announced_ == 0) return false;
     tovik::Socket socket;
-    if (!socket.open(tovik::Protocol::tcp) || !socket.connect(localHost(announced_))) return false;
+    bool connected = false;
+    if (!socket.open(tovik::Protocol::tcp) || !socket.connect(localHost(announced_), connected)) return false;
     data_.open(std::move(socket));
     return true;
   }

@@ -134,7 +134,9 @@ REPLACES(int, bind, "_ZN5tovik3sys4bindEiRK11sockaddr_in", int descriptor, const
   return failsNow({EADDRINUSE, EADDRNOTAVAIL}) ? -1 : real_bind(descriptor, address);
 }
 REPLACES(int, connect, "_ZN5tovik3sys7connectEiRK11sockaddr_in", int descriptor, const sockaddr_in& address) {
-  return failsNow({ENETUNREACH, ECONNREFUSED, EADDRNOTAVAIL, ETIMEDOUT}) ? -1 : real_connect(descriptor, address);
+  return failsNow({ENETUNREACH, ECONNREFUSED, EADDRNOTAVAIL, ETIMEDOUT, EINPROGRESS})
+             ? -1
+             : real_connect(descriptor, address);
 }
 REPLACES(int, listen, "_ZN5tovik3sys6listenEii", int descriptor, int backlog) {
   return failsNow({EADDRINUSE}) ? -1 : real_listen(descriptor, backlog);
@@ -183,6 +185,10 @@ REPLACES(int, epoll_create, "_ZN5tovik3sys12epoll_createEv") {
 }
 REPLACES(int, epoll_add, "_ZN5tovik3sys9epoll_addEiijPv", int epoll, int descriptor, unsigned events, void* data) {
   return failsNow({ENOSPC, ENOMEM}) ? -1 : real_epoll_add(epoll, descriptor, events, data);
+}
+REPLACES(int, epoll_modify, "_ZN5tovik3sys12epoll_modifyEiijPv", int epoll, int descriptor, unsigned events,
+         void* data) {
+  return failsNow({ENOMEM}) ? -1 : real_epoll_modify(epoll, descriptor, events, data);
 }
 REPLACES(int, epoll_wait, "_ZN5tovik3sys10epoll_waitEiP11epoll_eventii", int epoll, epoll_event* events, int count,
          int limit_ms) {

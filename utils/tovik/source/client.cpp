@@ -19,8 +19,9 @@ Result Client::setup_and_connect(const Address& remote, const Address& local, in
   Socket socket;
   if (Result set = setupSocket(socket, &consumer_); !set) return set;
   if (Result bound = socket.bindToConnect(local); !bound) return bound;
-  if (Result connecting = socket.connect(remote); !connecting) return connecting;
-  return core_->addConduit(std::move(socket), false, hold.record(), name_, limit_ms);
+  bool connected = false;
+  if (Result connecting = socket.connect(remote, connected); !connecting) return connecting;
+  return core_->addConduit(std::move(socket), connected, hold.record(), name_, limit_ms);
 } catch (const std::bad_alloc&) {
   return failure("out of memory");
 }

@@ -58,11 +58,15 @@ Result Socket::bindToConnect(const Address& local) {
   return sys::bind(number(), local.native()) == 0 ? Success : systemFailure("bind to " + local.printInet());
 }
 
-Result Socket::connect(const Address& remote) {
-  int error = sys::connect(number(), remote.native()) == 0 ? 0 : errno;
-  // An interrupted non-blocking connect goes on like one in progress. On the same host the answer is there already.
-  if (error == EINPROGRESS || error == EINTR) error = takeError();
-  return error == 0 ? Success : systemFailure("connect to " + remote.printInet(), error);
+Result Socket::connect(const Address& remote, bool& connected) {
+  const auto ask = [&] { return sys::connect(number(), remote.native()) == 0 ? 0 : errno; };
+  int error = ask();
+  // An interrupted non-blocking connect goes on like one in progress. On the same host the answer is there already:
+  // asked again, the kernel tells it.
+  if (error == EINPROGRESS || error == EINTR) error = ask();
+  connected = error == 0 || error == EISCONN;
+  const bool goesOn = error == EALREADY || error == EINPROGRESS || error == EINTR;
+  return connected || goesOn ? Success : systemFailure("connect to " + remote.printInet(), error);
 }
 
 int Socket::takeError() {

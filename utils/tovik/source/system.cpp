@@ -13,6 +13,13 @@ namespace {
 const sockaddr* plain(const sockaddr_in& address) { return reinterpret_cast<const sockaddr*>(&address); }
 sockaddr* plain(sockaddr_in& address) { return reinterpret_cast<sockaddr*>(&address); }
 
+int control(int epoll, int operation, int descriptor, unsigned events, void* data) {
+  epoll_event event{};
+  event.events = events;
+  event.data.ptr = data;
+  return ::epoll_ctl(epoll, operation, descriptor, &event);
+}
+
 }  // namespace
 
 int socket(int domain, int type, int protocol) { return ::socket(domain, type, protocol); }
@@ -62,10 +69,11 @@ ssize_t sendfile(int descriptor, int file, off_t& offset, size_t size) {
 int epoll_create() { return ::epoll_create1(EPOLL_CLOEXEC); }
 
 int epoll_add(int epoll, int descriptor, unsigned events, void* data) {
-  epoll_event event{};
-  event.events = events;
-  event.data.ptr = data;
-  return ::epoll_ctl(epoll, EPOLL_CTL_ADD, descriptor, &event);
+  return control(epoll, EPOLL_CTL_ADD, descriptor, events, data);
+}
+
+int epoll_modify(int epoll, int descriptor, unsigned events, void* data) {
+  return control(epoll, EPOLL_CTL_MOD, descriptor, events, data);
 }
 
 int epoll_remove(int epoll, int descriptor) { return ::epoll_ctl(epoll, EPOLL_CTL_DEL, descriptor, nullptr); }

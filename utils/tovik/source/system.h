@@ -23,6 +23,7 @@ ssize_t send(int descriptor, const void* data, size_t size);
 ssize_t sendfile(int descriptor, int file, off_t& offset, size_t size);
 int epoll_create();
 int epoll_add(int epoll, int descriptor, unsigned events, void* data);
+int epoll_modify(int epoll, int descriptor, unsigned events, void* data);
 int epoll_remove(int epoll, int descriptor);
 int epoll_wait(int epoll, epoll_event* events, int count, int limit_ms);
 int eventfd();

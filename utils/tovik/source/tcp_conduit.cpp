@@ -38,10 +38,11 @@ TcpConduit::TcpConduit(std::shared_ptr<TransportCore> core, std::shared_ptr<Cons
       record_(std::move(record)),
       name_(std::move(name)),
       number_(number),
-      accepted_(connected),
+      connected_(connected),
       connectLimit_ms_(connectLimit_ms),
       begunAt_(std::chrono::steady_clock::now()),
       socket_(std::move(socket)),
+      outputWatched_(!connected),
       requestedEnd_(noEnd) {}
 
 TcpConduit::~TcpConduit() = default;
@@ -60,14 +61,17 @@ void TcpConduit::onReady(unsigned events) {
 void TcpConduit::begin() {
   stage_ = Stage::connecting;
   core_->counters().countBegun();
-  if (const Result watched = core_->worker().watch(socket_.number(), *this); !watched) {
+  WorkerThread& worker = core_->worker();
+  const Result watched =
+      connected_ ? worker.watchInput(socket_.number(), *this) : worker.watch(socket_.number(), *this);
+  if (!watched) {
     QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name_ << ": " << watched.message;
     return end(dirFailed);
   }
   limitWait();
   newTold_ = true;
   tell([this](Consumer& consumer) { consumer.onNewConduit(this); });
-  if (accepted_ && stage_ == Stage::connecting) becomeUp();
+  if (connected_ && stage_ == Stage::connecting) becomeUp();
 }
 
 void TcpConduit::advance(unsigned events) {
@@ -161,8 +165,8 @@ void TcpConduit::send(const char* data, unsigned long size) {
   if (taken == size) return;
   try {
     output_.add(data + taken, size - taken);
-    // Only a socket that has refused bytes tells when it takes more.
-    if (taken > 0) core_->worker().schedule(shared_from_this());
+    // Only a socket that has refused bytes, and is watched for it, tells when it takes more.
+    if (taken > 0 || !outputWatched_) core_->worker().schedule(shared_from_this());
   } catch (const std::bad_alloc&) {
     requestEnd(dirFailed);
   }
@@ -195,7 +199,7 @@ void TcpConduit::writeMore() {
       if (endsWhenSent_) requestEnd(dirLocal);
       return;
     case OutputQueue::Outcome::blocked:
-      return;
+      return watchOutput();
   }
 }
 
@@ -211,6 +215,11 @@ void TcpConduit::countSent(unsigned long bytes) {
     core_->counters().countSent(bytes);
   else
     core_->counters().countSentElsewhere(bytes);
+}
+
+void TcpConduit::watchOutput() {
+  if (std::exchange(outputWatched_, true)) return;
+  if (!core_->worker().watchOutput(socket_.number(), *this)) requestEnd(dirFailed);
 }
 
 void TcpConduit::requestEnd(int direction) noexcept {

@@ -69,6 +69,7 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
   void writeMore();
   OutputQueue::Outcome writeOutput();
   void countSent(unsigned long bytes);
+  void watchOutput();
   void closeSocket();
   void limitWait();
   void endLimit();
@@ -79,7 +80,7 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
   const std::shared_ptr<ConsumerRecord> record_;
   const std::string name_;
   const unsigned long long number_;
-  const bool accepted_;
+  const bool connected_;  // from the beginning
   const int connectLimit_ms_;
   TransportCore::Conduits::iterator place_;
 
@@ -104,6 +105,7 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
   Socket socket_;
   OutputQueue output_;
   bool endsWhenSent_ = false;
+  bool outputWatched_;
 
   std::atomic<int> requestedEnd_;
 };

@@ -23,6 +23,7 @@ namespace {
 
 constexpr unsigned long receiveBufferBytes = 256UL << 10U;
 constexpr int eventsPerTurn = 64;
+constexpr unsigned input = EPOLLIN | EPOLLPRI | EPOLLRDHUP | EPOLLET;
 
 /// A function in the dress of a handler.
 class PostedTask final : public EventHandler {
@@ -147,8 +148,20 @@ bool WorkerThread::runNextCall() {
 
 Result WorkerThread::watch(int descriptor, EventHandler& handler) {
   requireCurrent();
-  const unsigned everything = EPOLLIN | EPOLLPRI | EPOLLOUT | EPOLLRDHUP | EPOLLET;
-  return sys::epoll_add(epoll_.number(), descriptor, everything, &handler) == 0 ? Success : systemFailure("epoll_add");
+  return sys::epoll_add(epoll_.number(), descriptor, input | EPOLLOUT, &handler) == 0 ? Success
+                                                                                      : systemFailure("epoll_add");
+}
+
+Result WorkerThread::watchInput(int descriptor, EventHandler& handler) {
+  requireCurrent();
+  return sys::epoll_add(epoll_.number(), descriptor, input, &handler) == 0 ? Success : systemFailure("epoll_add");
+}
+
+Result WorkerThread::watchOutput(int descriptor, EventHandler& handler) {
+  requireCurrent();
+  return sys::epoll_modify(epoll_.number(), descriptor, input | EPOLLOUT, &handler) == 0
+             ? Success
+             : systemFailure("epoll_modify");
 }
 
 /// Closing would do, were it not for a host that forks: its child holds the connection too for a while, which then goes

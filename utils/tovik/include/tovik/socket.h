@@ -36,8 +36,9 @@ class TOVIK_API Socket {
   /// Binds the local end of a connection that will be made; any host with port 0 needs no call at all. Port 0 is
   /// chosen only when connecting, so that connections to different servers can share local ports.
   Result bindToConnect(const Address& local);
-  /// Starts to connect. Fails when the kernel already knows that it is refused.
-  Result connect(const Address& remote);
+  /// Starts to connect; connected tells whether it is done already. Fails when the kernel already knows that it is
+  /// refused.
+  Result connect(const Address& remote, bool& connected);
   /// The error that ended the attempt to connect, 0 when it succeeded.
   int takeError();
 

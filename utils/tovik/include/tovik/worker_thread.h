@@ -54,6 +54,11 @@ class TOVIK_API WorkerThread : private Thread {
   /// Calls the handler whenever the descriptor's readiness changes (edge-triggered), until `unwatch`. The handler
   /// stays alive until `bury` has been called for it.
   Result watch(int descriptor, EventHandler& handler);
+  /// The same, save that it may become writable without a call: an open connection always is, and would tell so at
+  /// once.
+  Result watchInput(int descriptor, EventHandler& handler);
+  /// Makes a watchInput a watch.
+  Result watchOutput(int descriptor, EventHandler& handler);
   /// To be called before the descriptor is closed.
   void unwatch(int descriptor);
   /// The deadlines of the worker's handlers.
