@@ -2,7 +2,6 @@
 
 #include <qk/logging/logging.h>
 
-#include <array>
 #include <cerrno>
 #include <exception>
 #include <new>
@@ -64,8 +63,6 @@ Result Server::startListening(const Address& address) try {
 Result Server::listenOn(const Address& address) {
   if (Result set = setupSocket(socket_, callback_); !set) return set;
   if (Result listening = socket_.listen(address); !listening) return listening;
-  wakeUp_ = Descriptor(sys::eventfd());
-  if (!wakeUp_.isOpen()) return systemFailure("eventfd");
   address_ = socket_.localAddress();
   return Success;
 }
@@ -76,13 +73,13 @@ Result Server::stopListening(int limit_ms) {
   stop();
   if (!join(limit_ms)) return failure("the listener on " + address_.printInet() + " has not ended in time");
   socket_.close();
-  wakeUp_.close();
   return Success;
 }
 
 void Server::stop() {
   Thread::stop();
-  if (wakeUp_.isOpen()) sys::signal_eventfd(wakeUp_.number());
+  // Ends the wait for a connection, as writing to an eventfd would, without one.
+  if (socket_.isOpen()) sys::shutdown(socket_.number());
 }
 
 void Server::run(const volatile bool& stopping) {
@@ -100,10 +97,10 @@ void Server::run(const volatile bool& stopping) {
 }
 
 Result Server::waitForConnection(Socket& connection, Address& remote, Address& local, int limit_ms) {
-  std::array<pollfd, 2> descriptors{{{socket_.number(), POLLIN, 0}, {wakeUp_.number(), POLLIN, 0}}};
-  if (sys::poll(descriptors.data(), descriptors.size(), limit_ms) < 0 && errno != EINTR) return systemFailure("poll");
-  if (descriptors[1].revents != 0) return failure("stopped listening on " + address_.printInet());
-  if (descriptors[0].revents == 0) return failure("no connection in time on " + address_.printInet());
+  pollfd listening{socket_.number(), POLLIN, 0};
+  if (sys::poll(&listening, 1, limit_ms) < 0 && errno != EINTR) return systemFailure("poll");
+  if ((listening.revents & POLLHUP) != 0) return failure("stopped listening on " + address_.printInet());
+  if (listening.revents == 0) return failure("no connection in time on " + address_.printInet());
   if (socket_.accept(connection, remote)) {
     // Its options need no setting: an accepted socket has those of the listening one.
     local = connection.localAddress();
@@ -114,7 +111,8 @@ Result Server::waitForConnection(Socket& connection, Address& remote, Address& l
   if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM) {
     QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name() << ": " << refused.message;
     // The connection still waits, so the listening socket stays readable: without a pause this would spin.
-    sys::poll(&descriptors[1], 1, outOfDescriptorsPause_ms);
+    pollfd stopping{socket_.number(), 0, 0};
+    sys::poll(&stopping, 1, outOfDescriptorsPause_ms);
   }
   return refused;
 }

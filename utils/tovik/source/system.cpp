@@ -89,6 +89,8 @@ int signal_eventfd(int descriptor) {
   return static_cast<int>(::write(descriptor, &one, sizeof one));
 }
 
+int shutdown(int descriptor) { return ::shutdown(descriptor, SHUT_RDWR); }
+
 int poll(pollfd* descriptors, nfds_t count, int limit_ms) { return ::poll(descriptors, count, limit_ms); }
 
 int close(int descriptor) { return ::close(descriptor); }

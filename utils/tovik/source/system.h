@@ -28,6 +28,7 @@ int epoll_remove(int epoll, int descriptor);
 int epoll_wait(int epoll, epoll_event* events, int count, int limit_ms);
 int eventfd();
 int signal_eventfd(int descriptor);
+int shutdown(int descriptor);
 int poll(pollfd* descriptors, nfds_t count, int limit_ms);
 int close(int descriptor);
 

@@ -5,7 +5,6 @@
 
 #include "tovik/address.h"
 #include "tovik/application_base.h"
-#include "tovik/descriptor.h"
 #include "tovik/socket.h"
 #include "tovik/thread.h"
 #include "tovik/visibility.h"
@@ -54,8 +53,7 @@ class TOVIK_API Server : public ApplicationBase, public Thread {
 
   SocketCreationCallback* const callback_;
   const std::shared_ptr<Reception> reception_;
-  Socket socket_;  // this and the next two: constant while the thread runs
-  Descriptor wakeUp_;
+  Socket socket_;  // this and the next: constant while the thread runs
   Address address_;
 };
 
