@@ -9,7 +9,8 @@ tovik::ftp::connection_data_t connectionOf(const Job& job) {
   tovik::ftp::connection_data_t connection;
   connection.server.set_port(job.port);
   static_cast<void>(connection.server.set_host(job.host));
-  static_cast<void>(connection.local.set_host(job.host));
+  // For PORT. Without it no connection is bound to an address, like the peers' own.
+  if (job.active) static_cast<void>(connection.local.set_host(job.host));
   connection.user = job.user;
   connection.password = job.password;
   return connection;
