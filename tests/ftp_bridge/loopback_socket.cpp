@@ -54,10 +54,10 @@ void sendAtOnce(int descriptor) {
 
 }  // namespace
 
-LoopbackSocket LoopbackSocket::listening() {
+LoopbackSocket LoopbackSocket::listening(const std::string& host) {
   LoopbackSocket made(makeSocket());
   Address address(0);
-  if (!address.set_host("127.0.0.1")) throw std::runtime_error("127.0.0.1 is no address");
+  if (!address.set_host(host)) throw std::runtime_error(host + " is no address");
   const auto* native = reinterpret_cast<const sockaddr*>(&address.native());
   require(::bind(made.descriptor_.number(), native, sizeof(sockaddr_in)) == 0, "bind");
   require(::listen(made.descriptor_.number(), SOMAXCONN) == 0, "listen");

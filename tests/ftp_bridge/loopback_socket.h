@@ -13,8 +13,8 @@ namespace tovik::ftp {
 class LoopbackSocket {
  public:
   LoopbackSocket() = default;
-  /// On 127.0.0.1, at a port that the system chooses.
-  static LoopbackSocket listening();
+  /// At a port that the system chooses.
+  static LoopbackSocket listening(const std::string& host = "127.0.0.1");
   static LoopbackSocket connected(const Address& peer);
 
   bool isOpen() const { return descriptor_.isOpen(); }

@@ -3,6 +3,7 @@
 #include <tovik/ftp_bridge/ftp_bridge.h>
 
 #include <chrono>
+#include <random>
 #include <utility>
 
 #include "support/rest.h"
@@ -27,11 +28,20 @@ std::string textOf(const Address& address) {
   return text;
 }
 
+/// One of 729: the kernel keeps the ports of ended connections for a minute, and those of a single address do
+/// not last for all the plays of a minute. Each has as long a text as any other.
+std::string someHome() {
+  static std::mt19937 generator{std::random_device()()};
+  std::uniform_int_distribution<int> digit(1, 9);
+  const auto next = [&digit] { return '.' + std::to_string(digit(generator)); };
+  return "127" + next() + next() + next();
+}
+
 /// At a port whose text is as long as any: the bytes of a scenario have the same numbers each time.
-LoopbackSocket listeningWithLongText() {
-  constexpr std::string::size_type longest = sizeof "127,0,0,1,255,255" - 1;
+LoopbackSocket listeningWithLongText(const std::string& home) {
+  constexpr std::string::size_type longest = sizeof "127,1,1,1,255,255" - 1;
   for (;;) {
-    LoopbackSocket socket = LoopbackSocket::listening();
+    LoopbackSocket socket = LoopbackSocket::listening(home);
     if (textOf(socket.address()).size() == longest) return socket;
   }
 }
@@ -39,7 +49,12 @@ LoopbackSocket listeningWithLongText() {
 }  // namespace
 
 Peer::Peer(const PlannedHost& host, Terms terms)
-    : host_(host), terms_(terms), receivedBefore_(Reception::bytes()), dataListener_(listeningWithLongText()) {}
+    : host_(host),
+      terms_(terms),
+      receivedBefore_(Reception::bytes()),
+      home_(someHome()),
+      listener_(LoopbackSocket::listening(home_)),
+      dataListener_(listeningWithLongText(home_)) {}
 
 void Peer::play(const Scenario& scenario) {
   require(listener_);

@@ -36,6 +36,8 @@ class Peer {
 
   Peer(const PlannedHost& host, Terms terms);
 
+  /// A loopback address; the controller's end should be there too.
+  const std::string& home() const { return home_; }
   Address address() const { return listener_.address(); }
   /// Plays the scenario, or what of it there is up to the cut. Throws std::runtime_error where it went otherwise.
   void play(const Scenario& scenario);
@@ -75,7 +77,8 @@ class Peer {
   const PlannedHost& host_;
   const Terms terms_;
   const unsigned long long receivedBefore_;
-  const LoopbackSocket listener_ = LoopbackSocket::listening();
+  const std::string home_;
+  const LoopbackSocket listener_;
   const LoopbackSocket dataListener_;
 
   Line control_;

@@ -67,9 +67,9 @@ class Subject {
   std::unique_ptr<Controller> controller_;
 };
 
-connection_data_t connectionTo(const Address& server) {
-  connection_data_t connection{server, Address(0), "me", "secret", "books"};
-  if (!connection.local.set_host("127.0.0.1")) throw std::runtime_error("127.0.0.1 is no address");
+connection_data_t connectionTo(const Peer& server) {
+  connection_data_t connection{server.address(), Address(0), "me", "secret", "books"};
+  if (!connection.local.set_host(server.home())) throw std::runtime_error(server.home() + " is no address");
   return connection;
 }
 
@@ -122,7 +122,7 @@ Played Stage::playOnce(const Scenario& scenario, Peer::Terms terms) {
   warned_ = false;
   handlerThrew_ = false;
   {
-    Subject subject(connectionTo(peer.address()), host, serving);
+    Subject subject(connectionTo(peer), host, serving);
     played.started = subject.start();
     try {
       if (played.started) peer.play(scenario);
