@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 namespace testing_support {
@@ -18,7 +17,8 @@ namespace {
 /// taken for one that runs.
 bool sleeps(const fs::path& task) {
   std::ifstream file(task / "stat");
-  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  std::string text;
+  std::getline(file, text);
   const auto nameEnd = text.rfind(')');
   return nameEnd != std::string::npos && text.compare(nameEnd, 3, ") S") == 0;
 }
