@@ -45,7 +45,9 @@ TEST_P(DeafServer, DoesNotKeepTheControllerFromGoingWithAllThatWasSent) {
   const Growth growth;
   controller = make();
   getsStuck();
-  EXPECT_GT(growth.bytes(), tooMuch / 4);
+  if (testing_support::heapIsCounted()) {
+    EXPECT_GT(growth.bytes(), tooMuch / 4);
+  }
   freeWhatAFailedTransferLeft();
   controller.reset();
   EXPECT_TRUE(comesAbout([&] { return growth.bytes() < workersOwn; })) << growth.bytes();

@@ -43,7 +43,9 @@ TEST_P(EndlessData, OfAListingIsGatheredUntilTheHostStops) {
   lists();
   ASSERT_TRUE(client.waits("onConnected"));
   ASSERT_TRUE(comesAbout([this] { return received() >= enough; })) << server.played();
-  EXPECT_GT(growth.highestBytes(), enough);
+  if (testing_support::heapIsCounted()) {
+    EXPECT_GT(growth.highestBytes(), enough);
+  }
   EXPECT_TRUE(controller->stop());
   EXPECT_TRUE(comesAbout([&] { return growth.bytes() < workersOwn; })) << growth.bytes();
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onDisconnected"));
@@ -81,7 +83,9 @@ TEST_P(EndlessData, OfShortNamesCostsManyTimesItsSize) {
   const Growth growth;
   lists();
   ASSERT_TRUE(client.waits("onNlst")) << server.played();
-  EXPECT_GT(growth.highestBytes(), 32 * names);
+  if (testing_support::heapIsCounted()) {
+    EXPECT_GT(growth.highestBytes(), 32 * names);
+  }
   EXPECT_LT(growth.highestBytes(), 112 * names);
 }
 
