@@ -1,5 +1,10 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
 #include "little_server.h"
 #include "program.h"
 #include "temp_directory.h"
@@ -26,6 +31,19 @@ class Fetching {
 /// An instruction that says one thing and does nothing more.
 inline LittleServer::Instruction replying(const std::string& line) {
   return [line](LittleServer::Talk& talk, const std::string&) { talk.reply(line); };
+}
+
+/// For RETR: sends a file's name as its content, and none before all of them have been asked for.
+inline LittleServer::Instruction sendingOnceAskedFor(const LittleServer& server,
+                                                     const std::vector<std::string>& names) {
+  return [&server, names](LittleServer::Talk& talk, const std::string& name) {
+    for (const auto& each : names) EXPECT_TRUE(server.waitForCommand("RETR " + each));
+    talk.openData();
+    talk.reply("150 Here");
+    talk.sendData(name);
+    talk.closeData();
+    talk.reply("226 Done");
+  };
 }
 
 }  // namespace testing_support

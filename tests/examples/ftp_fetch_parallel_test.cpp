@@ -87,14 +87,7 @@ class FtpFetchSideBySide : public testing::Test, protected Fetching {
 
 /// Neither of two files is sent before both have been asked for.
 TEST_F(FtpFetchSideBySide, FetchesAFileInEachSession) {
-  server.on("RETR", [this](Talk& talk, const std::string& name) {
-    EXPECT_TRUE(server.waitForCommand("RETR a") && server.waitForCommand("RETR b"));
-    talk.openData();
-    talk.reply("150 Here");
-    talk.sendData(name);
-    talk.closeData();
-    talk.reply("226 Done");
-  });
+  server.on("RETR", sendingOnceAskedFor(server, {"a", "b"}));
   server.start(2);
   const Finished finished = fetch(server.url(), {"--parallel", "2"});
   EXPECT_EQ(finished.exitCode, 0) << finished.errors;

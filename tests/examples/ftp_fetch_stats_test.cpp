@@ -13,7 +13,6 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-using Talk = LittleServer::Talk;
 
 class FtpFetchStats : public testing::Test, protected Fetching {
  protected:
@@ -59,14 +58,7 @@ TEST_F(FtpFetchStats, AreToldAfterWhatFailed) {
 
 /// In lines that fit. Neither of two files is sent before both have been asked for.
 TEST_F(FtpFetchStats, TellOfSessionsSideBySideTogetherAndOfEach) {
-  server.on("RETR", [this](Talk& talk, const std::string& name) {
-    EXPECT_TRUE(server.waitForCommand("RETR a") && server.waitForCommand("RETR b"));
-    talk.openData();
-    talk.reply("150 Here");
-    talk.sendData(name);
-    talk.closeData();
-    talk.reply("226 Done");
-  });
+  server.on("RETR", sendingOnceAskedFor(server, {"a", "b"}));
   server.start(2);
   TerminalProgram program(commandFor(server.url(), {"--stats", "--quiet", "--parallel", "2"}), 40);
   EXPECT_EQ(program.wait(), 0);

@@ -28,8 +28,8 @@ std::string textOf(const Address& address) {
   return text;
 }
 
-/// One of 729: the kernel keeps the ports of ended connections for a minute, and those of a single address do
-/// not last for all the plays of a minute. Each has as long a text as any other.
+/// One of 729, each with as long a text as any other: the kernel keeps the ports of ended connections for a minute, and
+/// those of a single address do not last for all the plays of a minute.
 std::string someHome() {
   static std::mt19937 generator{std::random_device()()};
   std::uniform_int_distribution<int> digit(1, 9);
