@@ -173,8 +173,7 @@ class Run {
     if (server_.connectData()) upInTime(before);
   }
 
-  /// The listener's thread takes the connection when it comes to it, or drops it where the session has been stopped
-  /// meanwhile.
+  /// The listener takes the connection, or drops it where the session has been stopped meanwhile.
   void upInTime(int before) {
     all_.dispatcher.settleUntil([&] { return all_.dataUps > before || server_.data().hasEnded(); },
                                 "a listener takes a connection or drops it");

@@ -345,9 +345,10 @@ TEST_F(Serving, OutlivesTheTransport) {
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   transport.reset();
   EXPECT_TRUE(isWholeLife(generator.consumer(1).events()));
-  RawConnection late = peer();
-  EXPECT_TRUE(late.isEnded());
+  EXPECT_FALSE(server->is_running());
+  EXPECT_THROW(peer(), std::system_error);
   EXPECT_TRUE(server->stopListening(-1));
+  EXPECT_FALSE(server->startListening(loopback()));
   EXPECT_THAT(generator.consumers(), SizeIs(1));
 }
 
@@ -407,12 +408,27 @@ TEST_F(Serving, ThatRunsOutOfDescriptorsStopsAllTheSame) {
   EXPECT_TRUE(remote.isEnded());
 }
 
-TEST_F(Serving, FailsToStopInTimeWhileItsThreadIsHeld) {
+TEST_F(Serving, ListensAgainRightAfterRunningOutOfDescriptors) {
+  if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
+  listen();
+  RawConnection remote = RawConnection::unconnected();
+  {
+    const testing_support::NoMoreDescriptors none;
+    remote.connect(server->address());
+    ASSERT_TRUE(log.waitFor("Tovik: server: accept on " + server->address().printInet() + ": Too many open files"));
+  }
+  EXPECT_TRUE(server->stopListening(-1));
+  listen();
+  RawConnection next = peer();
+  EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
+}
+
+TEST_F(Serving, FailsToStopInTimeWhileItIsHeld) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   listen();
   Latch held;
   Latch released;
-  // Its thread logs that there are no descriptors: a log handler is where a test can hold it.
+  // It logs that there are no descriptors: a log handler is where a test can hold it.
   const auto handler = qk::logging::AddHandler([&](const qk::logging::Record& /*record*/) {
     held.open();
     EXPECT_TRUE(released.waits());
@@ -443,31 +459,70 @@ TEST_F(Serving, IsKilledAndStoppedAndListensAgain) {
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
+TEST_F(Serving, AcceptsOnTheWorkerAndOnNoThreadOfItsOwn) {
+  std::thread::id worker;
+  std::thread::id asked;
+  transport->call([&] { worker = std::this_thread::get_id(); });
+  generator.act = [&] { asked = std::this_thread::get_id(); };
+  const testing_support::Held before = testing_support::heldNow();
+  listen();
+  EXPECT_EQ(testing_support::heldNow().threads, before.threads);
+  RawConnection remote = peer();
+  ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
+  EXPECT_EQ(asked, worker);
+}
+
+TEST_F(Serving, KeepsThemWaitingWhileItIsStoppedAndNotStarted) {
+  EXPECT_FALSE(server->start());
+  listen();
+  EXPECT_FALSE(server->start());
+  server->kill();
+  RawConnection remote = peer();
+  transport->call([] {});
+  EXPECT_THAT(generator.consumers(), IsEmpty());
+  EXPECT_TRUE(server->start());
+  EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
+}
+
+TEST_F(Serving, EndsWithItsTransportLikeEveryOtherOfIt) {
+  std::vector<std::unique_ptr<Server>> servers;
+  for (int i = 0; i < 20; ++i) {
+    servers.push_back(serverWith(*transport));
+    ASSERT_TRUE(servers.back()->startListening(loopback()));
+  }
+  transport.reset();
+  for (const auto& each : servers) {
+    EXPECT_FALSE(each->is_running());
+    EXPECT_THROW(RawConnection::to(each->address()), std::system_error);
+  }
+}
+
 TEST_F(Serving, WaitsForAConnectionNoLongerThanTheLimit) {
-  class Quiet final : public Server {
-   public:
-    using Server::Server;
-    ~Quiet() override { EXPECT_TRUE(stopListening(-1)); }
-    // Leaves the connections to the test.
-    void run(const volatile bool& stopping) override {
-      while (!isSet(stopping)) std::this_thread::yield();
-    }
-  };
-  Quiet quiet(*transport, Protocol::tcp, &generator, "quiet", false, nullptr, nullptr);
-  ASSERT_TRUE(quiet.startListening(loopback()));
+  Latch held;
+  Latch released;
+  std::thread holder([&] {
+    transport->call([&] {
+      held.open();
+      EXPECT_TRUE(released.waits());
+    });
+  });
+  ASSERT_TRUE(held.waits());
+  listen();
   Socket connection;
   Address remote(0);
   Address local(0);
-  const Result none = quiet.waitForConnection(connection, remote, local, 1);
+  const Result none = server->waitForConnection(connection, remote, local, 1);
   EXPECT_FALSE(none);
-  EXPECT_THAT(none.message, HasSubstr(quiet.address().printInet()));
-  RawConnection arriving = RawConnection::to(quiet.address());
-  EXPECT_TRUE(quiet.waitForConnection(connection, remote, local, 30'000));
+  EXPECT_THAT(none.message, HasSubstr(server->address().printInet()));
+  RawConnection arriving = peer();
+  EXPECT_TRUE(server->waitForConnection(connection, remote, local, 30'000));
   EXPECT_TRUE(connection.isOpen());
   EXPECT_EQ(remote, arriving.localAddress());
-  EXPECT_EQ(local, quiet.address());
-  quiet.stop();
-  EXPECT_FALSE(quiet.waitForConnection(connection, remote, local, -1));
+  EXPECT_EQ(local, server->address());
+  server->stop();
+  EXPECT_FALSE(server->waitForConnection(connection, remote, local, -1));
+  released.open();
+  holder.join();
 }
 
 int optionOf(const Socket& socket, int level, int name) {

@@ -10,6 +10,7 @@ namespace tovik {
 
 class Channel;
 class Consumer;
+class TcpConduit;
 class TransportCore;
 
 /// What a transport knows of one consumer: who still holds it, and whether it has been given back.
@@ -34,6 +35,8 @@ class ConsumerRecord final : public EventHandler {
   bool isRetired() const { return (state_.load(std::memory_order_acquire) & retired) != 0; }
 
   void addChannel(std::shared_ptr<Channel> channel) { channels_.push_back(std::move(channel)); }
+  /// Its connections in order of adding, for the transport, whose mutex guards them.
+  std::vector<TcpConduit*>& conduits() { return conduits_; }
 
   /// The turn that a retirement on another thread asks for: ends the consumer's connections.
   void onReady(unsigned events) override;
@@ -46,6 +49,7 @@ class ConsumerRecord final : public EventHandler {
   Consumer& consumer_;
   std::atomic<unsigned> state_{0};  // the retired bit, and the count of holders above it
   std::vector<std::shared_ptr<Channel>> channels_;
+  std::vector<TcpConduit*> conduits_;
 };
 
 }  // namespace tovik

@@ -3,43 +3,68 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+
+#include "tovik/event_handler.h"
+#include "tovik/result.h"
+#include "tovik/timer_queue.h"
 
 namespace tovik {
 
 class Consumer;
 class ConsumerGenerator;
+class Server;
 class Socket;
 class TransportCore;
 
-/// Where accepted connections are handed to their consumers. Lives on while one is on its way, when the server may be
-/// gone already.
+/// Where a server's connections arrive: calls the server on the worker while one waits, and hands it to its consumer.
+/// Lives on while the worker is in it, when the server may be gone already.
 ///
-/// Threads: open and close by the server's owner; admit on the worker.
-class Reception {
+/// Threads:   open, close, wait and isOpen by any thread; the rest on the worker.
+/// Ownership: the server's, and while it is open the transport's too. Borrows the listening socket.
+class Reception final : public EventHandler, public std::enable_shared_from_this<Reception> {
  public:
-  Reception(std::shared_ptr<TransportCore> core, ConsumerGenerator* generator, std::string name);
+  Reception(std::shared_ptr<TransportCore> core, ConsumerGenerator* generator, Server& server);
 
-  void open();
-  /// When it returns the generator is not being called and will not be, save from a call further up this very stack.
+  /// Fails when it is open already, or the transport is closed.
+  Result open(int listening);
+  /// No call of the server begins any more, and no connection is handed over.
   void close();
+  /// The same for a transport that closes before its server stops: who connects then is refused.
+  void end();
+  /// Waits for a call of the server to return, at most limit_ms milliseconds (-1: until it has). On the worker there is
+  /// none, save one further up this very stack.
+  bool wait(int limit_ms);
+  /// Also while the last call of the server is still running.
+  bool isOpen() const;
 
   /// Asks for the connection's consumer and adds it to the transport; closes it where there is none.
   void admit(Socket connection);
+  /// Leaves the server alone for a while.
+  void pause();
+
+  void onReady(unsigned events) override;
+  void onTimer() override;
 
  private:
+  void stopWatching();
+  bool beginCall();
+  void endCall() noexcept;
   void handOver(Socket connection, Consumer& consumer);
-  bool beginAsking();
-  void endAsking() noexcept;
 
   const std::shared_ptr<TransportCore> core_;
   ConsumerGenerator* const generator_;
+  Server& server_;
   const std::string name_;
 
-  std::mutex mutex_;  // guards the members below
-  std::condition_variable asked_;
-  bool open_ = false;
-  bool asking_ = false;
+  std::optional<TimerQueue::Id> pause_;  // the worker's alone
+
+  mutable std::mutex mutex_;  // guards the members below
+  std::condition_variable called_;
+  int listening_ = -1;
+  volatile bool stopping_ = true;  // read by the server without the mutex
+  bool calling_ = false;
 };
 
 }  // namespace tovik

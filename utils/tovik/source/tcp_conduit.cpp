@@ -243,7 +243,7 @@ void TcpConduit::end(int direction) {
   if (upTold_ && !std::exchange(downTold_, true))
     tell([&](Consumer& consumer) { consumer.onChannelDown(channel_.get(), direction); });
   if (std::exchange(inactiveTold_, true)) return;
-  core_->removeConduit(place_);
+  core_->removeConduit(place_, *record_);
   tell([this](Consumer& consumer) { consumer.onConduitInactive(this); });
   core_->letGo(record_);
 }

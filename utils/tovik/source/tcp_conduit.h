@@ -38,7 +38,6 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
 
   /// Conduits of a transport are numbered in order of adding.
   unsigned long long number() const { return number_; }
-  const ConsumerRecord& record() const { return *record_; }
   void setPlace(TransportCore::Conduits::iterator place) { place_ = place; }
 
   void onReady(unsigned events) override;

@@ -1,10 +1,11 @@
 #include "transport_core.h"
 
-#include <iterator>
 #include <utility>
+#include <vector>
 
 #include "consumer_record.h"
 #include "handler_exception.h"
+#include "reception.h"
 #include "tcp_conduit.h"
 #include "tovik/consumer.h"
 #include "tovik/socket.h"
@@ -43,26 +44,36 @@ Result TransportCore::addConduit(Socket socket, bool connected, const std::share
   if (closed_) return failure("transport " + name_ + " is closed");
   const auto conduit = std::make_shared<TcpConduit>(shared_from_this(), record, std::move(socket), connected, name,
                                                     ++conduitsAdded_, limit_ms);
-  conduits_.push_back(conduit);
+  Conduits added{conduit};
+  auto& itsOwn = record->conduits();
+  itsOwn.push_back(conduit.get());
   if (!record->hold()) {
-    conduits_.pop_back();
+    itsOwn.pop_back();
     return failure("the consumer of " + name + " has been given back");
   }
-  conduit->setPlace(std::prev(conduits_.end()));
+  conduit->setPlace(added.begin());
+  conduits_.splice(conduits_.end(), added);
   worker_.schedule(conduit);
   return Success;
 }
 
-void TransportCore::removeConduit(Conduits::iterator place) noexcept {
+void TransportCore::removeConduit(Conduits::iterator place, ConsumerRecord& record) noexcept {
   Conduits removed;  // let go of outside the lock
   const std::lock_guard lock(mutex_);
+  std::erase(record.conduits(), place->get());
   removed.splice(removed.begin(), conduits_, place);
 }
 
-bool TransportCore::schedule(std::shared_ptr<EventHandler> handler) {
+Result TransportCore::addReception(std::shared_ptr<Reception> reception) {
   const std::lock_guard lock(mutex_);
-  if (!closed_) worker_.schedule(std::move(handler));
-  return !closed_;
+  if (closed_) return failure("transport " + name_ + " is closed");
+  receptions_.insert(std::move(reception));
+  return Success;
+}
+
+void TransportCore::removeReception(const std::shared_ptr<Reception>& reception) noexcept {
+  const std::lock_guard lock(mutex_);
+  receptions_.erase(reception);
 }
 
 void TransportCore::retire(Consumer& consumer) {
@@ -99,17 +110,19 @@ void TransportCore::begin() {
 
 void TransportCore::endConduits() { endConduits(nullptr); }
 
-void TransportCore::endConduitsOf(const ConsumerRecord& record) { endConduits(&record); }
+void TransportCore::endConduitsOf(ConsumerRecord& record) { endConduits(&record); }
 
 /// One at a time and up to a mark: a consumer that is told may end others, or begin new ones, which are not meant.
-void TransportCore::endConduits(const ConsumerRecord* record) {
+void TransportCore::endConduits(ConsumerRecord* record) {
   worker_.requireCurrent();
   unsigned long long last = 0;
   {
     const std::lock_guard lock(mutex_);
     last = conduitsAdded_;
   }
-  while (const auto conduit = firstConduit(last, record)) conduit->end(dirLocal);
+  for (auto conduit = firstConduit(record); conduit != nullptr && conduit->number() <= last;
+       conduit = firstConduit(record))
+    conduit->end(dirLocal);
 }
 
 void TransportCore::endConduitsSoon() noexcept {
@@ -118,10 +131,13 @@ void TransportCore::endConduitsSoon() noexcept {
 }
 
 void TransportCore::close() {
+  decltype(receptions_) open;
   {
     const std::lock_guard lock(mutex_);
     closed_ = true;
+    open.swap(receptions_);
   }
+  for (const auto& reception : open) reception->end();
   // The turn that was to begin it may still be to come, when the callbacks are gone.
   begin();
   endConduits();
@@ -149,13 +165,11 @@ std::shared_ptr<ConsumerRecord> TransportCore::recordFor(Consumer& consumer) {
   return record;
 }
 
-std::shared_ptr<TcpConduit> TransportCore::firstConduit(unsigned long long upTo, const ConsumerRecord* record) {
+/// Of one consumer, or of all: the one that was added first.
+std::shared_ptr<TcpConduit> TransportCore::firstConduit(ConsumerRecord* record) {
   const std::lock_guard lock(mutex_);
-  for (const auto& conduit : conduits_) {
-    if (conduit->number() > upTo) break;
-    if (record == nullptr || &conduit->record() == record) return conduit;
-  }
-  return nullptr;
+  if (record == nullptr) return conduits_.empty() ? nullptr : conduits_.front();
+  return record->conduits().empty() ? nullptr : record->conduits().front()->shared_from_this();
 }
 
 }  // namespace tovik

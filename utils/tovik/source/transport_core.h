@@ -3,6 +3,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <tr1/functional>
 #include <unordered_map>
@@ -17,6 +18,7 @@ namespace tovik {
 class Consumer;
 class ConsumerRecord;
 class Factory;
+class Reception;
 class Socket;
 class TcpConduit;
 class ThreadCallbacks;
@@ -24,8 +26,8 @@ class WorkerThread;
 
 /// The part of a transport that lives on for as long as one of its events is on a stack.
 ///
-/// Threads: hold, letGo, addConduit, schedule, retire and endConduitsSoon by any thread; the counters as they say; the
-///          rest on the worker.
+/// Threads: hold, letGo, addConduit, addReception, removeReception, retire and endConduitsSoon by any thread; the
+///          counters as they say; the rest on the worker.
 class TransportCore final : public EventHandler, public std::enable_shared_from_this<TransportCore> {
  public:
   using OnWorker = std::tr1::function<void(WorkerThread*)>;
@@ -50,10 +52,11 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   Result addConduit(Socket socket, bool connected, const std::shared_ptr<ConsumerRecord>& record,
                     const std::string& name, int limit_ms);
   /// Forgets a conduit whose consumer has been told everything.
-  void removeConduit(Conduits::iterator place) noexcept;
+  void removeConduit(Conduits::iterator place, ConsumerRecord& record) noexcept;
 
-  /// Asks for a turn of the handler on the worker; false once the transport is closed.
-  bool schedule(std::shared_ptr<EventHandler> handler);
+  /// Ends the reception with the transport, unless it is removed before. Fails once the transport is closed.
+  Result addReception(std::shared_ptr<Reception> reception);
+  void removeReception(const std::shared_ptr<Reception>& reception) noexcept;
 
   void retire(Consumer& consumer);
 
@@ -63,7 +66,7 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
 
   /// Ends every connection there is now, and has told its consumer when it returns.
   void endConduits();
-  void endConduitsOf(const ConsumerRecord& record);
+  void endConduitsOf(ConsumerRecord& record);
   /// Ends every connection as failed, each in a turn of its own.
   void endConduitsSoon() noexcept;
 
@@ -80,8 +83,8 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   std::shared_ptr<ConsumerRecord> findRecord(Consumer& consumer) const;
   std::shared_ptr<ConsumerRecord> recordFor(Consumer& consumer);
   void destroy(Consumer& consumer, std::unique_lock<std::mutex> lock);
-  void endConduits(const ConsumerRecord* record);
-  std::shared_ptr<TcpConduit> firstConduit(unsigned long long upTo, const ConsumerRecord* record);
+  void endConduits(ConsumerRecord* record);
+  std::shared_ptr<TcpConduit> firstConduit(ConsumerRecord* record);
 
   WorkerThread& worker_;
   const Traits traits_;
@@ -98,6 +101,7 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   bool closed_ = false;
   unsigned long long conduitsAdded_ = 0;
   Conduits conduits_;
+  std::set<std::shared_ptr<Reception>> receptions_;  // the open ones
   std::unordered_map<Consumer*, std::shared_ptr<ConsumerRecord>> records_;
   Leaving* leaving_ = nullptr;  // linked through the stacks of the threads that destroy: that must not need memory
 };

@@ -164,6 +164,10 @@ Result WorkerThread::watchOutput(int descriptor, EventHandler& handler) {
              : systemFailure("epoll_modify");
 }
 
+Result WorkerThread::watchArrivals(int descriptor, EventHandler& handler) {
+  return sys::epoll_add(epoll_.number(), descriptor, EPOLLIN, &handler) == 0 ? Success : systemFailure("epoll_add");
+}
+
 /// Closing would do, were it not for a host that forks: its child holds the connection too for a while, which then goes
 /// on telling of it here.
 void WorkerThread::unwatch(int descriptor) { sys::epoll_remove(epoll_.number(), descriptor); }

@@ -15,13 +15,15 @@ class ConsumerGenerator;
 class Reception;
 class SocketCreationCallback;
 
-/// Listens, on a thread of its own, and hands each accepted connection to the transport's worker, where the generator
-/// is asked for the consumer that serves it.
+/// Listens, and asks the generator on the transport's worker for the consumer that serves each accepted connection.
 ///
-/// Threads:   startListening and stopListening by one owner at a time.
+/// It is a Thread in all that can be asked of it, but takes none from the system: the worker calls `run` while a
+/// connection waits. To make a thread for each transfer would cost more than the transfer.
+///
+/// Threads:   startListening, stopListening and start by one owner at a time; stop, is_running and print by any thread.
 /// Ownership: borrows the generator, the callback and the options, which outlive the listening. May outlive the
-///            transport. The destructor stops listening; accepted connections go on. A derived class stops it in its
-///            own destructor, since the thread calls virtual operations.
+///            transport, with which the listening ends. The destructor stops listening; accepted connections go on. A
+///            derived class stops it in its own destructor, since the worker calls virtual operations.
 class TOVIK_API Server : public ApplicationBase, public Thread {
  public:
   /// The callback is told of the listening socket. Null options: the transport's.
@@ -32,18 +34,26 @@ class TOVIK_API Server : public ApplicationBase, public Thread {
   /// Port 0: any free port, which address() then carries. Fails when it listens already.
   virtual Result startListening(const Address& address);
 
-  /// Stops accepting and waits for the thread, at most limit_ms milliseconds (-1: until it has ended). After success
-  /// the generator is not called any more, and connections that had been accepted but not handed to a consumer
-  /// are closed. Does nothing when it does not listen.
+  /// stop and join, and gives the port back. After success the generator is not called any more, and connections that
+  /// have no consumer yet are closed. Fails when the limit passed. Does nothing when it does not listen.
   virtual Result stopListening(int limit_ms);
 
+  /// Accepts one connection that waits and hands it to its consumer.
   void run(const volatile bool& stopping) override;
 
-  /// Waits for a connection, at most limit_ms milliseconds (-1: until stopped). Fails when the limit passed, when
-  /// stopped, or when the system gave none; running out of descriptors is logged at level 30.
+  /// Waits for a connection, at most limit_ms milliseconds (-1: until there is one). Fails when the limit passed, when
+  /// it does not listen, or when the system gave none. Running out of descriptors is logged at level 30, and the worker
+  /// tries again 100 ms later.
   virtual Result waitForConnection(Socket& connection, Address& remote, Address& local, int limit_ms);
 
+  /// Accepts from now on what connects to the address that startListening has bound, and has called this.
+  Result start() override;
+  /// Accepts nothing more, and does not wait; who connects is kept waiting.
   void stop() override;
+  /// Waits for the generator that is being asked, at most limit_ms milliseconds (-1: until it has answered). True at
+  /// once on the worker, also from inside the generator.
+  bool join(int limit_ms) override;
+  bool is_running() const override;
 
   /// What it listens on, since startListening succeeded.
   const Address& address() const { return address_; }
@@ -53,7 +63,7 @@ class TOVIK_API Server : public ApplicationBase, public Thread {
 
   SocketCreationCallback* const callback_;
   const std::shared_ptr<Reception> reception_;
-  Socket socket_;  // this and the next: constant while the thread runs
+  Socket socket_;  // this and the next: constant while it is running
   Address address_;
 };
 

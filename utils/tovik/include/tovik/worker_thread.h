@@ -24,8 +24,8 @@ namespace tovik {
 
 /// One event loop on one thread. It knows descriptors, turns and timers; what they mean is its handlers' affair.
 ///
-/// Threads: schedule, post, call, isCurrent, bytesReceived and statistics by any thread; the rest on the worker itself.
-/// Errors:  an exception that leaves a handler is logged at level 30 and the loop goes on.
+/// Threads: schedule, post, call, isCurrent, watchArrivals, unwatch, bytesReceived and statistics by any thread; the
+/// rest on the worker itself. Errors:  an exception that leaves a handler is logged at level 30 and the loop goes on.
 class TOVIK_API WorkerThread : private Thread {
  public:
   /// Runs nothing before start.
@@ -59,7 +59,10 @@ class TOVIK_API WorkerThread : private Thread {
   Result watchInput(int descriptor, EventHandler& handler);
   /// Makes a watchInput a watch.
   Result watchOutput(int descriptor, EventHandler& handler);
-  /// To be called before the descriptor is closed.
+  /// Calls the handler in every turn that finds the descriptor with input (level-triggered), until `unwatch`. The
+  /// handler stays alive until a turn that it asks for after that. Any thread.
+  Result watchArrivals(int descriptor, EventHandler& handler);
+  /// To be called before the descriptor is closed. Any thread.
   void unwatch(int descriptor);
   /// The deadlines of the worker's handlers.
   TimerQueue& timers() { return timers_; }
