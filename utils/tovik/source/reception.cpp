@@ -9,8 +9,8 @@
 #include "handler_exception.h"
 #include "system.h"
 #include "tovik/consumer.h"
-#include "tovik/server.h"
 #include "tovik/socket.h"
+#include "tovik/thread.h"
 #include "tovik/worker_thread.h"
 #include "transport_core.h"
 
@@ -22,8 +22,9 @@ constexpr std::chrono::milliseconds pauseLength{100};
 
 }  // namespace
 
-Reception::Reception(std::shared_ptr<TransportCore> core, ConsumerGenerator* generator, Server& server)
-    : core_(std::move(core)), generator_(generator), server_(server), name_(server.ApplicationBase::name()) {}
+Reception::Reception(std::shared_ptr<TransportCore> core, ConsumerGenerator* generator, Thread& server,
+                     std::string name)
+    : core_(std::move(core)), generator_(generator), server_(server), name_(std::move(name)) {}
 
 Result Reception::open(int listening) {
   const std::lock_guard lock(mutex_);

@@ -14,8 +14,8 @@ namespace tovik {
 
 class Consumer;
 class ConsumerGenerator;
-class Server;
 class Socket;
+class Thread;
 class TransportCore;
 
 /// Where a server's connections arrive: calls the server on the worker while one waits, and hands it to its consumer.
@@ -25,7 +25,8 @@ class TransportCore;
 /// Ownership: the server's, and while it is open the transport's too. Borrows the listening socket.
 class Reception final : public EventHandler, public std::enable_shared_from_this<Reception> {
  public:
-  Reception(std::shared_ptr<TransportCore> core, ConsumerGenerator* generator, Server& server);
+  /// Borrows the server, until `wait` has come true after `close`. The name is for logs, and the connections'.
+  Reception(std::shared_ptr<TransportCore> core, ConsumerGenerator* generator, Thread& server, std::string name);
 
   /// Fails when it is open already, or the transport is closed.
   Result open(int listening);
@@ -55,7 +56,7 @@ class Reception final : public EventHandler, public std::enable_shared_from_this
 
   const std::shared_ptr<TransportCore> core_;
   ConsumerGenerator* const generator_;
-  Server& server_;
+  Thread& server_;
   const std::string name_;
 
   std::optional<TimerQueue::Id> pause_;  // the worker's alone

@@ -19,7 +19,7 @@ Server::Server(Transport& transport, Protocol protocol, ConsumerGenerator* gener
     : ApplicationBase(transport, protocol, name, keep_alive, options),
       Thread(name),
       callback_(callback),
-      reception_(std::make_shared<Reception>(core_, generator, *this)) {}
+      reception_(std::make_shared<Reception>(core_, generator, *this, name)) {}
 
 Server::~Server() { static_cast<void>(Server::stopListening(-1)); }
 
