@@ -18,24 +18,28 @@ class TOVIK_API ConnectionCounters {
   /// Whatever is counted here counts in the sum too; null: there is none.
   explicit ConnectionCounters(ConnectionCounters* sum = nullptr) : sum_(sum) {}
 
+  /// A connection was begun: made, or accepted.
   void countBegun() { add(&ConnectionCounters::begun_, 1); }
+  /// It has come up.
   void countUp() { add(&ConnectionCounters::up_, 1); }
-  /// direction: a SocketDir.
+  /// It has ended. direction: a SocketDir.
   void countEnd(int direction) {
     add(direction == dirPeer    ? &ConnectionCounters::endedByPeer_
         : direction == dirLocal ? &ConnectionCounters::endedHere_
                                 : &ConnectionCounters::failed_,
         1);
   }
+  /// Bytes that have arrived.
   void countReceived(unsigned long bytes) { add(&ConnectionCounters::bytesIn_, bytes); }
+  /// Bytes that the worker has sent.
   void countSent(unsigned long bytes) { add(&ConnectionCounters::bytesOut_, bytes); }
-  /// What a thread has sent that is not the worker.
+  /// Bytes that another thread has sent.
   void countSentElsewhere(unsigned long bytes) {
     for (ConnectionCounters* each = this; each != nullptr; each = each->sum_)
       each->bytesOutElsewhere_.fetch_add(bytes, std::memory_order_relaxed);
   }
 
-  /// The ends first: see add.
+  /// All of them, the ends first: see add.
   ConnectionStatistics read() const {
     ConnectionStatistics now;
     now.endedByPeer = get(endedByPeer_);
