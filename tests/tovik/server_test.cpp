@@ -352,6 +352,18 @@ TEST_F(Serving, OutlivesTheTransport) {
   EXPECT_THAT(generator.consumers(), SizeIs(1));
 }
 
+TEST_F(Serving, OutlivesTheWorker) {
+  {
+    const testing_support::Dispatcher passing("passing");
+    Transport own(passing.get(), Traits(), nullptr, nullptr, std::tr1::function<void(WorkerThread*)>(), "own");
+    server = serverWith(own);
+    listen();
+  }
+  EXPECT_FALSE(server->is_running());
+  EXPECT_FALSE(server->start());
+  EXPECT_TRUE(server->stopListening(-1));
+}
+
 TEST_F(Serving, MayBeDestroyedAtAnyMomentWhileConnectionsArrive) {
   for (int round = 0; round < 200; ++round) {
     listen();

@@ -63,9 +63,9 @@ void Reception::stopWatching() {
 }
 
 bool Reception::wait(int limit_ms) {
-  if (core_->worker().isCurrent()) return true;
   std::unique_lock lock(mutex_);
   const auto returned = [this] { return !calling_; };
+  if (returned() || core_->worker().isCurrent()) return true;
   if (limit_ms >= 0) return called_.wait_for(lock, std::chrono::milliseconds(limit_ms), returned);
   called_.wait(lock, returned);
   return true;

@@ -213,6 +213,8 @@ class TOVIK_API DataConnection : public Server {
 
 /// One FTP session: takes one command at a time and tells the client each outcome.
 ///
+/// Threads:   commands from inside the client's callbacks, or by one thread while no reply is outstanding; stop, the
+///            destructor and statistics by any thread at any moment.
 /// Ownership: borrows the client and the thread callbacks, which outlive it. A file that is still held when the
 ///            controller is destroyed, because a failed transfer left it or its end is outstanding, is not freed.
 /// Errors:    operations return a Result at once; one that finds another command in progress fails with that
