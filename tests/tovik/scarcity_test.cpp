@@ -28,16 +28,11 @@ using ::testing::IsEmpty;
 using testing_support::bytesInUse;
 using testing_support::FailingCalls;
 using testing_support::isWholeLife;
+using testing_support::loopback;
 using testing_support::memoryCanBeScarce;
 using testing_support::RawConnection;
 using testing_support::Recorder;
 using testing_support::ScarceMemory;
-
-Address loopback(unsigned short port = 0) {
-  Address address(port);
-  EXPECT_TRUE(address.set_host("127.0.0.1"));
-  return address;
-}
 
 std::unique_ptr<Transport> transportOn(DispatchGenerator* dispatcher) {
   return std::make_unique<Transport>(dispatcher, Traits(), nullptr, nullptr, std::tr1::function<void(WorkerThread*)>(),

@@ -43,13 +43,13 @@ Address ownAddress(int descriptor) {
   return Address(address);
 }
 
-Address loopback() {
-  Address address(0);
+}  // namespace
+
+Address loopback(unsigned short port) {
+  Address address(port);
   if (!address.set_host("127.0.0.1")) throw std::logic_error("127.0.0.1");
   return address;
 }
-
-}  // namespace
 
 RawConnection::RawConnection(Descriptor descriptor) : descriptor_(std::move(descriptor)) {
   const timeval limit{deadline.count(), 0};

@@ -7,6 +7,9 @@
 
 namespace testing_support {
 
+/// Port 0: any free one.
+tovik::Address loopback(unsigned short port = 0);
+
 /// The other end of a connection, in plain blocking calls. What does not happen within the deadline throws.
 class RawConnection {
  public:
