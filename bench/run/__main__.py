@@ -90,8 +90,10 @@ def main():
         served.mkdir()
         work.chmod(0o755)
         servers.make_files(served, plan.sizes())
+        program = vsftpd / "usr/sbin/vsftpd"
         ports = {
-            "vsftpd": stack.enter_context(servers.vsftpd(vsftpd / "usr/sbin/vsftpd", served, work)),
+            "vsftpd": stack.enter_context(servers.vsftpd(program, served, work)),
+            "quick vsftpd": stack.enter_context(servers.vsftpd(program, served, work, one_process=True)),
             "ftp_serve": stack.enter_context(servers.ftp_serve(options.build / "examples/ftp_serve", served)),
         }
         bench = Bench(options.build / "bench/ftp_bench", ports)

@@ -23,12 +23,12 @@ def comparisons(plan):
             "curl": Run("curl-files", "vsftpd", plan.middle),
         },
         "small": {
-            "own": Run("own-files", "vsftpd", plan.small, files),
-            "bare": Run("bare-files", "vsftpd", plan.small, files),
-            "curl": Run("curl-files", "vsftpd", plan.small, dict(count=plan.curl_files)),
-            "multi": Run("curl-swarm", "vsftpd", plan.small, files),
-            "own-active": Run("own-files", "vsftpd", plan.small, files | {"active": True}),
-            "bare-active": Run("bare-files", "vsftpd", plan.small, files | {"active": True}),
+            "own": Run("own-files", "quick vsftpd", plan.small, files),
+            "bare": Run("bare-files", "quick vsftpd", plan.small, files),
+            "curl": Run("curl-files", "quick vsftpd", plan.small, dict(count=plan.curl_files)),
+            "multi": Run("curl-swarm", "quick vsftpd", plan.small, files),
+            "own-active": Run("own-files", "quick vsftpd", plan.small, files | {"active": True}),
+            "bare-active": Run("bare-files", "quick vsftpd", plan.small, files | {"active": True}),
         },
         "swarm": {
             "own": Run("own-swarm", "ftp_serve", plan.small, swarm),

@@ -13,8 +13,8 @@ within each round, and the table has the median of the rounds and, in brackets, 
 
 - Before each run with files of a mebibyte or more, three times the file's size in memory is used and freed again. Where
   the host of a virtual machine takes back free memory, it would otherwise be measured how fast it gives it out.
-- vsftpd serves each session with one process: with two, the one that opens data connections for the other takes most of
-  a small file's time, whoever asks for it.
+- For small files vsftpd is told to serve a session with one process: with two, the one that opens data connections for
+  the other takes most of the time, whoever asks for the file.
 - Logging in is not part of the time, except where it is the work. A file is freed while the next one arrives, the last
   one after the clock has stopped.
 - *Ours* is a `Controller` for each session, all on one worker thread, with the log at its default level.

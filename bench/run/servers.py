@@ -52,12 +52,15 @@ def _greeting(port):
 
 
 @contextmanager
-def vsftpd(program, served, work):
-    """Its port. Anybody may log in as anonymous; everything in served is readable for that account."""
+def vsftpd(program, served, work, one_process=False):
+    """Its port. Anybody may log in as anonymous; everything in served is readable for that account.
+
+    one_process: a session has one process, not a second one that opens the data connections for the first.
+    """
     port = _free_port()
     mark = f"bench {os.getpid()} {port}"
-    (work / "empty").mkdir()
-    configuration = work / "vsftpd.conf"
+    (work / "empty").mkdir(exist_ok=True)
+    configuration = work / f"vsftpd_{port}.conf"
     own_user = os.geteuid() != 0
     configuration.write_text(
         "listen=YES\nlisten_ipv6=NO\nbackground=NO\n"
@@ -68,8 +71,7 @@ def vsftpd(program, served, work):
         f"ftp_username=daemon\nrun_as_launching_user={'YES' if own_user else 'NO'}\n"
         "ascii_download_enable=NO\nmax_clients=0\nmax_per_ip=0\nxferlog_enable=NO\nsession_support=NO\n"
         f"secure_chroot_dir={work / 'empty'}\n"
-        # Else a second process opens each data connection for the first, and takes most of a small file's time.
-        "one_process_model=YES\n"
+        f"one_process_model={'YES' if one_process else 'NO'}\n"
         # The sandbox and the name spaces need a kernel that lets them be; containers often don't.
         "seccomp_sandbox=NO\nisolate=NO\nisolate_network=NO\n"
     )

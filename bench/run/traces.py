@@ -59,7 +59,7 @@ def _self_cost_by_object(lines):
 def traced_runs(plan):
     files = {"active": {"active": True}, "passive": {}}
     return {
-        (who, mode): Run(f"{who}-files", "vsftpd", plan.small, options)
+        (who, mode): Run(f"{who}-files", "quick vsftpd", plan.small, options)
         for mode, options in files.items()
         for who in ("own", "bare")
     }
