@@ -360,6 +360,31 @@ TEST_F(FailingSystemCalls, LoseNothingWhicheverOneItIs) {
   FAIL() << "a life has no end of system calls";
 }
 
+TEST_F(FailingSystemCalls, MayBeLoggedToAHandlerThatDestroysTheServer) {
+  const testing_support::Dispatcher dispatcher("d");
+  bool destroyed = false;
+  // Which call accepts depends on where the worker stands when they begin to be counted.
+  for (int number = 0; !destroyed && number < 10; ++number) {
+    Givers givers;
+    const auto transport = transportOn(dispatcher.get());
+    auto server = std::make_unique<Server>(*transport, Protocol::tcp, &givers, "server", false, nullptr, nullptr);
+    ASSERT_TRUE(server->startListening(loopback()));
+    const Address address = server->address();
+    const auto handler = qk::logging::AddHandler([&](const qk::logging::Record& record) {
+      if (record.text.find("Too many open files") == std::string::npos) return;
+      server.reset();
+      destroyed = true;
+    });
+    {
+      const auto failing = FailingCalls::oneOnly(number);
+      const RawConnection remote = RawConnection::to(address);
+      transport->call([] {});
+    }
+    EXPECT_TRUE(qk::logging::RemoveHandler(handler));
+  }
+  EXPECT_TRUE(destroyed);
+}
+
 TEST_F(FailingSystemCalls, AreRepeatedWhereASignalInterrupts) {
   Life life;
   {

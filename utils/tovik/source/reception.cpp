@@ -127,10 +127,13 @@ void Reception::handOver(Socket connection, Consumer& consumer) {
   const ConsumerHold hold(*core_, consumer);
   if (!hold) return;
   consumer.onNewSocket(connection);
-  const std::lock_guard lock(mutex_);
-  const Result added = stopping_ ? failure("stopped listening")
-                                 : core_->addConduit(std::move(connection), true, hold.record(), name_, -1);
+  const Result added = add(std::move(connection), hold.record());
   if (!added) QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: " << name_ << ": " << added.message;
+}
+
+Result Reception::add(Socket connection, const std::shared_ptr<ConsumerRecord>& consumer) {
+  const std::lock_guard lock(mutex_);
+  return stopping_ ? failure("stopped listening") : core_->addConduit(std::move(connection), true, consumer, name_, -1);
 }
 
 }  // namespace tovik

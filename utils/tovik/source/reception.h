@@ -14,6 +14,7 @@ namespace tovik {
 
 class Consumer;
 class ConsumerGenerator;
+class ConsumerRecord;
 class Socket;
 class Thread;
 class TransportCore;
@@ -53,6 +54,7 @@ class Reception final : public EventHandler, public std::enable_shared_from_this
   bool beginCall();
   void endCall() noexcept;
   void handOver(Socket connection, Consumer& consumer);
+  Result add(Socket connection, const std::shared_ptr<ConsumerRecord>& consumer);
 
   const std::shared_ptr<TransportCore> core_;
   ConsumerGenerator* const generator_;

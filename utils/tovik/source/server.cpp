@@ -82,9 +82,10 @@ Result Server::waitForConnection(Socket& connection, Address& remote, Address& l
   if (error == EAGAIN) return failure("no connection in time on " + address_.printInet());
   Result refused = systemFailure("accept on " + address_.printInet(), error);
   if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM) {
-    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << ApplicationBase::name() << ": " << refused.message;
     // The connection still waits: without a pause the worker would do nothing but try again.
     if (core_->worker().isCurrent()) reception_->pause();
+    // Last, since a log handler may destroy this server.
+    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << ApplicationBase::name() << ": " << refused.message;
   }
   return refused;
 }

@@ -25,7 +25,8 @@ namespace tovik {
 /// One event loop on one thread. It knows descriptors, turns and timers; what they mean is its handlers' affair.
 ///
 /// Threads: schedule, post, call, isCurrent, watchArrivals, unwatch, bytesReceived and statistics by any thread; the
-/// rest on the worker itself. Errors:  an exception that leaves a handler is logged at level 30 and the loop goes on.
+///          rest on the worker itself.
+/// Errors:  an exception that leaves a handler is logged at level 30 and the loop goes on.
 class TOVIK_API WorkerThread : private Thread {
  public:
   /// Runs nothing before start.
