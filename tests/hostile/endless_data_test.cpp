@@ -43,7 +43,7 @@ TEST_P(EndlessData, OfAListingIsGatheredUntilTheHostStops) {
   lists();
   ASSERT_TRUE(client.waits("onConnected"));
   ASSERT_TRUE(comesAbout([this] { return received() >= enough; })) << server.played();
-  if (testing_support::heapIsCounted()) {
+  if (testing_support::heapIsOurs()) {
     EXPECT_GT(growth.highestBytes(), enough);
   }
   EXPECT_TRUE(controller->stop());
@@ -83,7 +83,7 @@ TEST_P(EndlessData, OfShortNamesCostsManyTimesItsSize) {
   const Growth growth;
   lists();
   ASSERT_TRUE(client.waits("onNlst")) << server.played();
-  if (testing_support::heapIsCounted()) {
+  if (testing_support::heapIsOurs()) {
     EXPECT_GT(growth.highestBytes(), 32 * names);
   }
   EXPECT_LT(growth.highestBytes(), 112 * names);

@@ -5,8 +5,9 @@
 
 #include "corpus.h"
 #include "play.h"
+#include "support/failing_calls.h"
+#include "support/heap.h"
 #include "support/leftovers.h"
-#include "support/scarcity.h"
 
 namespace tovik::ftp {
 namespace {
@@ -89,7 +90,7 @@ TEST_P(EveryFailure, OfASystemCallIsToldOrEndsAConnection) {
 }
 
 TEST_P(EveryFailure, OfAnAllocationIsToldOrEndsAConnection) {
-  if (!testing_support::memoryCanBeScarce()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
+  if (!testing_support::heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
   bool failed = true;
   for (int number = 0; failed && !HasFailure(); ++number) {
     SCOPED_TRACE("allocation " + std::to_string(number));

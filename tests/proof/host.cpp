@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "support/scarcity.h"
+#include "support/heap.h"
 
 namespace tovik::ftp {
 

@@ -6,8 +6,8 @@
 #include <random>
 #include <utility>
 
+#include "support/failing_calls.h"
 #include "support/rest.h"
-#include "support/scarcity.h"
 #include "support/waiting.h"
 
 namespace tovik::ftp {

@@ -10,16 +10,16 @@
 #include <thread>
 #include <utility>
 
+#include "support/heap.h"
 #include "support/leftovers.h"
-#include "support/scarcity.h"
 #include "support/waiting.h"
 
 namespace tovik::ftp {
 
 namespace {
 
-using testing_support::bytesInUse;
 using testing_support::ChargedMemory;
+using testing_support::heapInUse;
 using testing_support::Held;
 using testing_support::heldNow;
 
@@ -105,13 +105,13 @@ Played Stage::rehearse(const Scenario& scenario) { return playOnce(scenario, {})
 
 void Stage::play(const Scenario& scenario, Peer::Terms terms, const std::function<void(const Played&)>& judge) {
   const Held before = testing_support::heldAtRest();
-  const long bytesBefore = bytesInUse();
+  const long bytesBefore = heapInUse().bytes;
   judge(playOnce(scenario, terms));
-  settle([&] { return bytesInUse() <= bytesBefore && heldNow() == before; });
+  settle([&] { return heapInUse().bytes <= bytesBefore && heldNow() == before; });
   const Held after = heldNow();
   EXPECT_EQ(after.descriptors, before.descriptors) << "descriptors are left behind";
   EXPECT_EQ(after.threads, before.threads) << "threads are left behind";
-  EXPECT_LE(bytesInUse(), bytesBefore) << "memory is left behind";
+  EXPECT_LE(heapInUse().bytes, bytesBefore) << "memory is left behind";
 }
 
 Played Stage::playOnce(const Scenario& scenario, Peer::Terms terms) {

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "scarce_memory.h"
 #include "standard_error_capture.h"
+#include "support/heap.h"
 
 namespace qk::logging {
 namespace {
@@ -18,9 +18,9 @@ using ::testing::EndsWith;
 /// False: the work ran out of the allocations granted to it.
 template <typename Work>
 bool runsWithin(int allocations, Work work) {
-  const ScarceMemory memory(allocations);
+  const testing_support::ScarceMemory memory(allocations);
   work();
-  return memory.sufficed();
+  return !testing_support::allocationsWereRefused();
 }
 
 /// Runs the work with no allocation, with one, with two … until they suffice, and checks after each time.
@@ -46,7 +46,7 @@ class Memory : public ::testing::Test {
   Memory() { GetThreadLocalStream(); }
 
   void SetUp() override {
-    if (!memoryCanBeScarce()) {
+    if (!testing_support::heapIsOurs()) {
       GTEST_SKIP() << "operator new cannot be replaced in this build";
     }
   }

@@ -1,5 +1,3 @@
-#include "support/scarcity.h"
-
 #include <gmock/gmock.h>
 #include <sys/mman.h>
 #include <tovik/channel.h>
@@ -16,6 +14,8 @@
 #include <ostream>
 #include <string>
 
+#include "support/failing_calls.h"
+#include "support/heap.h"
 #include "tovik_connections.h"
 #include "tovik_fake_channel.h"
 #include "tovik_latch.h"
@@ -25,11 +25,11 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testing_support::bytesInUse;
 using testing_support::FailingCalls;
+using testing_support::heapInUse;
+using testing_support::heapIsOurs;
 using testing_support::isWholeLife;
 using testing_support::loopback;
-using testing_support::memoryCanBeScarce;
 using testing_support::RawConnection;
 using testing_support::Recorder;
 using testing_support::ScarceMemory;
@@ -42,7 +42,7 @@ std::unique_ptr<Transport> transportOn(DispatchGenerator* dispatcher) {
 /// Does something with 0, 1, 2 … allocations granted to this thread, until they suffice.
 template <class Act>
 void withEverMoreMemory(Act&& act) {
-  if (!memoryCanBeScarce()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
+  if (!heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
   for (int granted = 0; granted < 1000; ++granted) {
     act(granted);
     if (!testing_support::allocationsWereRefused()) return;
@@ -57,7 +57,7 @@ class ScarceSockbuf : public ::testing::Test {
 };
 
 TEST_F(ScarceSockbuf, LosesTheWholePieceAndEndsTheConnection) {
-  if (!memoryCanBeScarce()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
+  if (!heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
   const std::string text(600, 'x');
   {
     sockbuf buffer(destination, nullptr);
@@ -71,7 +71,7 @@ TEST_F(ScarceSockbuf, LosesTheWholePieceAndEndsTheConnection) {
 }
 
 TEST_F(ScarceSockbuf, SendsNothingAnyMoreOnceAPieceIsLost) {
-  if (!memoryCanBeScarce()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
+  if (!heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
   const std::string text(600, 'x');
   {
     sockbuf buffer(destination, nullptr);
@@ -173,7 +173,7 @@ TEST_F(ScarceMemoryTest, FailsAListenerWhichListensLater) {
 }
 
 TEST_F(ScarceMemoryTest, EndsAConnectionWhoseOutputCannotBeKept) {
-  if (!memoryCanBeScarce()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
+  if (!heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
   RawConnection remote = peerWhenUp();
   const std::string much(16UL << 20U, 'x');
   {
@@ -201,7 +201,7 @@ class Lean final : public Consumer, public CharHandler {
 };
 
 TEST_F(ScarceMemoryTest, OnTheWorkerEndsAConnectionAndNothingElse) {
-  if (!memoryCanBeScarce()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
+  if (!heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
   bool refused = true;
   for (int granted = 0; refused && granted < 100; ++granted) {
     Lean lean;
@@ -229,7 +229,7 @@ TEST_F(ScarceMemoryTest, OnTheWorkerEndsAConnectionAndNothingElse) {
 class MemoryInUse : public testing_support::Connections {
  protected:
   void SetUp() override {
-    if (!memoryCanBeScarce()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
+    if (!heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
   }
 };
 
@@ -245,9 +245,9 @@ TEST_F(MemoryInUse, DoesNotGrowWithTheConnectionsOfATransport) {
     transport->call([] {});
   };
   for (int i = 0; i < 10; ++i) connectAndRetire();
-  const long before = bytesInUse();
+  const long before = heapInUse().bytes;
   for (int i = 0; i < 500 && !HasFatalFailure(); ++i) connectAndRetire();
-  EXPECT_LT(bytesInUse() - before, 20'000);
+  EXPECT_LT(heapInUse().bytes - before, 20'000);
 }
 
 // What had been handed to the kernel was kept until the queue was empty, which it never was.
@@ -258,13 +258,13 @@ TEST_F(MemoryInUse, DoesNotGrowWhileOutputFlowsThatNeverDrains) {
   const std::string bytes(piece, 'x');
   const auto send = [&] { consumer.channel()->send(bytes.data(), bytes.size()); };
   for (unsigned long i = 0; i < waiting; ++i) send();
-  const long before = bytesInUse();
+  const long before = heapInUse().bytes;
   for (unsigned long i = 0; i < 100; ++i) {
     ASSERT_EQ(remote.receive(piece).size(), piece);
     send();
   }
   transport->call([] {});
-  EXPECT_LT(bytesInUse() - before, static_cast<long>(2 * waiting * piece));
+  EXPECT_LT(heapInUse().bytes - before, static_cast<long>(2 * waiting * piece));
   consumer.channel()->bringDown();
   remote.receiveAll();
 }
@@ -362,27 +362,25 @@ TEST_F(FailingSystemCalls, LoseNothingWhicheverOneItIs) {
 
 TEST_F(FailingSystemCalls, MayBeLoggedToAHandlerThatDestroysTheServer) {
   const testing_support::Dispatcher dispatcher("d");
-  bool destroyed = false;
-  // Which call accepts depends on where the worker stands when they begin to be counted.
-  for (int number = 0; !destroyed && number < 10; ++number) {
-    Givers givers;
-    const auto transport = transportOn(dispatcher.get());
-    auto server = std::make_unique<Server>(*transport, Protocol::tcp, &givers, "server", false, nullptr, nullptr);
-    ASSERT_TRUE(server->startListening(loopback()));
-    const Address address = server->address();
-    const auto handler = qk::logging::AddHandler([&](const qk::logging::Record& record) {
-      if (record.text.find("Too many open files") == std::string::npos) return;
-      server.reset();
-      destroyed = true;
-    });
-    {
-      const auto failing = FailingCalls::oneOnly(number);
-      const RawConnection remote = RawConnection::to(address);
-      transport->call([] {});
-    }
-    EXPECT_TRUE(qk::logging::RemoveHandler(handler));
-  }
-  EXPECT_TRUE(destroyed);
+  Givers givers;
+  const auto transport = transportOn(dispatcher.get());
+  auto server = std::make_unique<Server>(*transport, Protocol::tcp, &givers, "server", false, nullptr, nullptr);
+  ASSERT_TRUE(server->startListening(loopback()));
+  testing_support::Latch destroyed;
+  const auto handler = qk::logging::AddHandler([&](const qk::logging::Record& record) {
+    EXPECT_NE(record.text.find("Too many open files"), std::string::npos);
+    server.reset();
+    destroyed.open();
+  });
+  std::unique_ptr<FailingCalls> failing;
+  RawConnection remote;
+  transport->call([&] {
+    // The worker's next calls: it waits, and accepts.
+    failing.reset(new FailingCalls(FailingCalls::oneOnly(1)));
+    remote = RawConnection::to(server->address());
+  });
+  EXPECT_TRUE(destroyed.waits());
+  EXPECT_TRUE(qk::logging::RemoveHandler(handler));
 }
 
 TEST_F(FailingSystemCalls, AreRepeatedWhereASignalInterrupts) {

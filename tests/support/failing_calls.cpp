@@ -1,6 +1,5 @@
-#include "scarcity.h"
+#include "failing_calls.h"
 
-#include <malloc.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/epoll.h>
@@ -10,31 +9,9 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
-#include <cstdlib>
 #include <initializer_list>
-#include <limits>
-#include <new>
-#include <utility>
-
-// clang's thread sanitizer links its own operator new as a strong symbol.
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define OPERATOR_NEW_IS_TAKEN
-#endif
-#endif
 
 namespace {
-
-constexpr int plenty = std::numeric_limits<int>::max();
-
-thread_local int allocationsLeft = plenty;
-thread_local bool refused = false;
-thread_local int spared = 0;
-
-std::atomic<bool> oneAllocationFails{false};
-std::atomic<int> allocationsBefore{0};
-std::atomic<bool> allocationFailed{false};
-std::atomic<long> inUse{0};
 
 std::atomic<bool> fails{false};
 std::atomic<bool> interrupts{false};
@@ -76,50 +53,6 @@ bool isInterrupted(Repeatable kind) {
 }
 
 }  // namespace
-
-#ifndef OPERATOR_NEW_IS_TAKEN
-
-namespace {
-
-bool allocationIsToFail() {
-  if (!oneAllocationFails.load(std::memory_order_relaxed) || spared > 0) return false;
-  if (allocationsBefore.fetch_sub(1) != 0) return false;
-  allocationFailed = true;
-  return true;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  if (allocationsLeft == 0) {
-    refused = true;
-    throw std::bad_alloc();
-  }
-  if (allocationsLeft != plenty) --allocationsLeft;
-  if (allocationIsToFail()) throw std::bad_alloc();
-  void* const memory = std::malloc(size == 0 ? 1 : size);
-  if (memory == nullptr) throw std::bad_alloc();
-  inUse.fetch_add(static_cast<long>(::malloc_usable_size(memory)), std::memory_order_relaxed);
-  return memory;
-}
-
-// Replaced as well, since a sanitizer's own would not fit the operator delete below.
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  try {
-    return operator new(size);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
-
-void operator delete(void* memory) noexcept {
-  if (memory != nullptr) inUse.fetch_sub(static_cast<long>(::malloc_usable_size(memory)), std::memory_order_relaxed);
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept { operator delete(memory); }
-void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept { operator delete(memory); }
-
-#endif
 
 // The linker puts wrap_NAME in the place of tovik::sys::NAME, and real_NAME stands for that function itself.
 #define REPLACES(result, name, mangled, ...)              \
@@ -200,43 +133,6 @@ REPLACES(int, poll, "_ZN5tovik3sys4pollEP6pollfdmi", pollfd* descriptors, nfds_t
 }
 
 namespace testing_support {
-
-bool memoryCanBeScarce() {
-#ifdef OPERATOR_NEW_IS_TAKEN
-  return false;
-#else
-  return true;
-#endif
-}
-
-long bytesInUse() { return inUse.load(); }
-
-void grantAllocations(int count) {
-  allocationsLeft = count;
-  refused = false;
-}
-
-void grantAllocationsFreely() { allocationsLeft = plenty; }
-
-bool allocationsWereRefused() { return refused; }
-
-FailingAllocation::FailingAllocation(int number) {
-  allocationsBefore = number;
-  allocationFailed = false;
-  oneAllocationFails = true;
-}
-
-FailingAllocation::~FailingAllocation() { oneAllocationFails = false; }
-
-bool FailingAllocation::hasFailed() { return allocationFailed.load(); }
-
-SparedMemory::SparedMemory() { ++spared; }
-
-SparedMemory::~SparedMemory() { --spared; }
-
-ChargedMemory::ChargedMemory() : spared_(std::exchange(spared, 0)) {}
-
-ChargedMemory::~ChargedMemory() { spared = spared_; }
 
 unsigned long long Reception::bytes() { return receivedBytes.load(); }
 
