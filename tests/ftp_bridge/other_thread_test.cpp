@@ -30,10 +30,7 @@ TEST_P(EndDuring, StopsOnAnotherThread) {
 }
 
 TEST_P(EndDuring, DestroysTheControllerOnAnotherThread) {
-  endsDuring([&] {
-    freeWhatAFailedTransferLeft();
-    controller.reset();
-  });
+  endsDuring([&] { destroyController(); });
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, EndDuring, ::testing::ValuesIn(occasions()),
@@ -92,10 +89,7 @@ TEST_P(EndAmidATransfer, StopsOnAnotherThread) {
 }
 
 TEST_P(EndAmidATransfer, DestroysTheControllerOnAnotherThread) {
-  endsAmidIt([&] {
-    freeWhatAFailedTransferLeft();
-    controller.reset();
-  });
+  endsAmidIt([&] { destroyController(); });
 }
 
 INSTANTIATE_TEST_SUITE_P(At, EndAmidATransfer, ::testing::ValuesIn(moments()),

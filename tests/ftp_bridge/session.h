@@ -28,8 +28,7 @@ class Session : public ::testing::Test {
 
   void TearDown() override {
     EXPECT_TRUE(server.played());
-    freeWhatAFailedTransferLeft();
-    controller.reset();
+    destroyController();
     EXPECT_EQ(client.callsOf("onDisconnected"), disconnections);
     for (const auto& entry : log.entries()) {
       EXPECT_FALSE(entry.file.empty());
@@ -41,6 +40,13 @@ class Session : public ::testing::Test {
   /// The controller's destructor does not.
   void freeWhatAFailedTransferLeft() {
     if (controller != nullptr) onWorker([this] { delete std::exchange(controller->received, nullptr); });
+  }
+  /// At any moment: what it leaves may still arrive until it tells of the end of the control connection.
+  void destroyController() {
+    freeWhatAFailedTransferLeft();
+    client.whenever("onDisconnected", [going = controller.get()] { delete std::exchange(going->received, nullptr); });
+    controller.reset();
+    client.whenever("onDisconnected", nullptr);
   }
 
   /// Connects from 127.0.0.2.

@@ -48,8 +48,7 @@ TEST_P(DeafServer, DoesNotKeepTheControllerFromGoingWithAllThatWasSent) {
   if (testing_support::heapIsOurs()) {
     EXPECT_GT(growth.bytes(), tooMuch / 4);
   }
-  freeWhatAFailedTransferLeft();
-  controller.reset();
+  destroyController();
   EXPECT_TRUE(comesAbout([&] { return growth.bytes() < workersOwn; })) << growth.bytes();
 }
 

@@ -1,9 +1,6 @@
 #include <gmock/gmock.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
 #include <tovik/channel.h>
 #include <tovik/conduit.h>
-#include <tovik/factory.h>
 
 #include <atomic>
 #include <string>
@@ -45,10 +42,6 @@ class Connection : public testing_support::Connections {
   void expectEvents(const Events& events) {
     EXPECT_TRUE(consumer.waitsFor("onConduitInactive"));
     EXPECT_EQ(consumer.events(), events);
-  }
-  /// Waits until everything that stood before the worker so far is done.
-  void letTheWorkerPass() {
-    for (int turn = 0; turn < 3; ++turn) transport->call([] {});
   }
 };
 
@@ -318,110 +311,6 @@ TEST_F(FirstByteLimit, GivesWayToAShorterLimitOnConnecting) {
   ASSERT_TRUE(connect(*transport, consumer, mute.address(), 10));
   expectEvents({"onNewConduit", "onConduitInactive"});
   EXPECT_EQ(patient.heard()->count("onConduitInactive"), 0);
-}
-
-struct SocketState {
-  int noDelay = -1;
-  int keepAlive = -1;
-  int sendBuffer = -1;
-  int receiveBuffer = -1;
-};
-
-int optionOf(const Socket& socket, int level, int name) {
-  int value = -1;
-  socklen_t size = sizeof value;
-  EXPECT_EQ(::getsockopt(socket.number(), level, name, &value, &size), 0);
-  return value;
-}
-
-SocketState stateOf(const Socket& socket) {
-  return {optionOf(socket, IPPROTO_TCP, TCP_NODELAY), optionOf(socket, SOL_SOCKET, SO_KEEPALIVE),
-          optionOf(socket, SOL_SOCKET, SO_SNDBUF), optionOf(socket, SOL_SOCKET, SO_RCVBUF)};
-}
-
-class ConnectionSocket : public Connection {
- protected:
-  ConnectionSocket() {
-    consumer.socketAct = [this](Socket& socket) { state = stateOf(socket); };
-  }
-  void connectWith(bool keepAlive, SocketOptions* options) {
-    Client client(*transport, Protocol::tcp, consumer, "client", keepAlive, options);
-    EXPECT_TRUE(client.setup_and_connect(listener.address(), Address(0), -1));
-  }
-  SocketState state;
-};
-
-TEST_F(ConnectionSocket, IsToldOfOnTheCallingThreadBeforeItConnects) {
-  std::thread::id thread;
-  Address remote(1);
-  consumer.socketAct = [&](Socket& socket) {
-    thread = std::this_thread::get_id();
-    remote = socket.remoteAddress();
-    EXPECT_TRUE(socket.isOpen());
-  };
-  connectWith(false, nullptr);
-  EXPECT_EQ(thread, std::this_thread::get_id());
-  EXPECT_EQ(remote, Address(0));
-}
-
-TEST_F(ConnectionSocket, HasNoDelayAndNoKeepAliveAtFirst) {
-  connectWith(false, nullptr);
-  EXPECT_EQ(state.noDelay, 1);
-  EXPECT_EQ(state.keepAlive, 0);
-}
-
-TEST_F(ConnectionSocket, KeepsAliveWhereAsked) {
-  connectWith(true, nullptr);
-  EXPECT_EQ(state.keepAlive, 1);
-}
-
-TEST_F(ConnectionSocket, HasTheOptionsOfTheClient) {
-  SocketOptions options;
-  options.no_delay = false;
-  options.send_buffer_bytes = 40'000;
-  options.receive_buffer_bytes = 50'000;
-  connectWith(false, &options);
-  EXPECT_EQ(state.noDelay, 0);
-  // The kernel doubles what it is asked for.
-  EXPECT_EQ(state.sendBuffer, 80'000);
-  EXPECT_EQ(state.receiveBuffer, 100'000);
-}
-
-TEST_F(ConnectionSocket, HasTheOptionsOfTheTransportWhereTheClientHasNone) {
-  Traits traits;
-  traits.no_delay = false;
-  transport = transportWith(traits);
-  connectWith(false, nullptr);
-  EXPECT_EQ(state.noDelay, 0);
-}
-
-class OwnSockets final : public Factory {
- public:
-  Result makeSocket(Protocol protocol, Socket& socket) override {
-    ++made;
-    return works ? socket.open(protocol) : failure("no socket today");
-  }
-  int made = 0;
-  bool works = true;
-};
-
-TEST_F(ConnectionSocket, ComesFromTheFactory) {
-  OwnSockets factory;
-  transport = transportWith({}, nullptr, &factory);
-  RawConnection remote = peerWhenUp();
-  EXPECT_EQ(factory.made, 1);
-  EXPECT_EQ(state.noDelay, 1);
-  transport.reset();
-}
-
-TEST_F(ConnectionSocket, ThatTheFactoryRefusesIsAFailureWithItsText) {
-  OwnSockets factory;
-  factory.works = false;
-  transport = transportWith({}, nullptr, &factory);
-  EXPECT_EQ(connect(*transport, consumer, listener.address()).message, "no socket today");
-  letTheWorkerPass();
-  EXPECT_THAT(consumer.events(), IsEmpty());
-  transport.reset();
 }
 
 TEST_F(Connection, IsServedBesideMoreOthersThanOneTurnHolds) {

@@ -13,6 +13,7 @@
 #include "support/leftovers.h"
 #include "tovik_descriptor_limit.h"
 #include "tovik_serving.h"
+#include "tovik_socket_option.h"
 
 namespace tovik {
 namespace {
@@ -24,16 +25,10 @@ using testing_support::Events;
 using testing_support::HeldWorker;
 using testing_support::Latch;
 using testing_support::loopback;
+using testing_support::optionOf;
 using testing_support::RawConnection;
 using testing_support::Recorder;
 using testing_support::Serving;
-
-int optionOf(const Socket& socket, int level, int name) {
-  int value = -1;
-  socklen_t size = sizeof value;
-  EXPECT_EQ(::getsockopt(socket.number(), level, name, &value, &size), 0);
-  return value;
-}
 
 TEST_F(Serving, ListensOnAPortOfTheSystemsChoice) {
   listen();

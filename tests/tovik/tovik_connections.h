@@ -44,6 +44,11 @@ class Connections : public LeavesNothing {
     return connection;
   }
 
+  /// Waits until everything that stood before the worker so far is done.
+  void letTheWorkerPass() {
+    for (int turn = 0; turn < 3; ++turn) transport->call([] {});
+  }
+
   /// A further consumer that outlives the transport.
   Recorder& another() { return others.emplace_back(); }
 
