@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "support/leftovers.h"
 #include "tovik_descriptor_limit.h"
@@ -114,6 +115,26 @@ TEST_F(Serving, LogsAnExceptionOfOnNewSocketAndGoesOn) {
   transport->call([this] { generator.prepare = nullptr; });
   RawConnection next = peer();
   EXPECT_TRUE(generator.consumer(2).waitsFor("onChannelUp"));
+}
+
+TEST_F(Serving, LogsAnExceptionOfRunAndGoesOn) {
+  class ThrowsOnce final : public Server {
+   public:
+    using Server::Server;
+    ~ThrowsOnce() override { EXPECT_TRUE(stopListening(-1)); }
+    void run(const volatile bool& stopping) override {
+      if (!std::exchange(thrown_, true)) throw std::runtime_error("boom");
+      Server::run(stopping);
+    }
+
+   private:
+    bool thrown_ = false;
+  };
+  server = std::make_unique<ThrowsOnce>(*transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
+  listen();
+  RawConnection remote = peer();
+  EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
+  EXPECT_TRUE(log.waitFor("Tovik: server: exception in a handler: boom"));
 }
 
 TEST_F(Serving, ListensOnlyOnceAtATime) {
