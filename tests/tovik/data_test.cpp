@@ -75,6 +75,18 @@ TEST_F(Data, BehindAnUrgentByteArrivesThoughThePeerHasEnded) {
   EXPECT_EQ(consumer.data(), "beforebehind");
 }
 
+TEST_F(Data, BehindAnUrgentByteArrivesThoughNothingFollows) {
+  Latch sent;
+  consumer.when("onChannelUp", [&] { EXPECT_TRUE(sent.waits()); });
+  RawConnection remote = peer();
+  remote.send("before");
+  remote.sendUrgent('!');
+  remote.send("behind");
+  sent.open();
+  ASSERT_TRUE(consumer.waitsForData(12)) << consumer.data();
+  EXPECT_EQ(consumer.data(), "beforebehind");
+}
+
 TEST_F(Data, LeavesWholeAndInOrderThoughThePeerReadsLate) {
   RawConnection remote = peerWhenUp();
   const std::string bytes = bytesOf(many);

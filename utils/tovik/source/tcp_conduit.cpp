@@ -77,9 +77,10 @@ void TcpConduit::begin() {
 void TcpConduit::advance(unsigned events) {
   if (stage_ == Stage::connecting && (events & (EPOLLOUT | EPOLLERR | EPOLLHUP)) != 0) finishConnecting(events);
   if (stage_ == Stage::up) {
-    if ((events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0) {
-      peerEnded_ = true;
-      allArrived_ = (events & (EPOLLHUP | EPOLLERR | EPOLLPRI)) == 0;
+    if (events != 0) {
+      peerEnded_ = (events & EPOLLRDHUP) != 0;
+      // A receive stops before an urgent byte, whatever is behind it; an error is there to be received too.
+      shortIsLast_ = (events & (EPOLLPRI | EPOLLHUP | EPOLLERR)) == 0;
     }
     // Where sending failed, what the peer sent before (why it closed, say) may still be there to receive.
     const int requested = requestedEnd_.load(std::memory_order_acquire);
@@ -131,10 +132,10 @@ void TcpConduit::receive() {
     const auto size = static_cast<unsigned long>(received);
     handOn(Buffer(buffer.curr(), size));
     if (!delivers()) return;
-    if (size == buffer.remaining()) continue;
-    // The socket is empty; what arrives from now on is a new edge. Not so when its end was seen: that edge is used up.
-    if (allArrived_) return end(dirPeer);
-    if (!peerEnded_) return;
+    if (size == buffer.remaining() || !shortIsLast_) continue;
+    // What arrives from now on is a new edge; the end is none when it has been seen.
+    if (peerEnded_) end(dirPeer);
+    return;
   }
   receivesOn_ = true;
   core_->worker().schedule(shared_from_this());

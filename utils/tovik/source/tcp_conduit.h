@@ -91,8 +91,8 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
   bool inactiveTold_ = false;
   bool muted_ = false;       // brought down on the worker: no more data for the consumer
   bool silenced_ = false;    // an exception left an event: the consumer hears no more of this conduit
-  bool peerEnded_ = false;   // the kernel has seen the end of the peer's data
-  bool allArrived_ = false;  // and no error: once the socket is empty, that end is all that is left to receive
+  bool peerEnded_ = false;   // the kernel has the end of the peer's data
+  bool shortIsLast_ = true;  // a receive of less than asked for has emptied the socket
   bool receivesOn_ = false;  // has given way to others with data left to receive
   bool anyReceived_ = false;
   TimerQueue::Time begunAt_;
