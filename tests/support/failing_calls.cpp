@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 
 #include <array>
 #include <atomic>
@@ -18,6 +19,7 @@ std::atomic<bool> interrupts{false};
 std::atomic<int> callsLeft{0};
 std::atomic<unsigned> chosenError{0};
 std::atomic<bool> failed{false};
+std::atomic<bool> harmed{false};
 
 std::atomic<unsigned long long> receivedBytes{0};
 const int receivedNews = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -25,8 +27,9 @@ const int receivedNews = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 enum Repeatable : unsigned { accepting, receiving, sending, sendingFile, waiting, polling, repeatableCount };
 thread_local std::array<unsigned, repeatableCount> calls{};
 
-/// A send that the kernel takes one byte of.
+/// A send that the kernel takes one byte of, and a receive of one byte before the others have arrived.
 constexpr int shortWrite = -1;
+constexpr int shortRead = -2;
 /// An error that SO_ERROR tells of, instead of one of asking for it.
 constexpr int pending(int error) { return -error; }
 
@@ -34,8 +37,10 @@ constexpr int pending(int error) { return -error; }
 int failure(std::initializer_list<int> errors) {
   if (!fails.load() || callsLeft.fetch_sub(1) != 0) return 0;
   if (chosenError >= errors.size()) return 0;
+  const int error = errors.begin()[chosenError];
   failed = true;
-  return errors.begin()[chosenError];
+  harmed = error != EINTR && error != shortWrite && error != shortRead;
+  return error;
 }
 
 bool failsNow(std::initializer_list<int> errors) {
@@ -50,6 +55,16 @@ bool isInterrupted(Repeatable kind) {
   failed = true;
   errno = EINTR;
   return true;
+}
+
+/// Receives one byte, and has the kernel tell of the others as of news: a changed low-water mark makes it look again.
+ssize_t receiveShort(int descriptor, void* data) {
+  const ssize_t received = ::recv(descriptor, data, 1, 0);
+  const int error = errno;
+  const int lowest = 1;
+  if (received > 0) ::setsockopt(descriptor, SOL_SOCKET, SO_RCVLOWAT, &lowest, sizeof lowest);
+  errno = error;
+  return received;
 }
 
 }  // namespace
@@ -93,8 +108,10 @@ REPLACES(int, getsockopt, "_ZN5tovik3sys10getsockoptEiiiRi", int descriptor, int
 }
 REPLACES(ssize_t, recv, "_ZN5tovik3sys4recvEiPvm", int descriptor, void* data, size_t size) {
   if (isInterrupted(receiving)) return -1;
-  if (failsNow({ECONNRESET, ETIMEDOUT, ENOBUFS, EINTR})) return -1;
-  const ssize_t received = real_recv(descriptor, data, size);
+  const int failing = failure({ECONNRESET, ETIMEDOUT, ENOBUFS, EINTR, shortRead});
+  if (failing > 0) errno = failing;
+  if (failing > 0) return -1;
+  const ssize_t received = failing == shortRead ? receiveShort(descriptor, data) : real_recv(descriptor, data, size);
   if (received > 0) {
     const int error = errno;
     receivedBytes += static_cast<unsigned long long>(received);
@@ -157,5 +174,7 @@ FailingCalls::~FailingCalls() {
 }
 
 bool FailingCalls::anyFailed() { return failed.load(); }
+
+bool FailingCalls::anyHarmed() { return failed.load() && harmed.load(); }
 
 }  // namespace testing_support

@@ -26,6 +26,8 @@ class FailingCalls {
   ~FailingCalls();
 
   static bool anyFailed();
+  /// Whether one failed that is not made up for by calling once more, as an interrupted one is and a short one.
+  static bool anyHarmed();
 
  private:
   FailingCalls(int number, unsigned error, bool interrupts);
