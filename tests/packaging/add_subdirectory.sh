@@ -3,7 +3,7 @@
 # language standard stays its own, and nothing but its own program is installed.
 source "$(dirname "$0")/common.sh"
 
-build_consumer add_subdirectory -DTOVIK="$SOURCE_DIR" \
+build_consumer add_subdirectory -DTOVIK="$SOURCE_DIR" -DCMAKE_UNITY_BUILD=ON \
   -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON
 serve "$FTP_SERVE"
 expect_session add_subdirectory-build/session
