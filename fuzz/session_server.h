@@ -107,6 +107,8 @@ class SessionServer {
     tovik::Socket socket;
     bool connected = false;
     if (!socket.open(tovik::Protocol::tcp) || !socket.connect(localHost(announced_), connected)) return false;
+    // Where nobody listens the kernel may choose that very port, and connect the socket to itself.
+    if (socket.localAddress() == localHost(announced_)) return false;
     data_.open(std::move(socket));
     return true;
   }
