@@ -1,3 +1,5 @@
+#include <sys/socket.h>
+
 #include <string>
 
 #include "hostile_session.h"
@@ -13,6 +15,12 @@ std::string everyByteBut(const std::string& excluded) {
   for (int value = 0; value < 256; ++value)
     if (excluded.find(static_cast<char>(value)) == std::string::npos) bytes += static_cast<char>(value);
   return bytes + "x";
+}
+
+void sendUrgentBetween(const LoopbackSocket& socket, const std::string& before, const std::string& behind) {
+  socket.send(before);
+  EXPECT_EQ(::send(socket.number(), "!", 1, MSG_OOB), 1);
+  socket.send(behind);
 }
 
 /// Bytes in replies and names that no text should hold.
@@ -62,6 +70,14 @@ TEST_F(OddBytes, MayFollowACodeAtOnce) {
   EXPECT_EQ(client.lines().back(), "onCwd " + std::string("\0Done", 5));
 }
 
+TEST_F(OddBytes, ThatAreUrgentAreLeftOutOfAReply) {
+  server.expect("PWD").onControl(
+      "an urgent byte", [](const LoopbackSocket& control) { sendUrgentBetween(control, "257 \"/a", "b\"\r\n"); });
+  onceLoggedIn([this] { EXPECT_TRUE(controller->getPwd()); });
+  ASSERT_TRUE(client.waits("onPwd")) << server.played();
+  EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onPwd /ab"));
+}
+
 class OddBytesInATransfer : public HostileInMode {
  protected:
   OddBytesInATransfer() { server.login(); }
@@ -85,6 +101,16 @@ TEST_P(OddBytesInATransfer, AreKeptInFilesAndTheirReplies) {
   ASSERT_TRUE(client.waits("onRetrieve")) << server.played();
   EXPECT_EQ(*client.content(), content);
   EXPECT_EQ(client.lines().back(), "onRetrieve file | " + text + " | 258 bytes");
+}
+
+TEST_P(OddBytesInATransfer, ThatAreUrgentAreLeftOutOfAFile) {
+  negotiate(GetParam()).reply("150 Soon").onData("an urgent byte", [](const LoopbackSocket& data) {
+    sendUrgentBetween(data, "one ", "two");
+  });
+  server.closeData().reply("226 Done");
+  retrieves(GetParam());
+  ASSERT_TRUE(client.waits("onRetrieve")) << server.played();
+  EXPECT_EQ(*client.content(), "one two");
 }
 
 IN_BOTH_MODES(OddBytesInATransfer);
