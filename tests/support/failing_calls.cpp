@@ -60,10 +60,8 @@ bool isInterrupted(Repeatable kind) {
 /// Receives one byte, and has the kernel tell of the others as of news: a changed low-water mark makes it look again.
 ssize_t receiveShort(int descriptor, void* data) {
   const ssize_t received = ::recv(descriptor, data, 1, 0);
-  const int error = errno;
   const int lowest = 1;
   if (received > 0) ::setsockopt(descriptor, SOL_SOCKET, SO_RCVLOWAT, &lowest, sizeof lowest);
-  errno = error;
   return received;
 }
 
@@ -108,27 +106,27 @@ REPLACES(int, getsockopt, "_ZN5tovik3sys10getsockoptEiiiRi", int descriptor, int
 }
 REPLACES(ssize_t, recv, "_ZN5tovik3sys4recvEiPvm", int descriptor, void* data, size_t size) {
   if (isInterrupted(receiving)) return -1;
-  const int failing = failure({ECONNRESET, ETIMEDOUT, ENOBUFS, EINTR, shortRead});
-  if (failing > 0) errno = failing;
-  if (failing > 0) return -1;
-  const ssize_t received = failing == shortRead ? receiveShort(descriptor, data) : real_recv(descriptor, data, size);
+  const int error = failure({ECONNRESET, ETIMEDOUT, ENOBUFS, EINTR, shortRead});
+  if (error > 0) errno = error;
+  if (error > 0) return -1;
+  const ssize_t received = error == shortRead ? receiveShort(descriptor, data) : real_recv(descriptor, data, size);
   if (received > 0) {
-    const int error = errno;
     receivedBytes += static_cast<unsigned long long>(received);
     eventfd_write(receivedNews, 1);
-    errno = error;
   }
   return received;
 }
 REPLACES(ssize_t, send, "_ZN5tovik3sys4sendEiPKvm", int descriptor, const void* data, size_t size) {
   if (isInterrupted(sending)) return -1;
   const int error = failure({EPIPE, ECONNRESET, ENOBUFS, ETIMEDOUT, EINTR, shortWrite});
-  if (error == shortWrite) return real_send(descriptor, data, 1);
-  if (error != 0) errno = error;
-  return error != 0 ? -1 : real_send(descriptor, data, size);
+  if (error > 0) errno = error;
+  return error > 0 ? -1 : real_send(descriptor, data, error == shortWrite ? 1 : size);
 }
 REPLACES(ssize_t, sendfile, "_ZN5tovik3sys8sendfileEiiRlm", int descriptor, int file, off_t& offset, size_t size) {
-  return isInterrupted(sendingFile) || failsNow({EIO}) ? -1 : real_sendfile(descriptor, file, offset, size);
+  if (isInterrupted(sendingFile)) return -1;
+  const int error = failure({EIO, shortWrite});
+  if (error > 0) errno = error;
+  return error > 0 ? -1 : real_sendfile(descriptor, file, offset, error == shortWrite ? 1 : size);
 }
 REPLACES(int, epoll_create, "_ZN5tovik3sys12epoll_createEv") {
   return failsNow({EMFILE, ENFILE}) ? -1 : real_epoll_create();
