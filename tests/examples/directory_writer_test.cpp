@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "support/sample_bytes.h"
 #include "temp_directory.h"
 
 namespace ftp_fetch {

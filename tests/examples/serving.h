@@ -4,6 +4,7 @@
 
 #include "ftp_serve/ftp_server.h"
 #include "support/leftovers.h"
+#include "support/sample_bytes.h"
 #include "temp_directory.h"
 
 namespace testing_support {

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -33,7 +33,9 @@ class TempDirectory {
 
   std::string read(const std::string& name) const {
     std::ifstream file(path_ / name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
   }
 
   /// The names in it, hidden ones too, sorted.
@@ -47,16 +49,5 @@ class TempDirectory {
  private:
   std::filesystem::path path_;
 };
-
-/// Bytes of every value, zeros and line ends among them, that repeat late.
-inline std::string sampleBytes(std::size_t size) {
-  std::string bytes(size, '\0');
-  unsigned state = 1;
-  for (char& byte : bytes) {
-    state = state * 1664525U + 1013904223U;
-    byte = static_cast<char>(state >> 24U);
-  }
-  return bytes;
-}
 
 }  // namespace testing_support

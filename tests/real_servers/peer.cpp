@@ -16,10 +16,13 @@ test_servers::ServerKind kindOf(const std::string& name) {
 std::string withReturns(const std::string& content, bool afterReturnsToo) {
   std::string result;
   result.reserve(content.size() + content.size() / 64);
-  for (const char c : content) {
-    if (c == '\n' && (afterReturnsToo || result.empty() || result.back() != '\r')) result += '\r';
-    result += c;
+  std::size_t taken = 0;
+  for (auto end = content.find('\n'); end != std::string::npos; end = content.find('\n', end + 1)) {
+    result.append(content, taken, end - taken);
+    if (afterReturnsToo || end == 0 || content[end - 1] != '\r') result += '\r';
+    taken = end;
   }
+  result.append(content, taken);
   return result;
 }
 

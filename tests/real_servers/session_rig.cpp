@@ -95,6 +95,10 @@ void WithServer::put(const std::string& name, const std::string& content) const 
   std::filesystem::permissions(path, std::filesystem::perms(0644));
 }
 
+void WithServer::link(const std::string& name, const std::string& further) const {
+  std::filesystem::create_hard_link(root_.path() / name, root_.path() / further);
+}
+
 void WithServer::makeDirectory(const std::string& name) const {
   const auto path = root_.path() / name;
   std::filesystem::create_directory(path);

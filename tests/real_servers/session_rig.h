@@ -60,6 +60,7 @@ class WithServer : public testing::Test {
 
   /// Adds a file, or a directory, to the server's root.
   void put(const std::string& name, const std::string& content) const;
+  void link(const std::string& name, const std::string& further) const;
   void makeDirectory(const std::string& name) const;
 
   /// What every session logs, kept: the log is where a session tells of what it doesn't report.

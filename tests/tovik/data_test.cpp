@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/sample_bytes.h"
 #include "tovik_connections.h"
 #include "tovik_latch.h"
 #include "tovik_placed_transport.h"
@@ -23,19 +24,7 @@ using testing_support::isWholeLife;
 using testing_support::Latch;
 using testing_support::RawConnection;
 using testing_support::RawListener;
-
-/// Bytes that differ from place to place, so that no lost or doubled stretch goes unseen.
-std::string bytesOf(unsigned long size) {
-  std::string bytes(size, '\0');
-  unsigned long state = 88172645463325252UL;
-  for (char& byte : bytes) {
-    state ^= state << 13U;
-    state ^= state >> 7U;
-    state ^= state << 17U;
-    byte = static_cast<char>(state);
-  }
-  return bytes;
-}
+using testing_support::sampleBytes;
 
 Descriptor fileOf(const std::string& content) {
   Descriptor file(::memfd_create("content", MFD_CLOEXEC));
@@ -54,7 +43,7 @@ class Data : public testing_support::Connections {
 
 TEST_F(Data, ArrivesWholeAndInOrder) {
   RawConnection remote = peer();
-  const std::string bytes = bytesOf(many);
+  const std::string bytes = sampleBytes(many);
   remote.send(bytes);
   remote.close();
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
@@ -89,14 +78,14 @@ TEST_F(Data, BehindAnUrgentByteArrivesThoughNothingFollows) {
 
 TEST_F(Data, LeavesWholeAndInOrderThoughThePeerReadsLate) {
   RawConnection remote = peerWhenUp();
-  const std::string bytes = bytesOf(many);
+  const std::string bytes = sampleBytes(many);
   for (unsigned long at = 0; at < many; at += 100'000) send(bytes.substr(at, 100'000));
   EXPECT_TRUE(remote.receive(many) == bytes);
 }
 
 TEST_F(Data, LeavesInOnePieceOfAnySizeWhole) {
   RawConnection remote = peerWhenUp();
-  const std::string bytes = bytesOf(many);
+  const std::string bytes = sampleBytes(many);
   send(bytes);
   send("end");
   EXPECT_TRUE(remote.receive(many) == bytes);
@@ -105,7 +94,7 @@ TEST_F(Data, LeavesInOnePieceOfAnySizeWhole) {
 
 TEST_F(Data, FlowsBothWaysAtOnce) {
   RawConnection remote = peerWhenUp();
-  const std::string out = bytesOf(many);
+  const std::string out = sampleBytes(many);
   std::string in = out;
   std::reverse(in.begin(), in.end());
   auto sending = std::async(std::launch::async, [&] { remote.send(in); });
@@ -280,7 +269,7 @@ TEST_F(Data, SentJustBeforeBringDownStillArrives) {
 
 TEST_F(Data, AllArrivesBeforeAnEndOnceSent) {
   RawConnection remote = peerWhenUp();
-  const std::string bytes = bytesOf(many);
+  const std::string bytes = sampleBytes(many);
   send(bytes);
   channel().bringDownWhenSent();
   send("dropped");
@@ -300,7 +289,7 @@ TEST_F(Data, NeedNotBeSentBeforeAnEndOnceSent) {
 
 TEST_F(Data, StillComesInBeforeAnEndOnceSent) {
   RawConnection remote = peerWhenUp();
-  send(bytesOf(many));
+  send(sampleBytes(many));
   channel().bringDownWhenSent();
   remote.send("hello");
   EXPECT_TRUE(consumer.waitsForData(5));
@@ -309,7 +298,7 @@ TEST_F(Data, StillComesInBeforeAnEndOnceSent) {
 
 TEST_F(Data, OfAFileLeavesWholeAndInTurn) {
   RawConnection remote = peerWhenUp();
-  const std::string bytes = bytesOf(many);
+  const std::string bytes = sampleBytes(many);
   send("before");
   channel().sendFile(fileOf(bytes), 0, bytes.size());
   send("after");
@@ -351,8 +340,8 @@ TEST_F(Data, OfSomethingThatIsNoFileEndsTheConnectionAsFailed) {
 // The signal would end the process.
 TEST_F(Data, SentToAPeerThatIsGoneRaisesNoSignal) {
   RawConnection remote = peerWhenUp();
-  const auto file = fileOf(bytesOf(many));
-  send(bytesOf(many));
+  const auto file = fileOf(sampleBytes(many));
+  send(sampleBytes(many));
   channel().sendFile(Descriptor(::dup(file.number())), 0, many);
   remote.reset();
   while (consumer.heard()->count("onConduitInactive") == 0) {
@@ -378,7 +367,7 @@ TEST_F(Data, IsCountedByTheWorker) {
   testing_support::PlacedTransport placed(dispatcher.get());
   const auto before = placed.worker().bytesReceived();
   RawConnection remote = peerOf(placed.transport, consumer);
-  remote.send(bytesOf(many));
+  remote.send(sampleBytes(many));
   ASSERT_TRUE(consumer.waitsForData(many));
   EXPECT_EQ(placed.worker().bytesReceived() - before, many);
 }
