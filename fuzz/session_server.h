@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cerrno>
-#include <regex>
 #include <string>
 #include <utility>
 
@@ -125,11 +124,14 @@ class SessionServer {
   std::string takeCommand() {
     std::string command;
     const std::string received = control_.receive();
-    static const std::regex form("([A-Z]+) ?([^\r]*)\r\n");
-    for (std::sregex_iterator found(received.begin(), received.end(), form); found != std::sregex_iterator(); ++found) {
-      command = (*found)[1];
+    std::size_t begin = 0;
+    for (auto end = received.find("\r\n"); end != std::string::npos; end = received.find("\r\n", begin)) {
+      const std::string line = received.substr(begin, end - begin);
+      begin = end + 2;
+      const auto blank = line.find(' ');
+      command = line.substr(0, blank);
       if (command == "PASV") announced_ = 0;
-      if (command == "PORT") announced_ = portIn((*found)[2]);
+      if (command == "PORT") announced_ = portIn(line.substr(blank + 1));
     }
     return command;
   }
