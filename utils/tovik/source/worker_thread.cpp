@@ -45,15 +45,11 @@ void blockBrokenPipeSignal() {
 
 }  // namespace
 
-thread_local WorkerThread* WorkerThread::current_ = nullptr;
-std::mutex WorkerThread::callsMutex_;
-std::condition_variable WorkerThread::callsChanged_;
-
-WorkerThread::WorkerThread(const std::string& name) : Thread(name) {}
+WorkerThread::WorkerThread(const std::string& name) : Thread(name), calls_(name, [this] { wake(); }) {}
 
 WorkerThread::~WorkerThread() {
   WorkerThread::kill();
-  letGo(std::move(scheduled_.first), &EventHandler::next_);
+  dropScheduled();
 }
 
 Result WorkerThread::start() {
@@ -66,13 +62,19 @@ Result WorkerThread::start() {
   // Edge-triggered: each wake-up is a new edge, and nobody needs to read the counter.
   if (sys::epoll_add(epoll_.number(), wakeUp_.number(), EPOLLIN | EPOLLET, nullptr) != 0)
     return systemFailure("epoll_add");
-  return Thread::start();
+  takesTurns_ = true;
+  calls_.open();
+  Result started = Thread::start();
+  if (!started) calls_.close();
+  return started;
 }
 
 void WorkerThread::stop() {
   Thread::stop();
   wake();
 }
+
+bool WorkerThread::join(int limit_ms) { return calls_.awaitEnd(limit_ms) && Thread::join(-1); }
 
 void WorkerThread::requireCurrent() const {
 #ifndef NDEBUG
@@ -88,6 +90,7 @@ void WorkerThread::schedule(std::shared_ptr<EventHandler> handler) noexcept {
   bool wasEmpty = false;
   {
     const std::lock_guard lock(mutex_);
+    if (!takesTurns_) return;
     wasEmpty = scheduled_.last == nullptr;
     EventHandler* const last = handler.get();
     (wasEmpty ? scheduled_.first : scheduled_.last->next_) = std::move(handler);
@@ -97,54 +100,6 @@ void WorkerThread::schedule(std::shared_ptr<EventHandler> handler) noexcept {
 }
 
 void WorkerThread::post(std::function<void()> task) { schedule(std::make_shared<PostedTask>(std::move(task))); }
-
-void WorkerThread::call(const std::function<void()>& f) {
-  if (isCurrent()) return f();
-  Call call{f};
-  {
-    const std::lock_guard lock(callsMutex_);
-    Call** last = &calls_;
-    while (*last != nullptr) last = &(*last)->next;
-    *last = &call;
-    callsChanged_.notify_all();
-  }
-  wake();
-  await(call);
-  if (call.failure) std::rethrow_exception(call.failure);
-}
-
-void WorkerThread::await(const Call& call) {
-  WorkerThread* const self = current_;
-  for (;;) {
-    {
-      std::unique_lock lock(callsMutex_);
-      callsChanged_.wait(lock, [&] { return call.done || (self != nullptr && self->calls_ != nullptr); });
-      if (call.done) return;
-    }
-    self->runNextCall();
-  }
-}
-
-bool WorkerThread::runNextCall() {
-  Call* call = nullptr;
-  {
-    const std::lock_guard lock(callsMutex_);
-    if (calls_ == nullptr) return false;
-    call = std::exchange(calls_, calls_->next);
-  }
-  std::exception_ptr failure;
-  try {
-    call->f();
-  } catch (...) {
-    failure = std::current_exception();
-  }
-  // With the lock held: once it is free the waiting thread may be gone, and the call with it.
-  const std::lock_guard lock(callsMutex_);
-  call->failure = failure;
-  call->done = true;
-  callsChanged_.notify_all();
-  return true;
-}
 
 Result WorkerThread::watch(int descriptor, EventHandler& handler) {
   requireCurrent();
@@ -189,10 +144,11 @@ WorkerStatistics WorkerThread::statistics() const {
 }
 
 void WorkerThread::run(const volatile bool& stopping) {
-  current_ = this;
+  calls_.begin();
   blockBrokenPipeSignal();
   while (!isSet(stopping)) turn();
-  current_ = nullptr;
+  calls_.end();
+  dropScheduled();
 }
 
 void WorkerThread::turn() {
@@ -207,7 +163,7 @@ void WorkerThread::turn() {
     guarded([&event] { static_cast<EventHandler*>(event.data.ptr)->onReady(event.events); });
   }
   // 3. Run what other threads wait for, then the handlers that asked for a turn.
-  while (runNextCall()) noteHandlerEnd();
+  runCalls();
   runScheduled();
   // 4. Tell the handlers whose time has come.
   const auto deadline = timers_.next();
@@ -217,6 +173,7 @@ void WorkerThread::turn() {
 }
 
 int WorkerThread::waitLimit() {
+  if (!calls_.isEmpty()) return 0;
   {
     const std::lock_guard lock(mutex_);
     if (scheduled_.last != nullptr) return 0;
@@ -226,6 +183,13 @@ int WorkerThread::waitLimit() {
   // Rounded up: a deadline must never be met early, and a rest under a millisecond must not spin.
   const auto rest = std::chrono::ceil<std::chrono::milliseconds>(*deadline - std::chrono::steady_clock::now()).count();
   return static_cast<int>(std::clamp<long>(rest, 0, INT_MAX));
+}
+
+/// Only those that wait at this moment: threads that call without a pause must not keep the handlers waiting.
+void WorkerThread::runCalls() {
+  if (calls_.isEmpty()) return;
+  const unsigned long long newest = calls_.newest();
+  while (calls_.runOldest(newest)) noteHandlerEnd();
 }
 
 /// Only what was asked for before this turn: a handler that asks for the next turn must not keep the others waiting.
@@ -241,6 +205,17 @@ void WorkerThread::runScheduled() {
     handler->scheduled_.exchange(false, std::memory_order_acq_rel);
     guarded([&handler] { handler->onReady(0); });
   }
+}
+
+/// Those that asked for a turn too late hold their transports, and these this worker.
+void WorkerThread::dropScheduled() {
+  Chain chain;
+  {
+    const std::lock_guard lock(mutex_);
+    takesTurns_ = false;
+    std::swap(chain, scheduled_);
+  }
+  letGo(std::move(chain.first), &EventHandler::next_);
 }
 
 /// One by one: a chain of shared pointers that is left to its destructors takes a stack frame for each link.

@@ -2,8 +2,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -18,14 +16,15 @@
 #include "tovik/thread.h"
 #include "tovik/timer_queue.h"
 #include "tovik/visibility.h"
+#include "tovik/worker_calls.h"
 #include "tovik/worker_statistics.h"
 
 namespace tovik {
 
 /// One event loop on one thread. It knows descriptors, turns and timers; what they mean is its handlers' affair.
 ///
-/// Threads: schedule, post, call, isCurrent, watchArrivals, unwatch, bytesReceived and statistics by any thread; the
-///          rest on the worker itself.
+/// Threads: start, join and the destructor by one owner at a time; stop, schedule, post, call, callWithin, pass,
+///          isCurrent, watchArrivals, unwatch, bytesReceived and statistics by any thread; the rest on the worker.
 /// Errors:  an exception that leaves a handler is logged at level 30 and the loop goes on.
 class TOVIK_API WorkerThread : private Thread {
  public:
@@ -35,22 +34,30 @@ class TOVIK_API WorkerThread : private Thread {
 
   Result start() override;
   void stop() override;
-  using Thread::join;
+  /// Waits until the thread has ended, limit_ms milliseconds at most (-1: until it has). False when the limit has
+  /// passed, and at once where waiting would be in vain: on the worker itself, and on a worker that it waits for.
+  bool join(int limit_ms) override;
 
   /// Whether the caller is on this worker.
-  bool isCurrent() const { return current_ == this; }
+  bool isCurrent() const { return calls_.isCurrent(); }
   /// Debug builds end the program, naming both threads, when called on any other thread.
   void requireCurrent() const;
 
   /// Calls the handler's onReady(0) in a turn of the loop to come; once, however often it was asked for before that.
-  /// In the order of asking. Allocates nothing.
+  /// In the order of asking. A worker that has ended drops the handler. Allocates nothing.
   void schedule(std::shared_ptr<EventHandler> handler) noexcept;
   /// Runs a function on the worker in a turn to come.
   void post(std::function<void()> task);
   /// Runs f on the worker, between two handlers, and returns when it has run; at once on the worker itself. An
-  /// exception that leaves f reaches the caller. A worker that calls another one goes on running what it is itself
-  /// called for while it waits: two that call each other do not wait for ever. Allocates nothing.
-  void call(const std::function<void()>& f);
+  /// exception that leaves f reaches the caller. A worker that waits here runs the calls of workers that it waits for
+  /// inside its own handler, and no others: see WorkerCalls. Allocates nothing.
+  void call(const std::function<void()>& f) { calls_.call(f); }
+  /// The same, waiting limit_ms milliseconds at most. False when the limit has passed; f, which is copied, then runs
+  /// later.
+  bool callWithin(const std::function<void()>& f, int limit_ms) { return calls_.callWithin(f, limit_ms); }
+  /// Waits until the handler that runs now has returned, limit_ms milliseconds at most (-1: until it has). False when
+  /// the limit has passed; true at once on the worker itself.
+  bool pass(int limit_ms) { return calls_.pass(limit_ms); }
 
   /// Calls the handler whenever the descriptor's readiness changes (edge-triggered), until `unwatch`. The handler
   /// stays alive until `bury` has been called for it.
@@ -89,20 +96,12 @@ class TOVIK_API WorkerThread : private Thread {
     EventHandler* last = nullptr;
   };
 
-  /// A function that some thread waits for; on that thread's stack.
-  struct Call {
-    const std::function<void()>& f;
-    bool done = false;
-    std::exception_ptr failure = nullptr;
-    Call* next = nullptr;
-  };
-
   void run(const volatile bool& stopping) override;
   void turn();
-  void await(const Call& call);
-  bool runNextCall();
+  void runCalls();
   int waitLimit();
   void runScheduled();
+  void dropScheduled();
   static void letGo(std::shared_ptr<EventHandler> first, std::shared_ptr<EventHandler> EventHandler::*next);
   void wake();
   void noteWakeUp();
@@ -110,17 +109,14 @@ class TOVIK_API WorkerThread : private Thread {
   template <class Task>
   void guarded(Task&& task) noexcept;
 
-  static thread_local WorkerThread* current_;
-  static std::mutex callsMutex_;  // guards every worker's calls_ and every Call; calls are rare, and cross workers
-  static std::condition_variable callsChanged_;
-
   Descriptor epoll_;
   Descriptor wakeUp_;
 
-  std::mutex mutex_;  // guards scheduled_
+  std::mutex mutex_;  // guards the two below
   Chain scheduled_;
-  Call* calls_ = nullptr;
+  bool takesTurns_ = true;  // false once it has ended
 
+  WorkerCalls calls_;
   TimerQueue timers_;
   std::vector<char> receiveStorage_;
   std::shared_ptr<EventHandler> buried_;  // linked through themselves too: ending must not fail for want of memory

@@ -1,0 +1,282 @@
+#include "tovik/worker_calls.h"
+
+#include <qk/logging/logging.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <thread>
+#include <utility>
+
+#include "handler_exception.h"
+
+namespace tovik {
+
+namespace {
+
+/// Of all workers: waits cross them. Its destructor does nothing, so it serves while the program exits, too.
+std::mutex callsMutex;
+
+#ifndef NDEBUG
+constexpr std::chrono::seconds slowWait{5};
+#endif
+
+}  // namespace
+
+/// A thread's wait for a worker; on that thread's stack. It has a condition of its own, so that nobody else wakes.
+struct WorkerCalls::Wait {
+  explicit Wait(const WorkerCalls& awaited)
+      : waiter(current_), target(awaited), outer(waiter == nullptr ? nullptr : waiter->wait_) {}
+
+  WorkerCalls* const waiter;  // null: the thread is no worker
+  const WorkerCalls& target;
+  Wait* const outer;  // the waiter's, inside which it runs what waits here
+  bool done = false;
+  std::condition_variable changed;
+};
+
+/// A function that is to run; on the stack of the thread that waits for it, or part of a DetachedCall.
+struct WorkerCalls::Call {
+  const std::function<void()>& f;
+  const bool nests;  // may run inside a handler
+  Wait* wait;        // null once nobody waits any more
+  std::shared_ptr<DetachedCall> self = nullptr;
+  std::exception_ptr failure = nullptr;
+  unsigned long long number = 0;
+  Call* next = nullptr;
+};
+
+/// A call that may outlast the wait for it.
+struct WorkerCalls::DetachedCall {
+  DetachedCall(std::function<void()> function, bool nests, Wait* wait) : f(std::move(function)), call{f, nests, wait} {}
+
+  const std::function<void()> f;
+  Call call;
+};
+
+WorkerCalls::WorkerCalls(std::string name, std::function<void()> wake)
+    : name_(std::move(name)), wake_(std::move(wake)) {}
+
+WorkerCalls::~WorkerCalls() {
+  const Lock lock(callsMutex);
+  while (first_ != nullptr) {
+    const auto self = std::move(first_->self);
+    take(&first_);
+  }
+}
+
+void WorkerCalls::call(const std::function<void()>& f) { request(f, true, -1); }
+
+bool WorkerCalls::callWithin(const std::function<void()>& f, int limit_ms) { return request(f, true, limit_ms); }
+
+bool WorkerCalls::pass(int limit_ms) {
+  return request([] {}, false, limit_ms);
+}
+
+bool WorkerCalls::request(const std::function<void()>& f, bool nests, int limit_ms) {
+  if (isCurrent()) {
+    f();
+    return true;
+  }
+  Wait wait(*this);
+  Call attached{f, nests, &wait};
+  const auto detached = limit_ms < 0 ? nullptr : std::make_shared<DetachedCall>(f, nests, &wait);
+  Call& call = detached == nullptr ? attached : detached->call;
+  call.self = detached;
+  Lock lock(callsMutex);
+  if (state_ == State::ended) {
+    call.self = nullptr;
+    lock.unlock();
+    f();
+    return true;
+  }
+  add(call);
+  if (!await(lock, wait, limit_ms)) {
+    call.wait = nullptr;
+    return false;
+  }
+  lock.unlock();
+  if (call.failure) std::rethrow_exception(call.failure);
+  return true;
+}
+
+bool WorkerCalls::awaitEnd(int limit_ms) {
+  Lock lock(callsMutex);
+  if (state_ != State::running) return true;
+  if (isCurrent() || (current_ != nullptr && waitsFor(*this, *current_))) return false;
+  Wait wait(*this);
+  joiner_ = &wait;
+  const bool ended = await(lock, wait, limit_ms);
+  joiner_ = nullptr;
+  return ended;
+}
+
+void WorkerCalls::open() {
+  const Lock lock(callsMutex);
+  state_ = State::running;
+}
+
+void WorkerCalls::close() {
+  const Lock lock(callsMutex);
+  state_ = State::idle;
+}
+
+unsigned long long WorkerCalls::newest() const {
+  const Lock lock(callsMutex);
+  return added_;
+}
+
+bool WorkerCalls::runOldest(unsigned long long highestNumber) {
+  Lock lock(callsMutex);
+  Call* const call = takeOldest(highestNumber);
+  lock.unlock();
+  if (call != nullptr) run(*call);
+  return call != nullptr;
+}
+
+void WorkerCalls::end() {
+  Lock lock(callsMutex);
+  while (Call* const call = takeOldest(added_)) {
+    lock.unlock();
+    run(*call);
+    lock.lock();
+  }
+  state_ = State::ended;
+  current_ = nullptr;
+  if (joiner_ == nullptr) return;
+  joiner_->done = true;
+  joiner_->changed.notify_one();
+}
+
+/// Waits until wait.done or the limit; a worker that waits runs the calls that nest meanwhile.
+bool WorkerCalls::await(Lock& lock, Wait& wait, int limit_ms) {
+  using Clock = std::chrono::steady_clock;
+  WorkerCalls* const self = wait.waiter;
+  std::optional<Clock::time_point> limit;
+  if (limit_ms >= 0) limit = Clock::now() + std::chrono::milliseconds(limit_ms);
+#ifndef NDEBUG
+  std::optional<Clock::time_point> slow = Clock::now() + slowWait;
+#endif
+  if (self != nullptr) self->setWait(&wait);
+  while (!wait.done) {
+    Call* const nested = self == nullptr ? nullptr : self->takeNestable();
+    if (nested != nullptr) {
+      lock.unlock();
+      run(*nested);
+      lock.lock();
+    } else if (limit) {
+      if (wait.changed.wait_until(lock, *limit) == std::cv_status::timeout) break;
+#ifndef NDEBUG
+    } else if (slow) {
+      if (wait.changed.wait_until(lock, *slow) == std::cv_status::no_timeout) continue;
+      slow.reset();
+      lock.unlock();
+      logSlowWait(wait);
+      lock.lock();
+#endif
+    } else {
+      wait.changed.wait(lock);
+    }
+  }
+  if (self != nullptr) self->setWait(wait.outer);
+  return wait.done;
+}
+
+void WorkerCalls::add(Call& call) {
+  call.number = ++added_;
+  Call** last = &first_;
+  while (*last != nullptr) last = &(*last)->next;
+  *last = &call;
+  // With the mutex held: once it is free the call may have run, and the worker may be gone.
+  if (waiting_.fetch_add(1, std::memory_order_acq_rel) == 0) wake_();
+}
+
+WorkerCalls::Call* WorkerCalls::takeOldest(unsigned long long highestNumber) {
+  return first_ == nullptr || first_->number > highestNumber ? nullptr : take(&first_);
+}
+
+/// A call of a worker that this one waits for.
+WorkerCalls::Call* WorkerCalls::takeNestable() {
+  for (Call** link = &first_; *link != nullptr; link = &(*link)->next) {
+    const Wait* const wait = (*link)->wait;
+    if (!(*link)->nests || wait == nullptr || wait->waiter == nullptr) continue;
+    if (waitsFor(*this, *wait->waiter)) return take(link);
+  }
+  return nullptr;
+}
+
+WorkerCalls::Call* WorkerCalls::take(Call** link) {
+  waiting_.fetch_sub(1, std::memory_order_acq_rel);
+  return std::exchange(*link, (*link)->next);
+}
+
+/// A wait that closes a ring of waiting workers lets each of them run the call of the one before it.
+void WorkerCalls::setWait(Wait* wait) {
+  wait_ = wait;
+  if (wait == nullptr || !waitsFor(wait->target, *this)) return;
+  for (const WorkerCalls* each = &wait->target; each != this; each = targetOf(*each)) each->wait_->changed.notify_one();
+}
+
+void WorkerCalls::run(Call& call) {
+  std::exception_ptr failure;
+  try {
+    call.f();
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  std::shared_ptr<DetachedCall> self;
+  {
+    const Lock lock(callsMutex);
+    self = std::move(call.self);
+    if (call.wait != nullptr) {
+      // With the mutex held: once it is free the waiting thread may be gone, and the call with it.
+      call.failure = std::move(failure);
+      call.wait->done = true;
+      call.wait->changed.notify_one();
+      return;
+    }
+  }
+  try {
+    if (failure) std::rethrow_exception(failure);
+  } catch (...) {
+    logHandlerException("call");
+  }
+}
+
+/// Directly or through others. A ring that `to` is no part of is walked once: one of two walkers is half as fast.
+bool WorkerCalls::waitsFor(const WorkerCalls& from, const WorkerCalls& to) {
+  const WorkerCalls* slow = &from;
+  bool slowMoves = false;
+  for (const WorkerCalls* each = targetOf(from); each != nullptr && each != slow; each = targetOf(*each)) {
+    if (each == &to) return true;
+    if (slowMoves) slow = targetOf(*slow);
+    slowMoves = !slowMoves;
+  }
+  return false;
+}
+
+/// Null while the worker does not wait.
+const WorkerCalls* WorkerCalls::targetOf(const WorkerCalls& worker) {
+  return worker.wait_ == nullptr ? nullptr : &worker.wait_->target;
+}
+
+#ifndef NDEBUG
+void WorkerCalls::logSlowWait(const Wait& wait) noexcept {
+  try {
+    std::ostringstream waiter;
+    if (wait.waiter == nullptr)
+      waiter << "thread " << std::this_thread::get_id();
+    else
+      waiter << "worker " << wait.waiter->name_;
+    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << waiter.str() << " has waited for worker " << wait.target.name_
+                                           << " for " << slowWait.count() << " seconds";
+  } catch (...) {
+    logHandlerException("call");
+  }
+}
+#endif
+
+}  // namespace tovik
