@@ -4,7 +4,10 @@
 #include <sys/sendfile.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <cstdint>
+#include <ctime>
 
 namespace tovik::sys {
 
@@ -62,8 +65,25 @@ ssize_t send(int descriptor, const void* data, size_t size) {
   return ::send(descriptor, data, size, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
+/// It has no flag that keeps a closed connection from raising SIGPIPE in the host. The signal is blocked for the call
+/// alone, since what the host spawns from a callback inherits the mask.
 ssize_t sendfile(int descriptor, int file, off_t& offset, size_t size) {
-  return ::sendfile(descriptor, file, &offset, size);
+  sigset_t signal;
+  sigset_t before;
+  sigemptyset(&signal);
+  sigaddset(&signal, SIGPIPE);
+  ::pthread_sigmask(SIG_BLOCK, &signal, &before);
+  const ssize_t sent = ::sendfile(descriptor, file, &offset, size);
+  const int error = errno;
+  // A connection that broke after the first bytes raises it, too.
+  if (sent < static_cast<ssize_t>(size) && sigismember(&before, SIGPIPE) == 0) {
+    const timespec now{};
+    while (::sigtimedwait(&signal, nullptr, &now) < 0 && errno == EINTR) {
+    }
+  }
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  errno = error;
+  return sent;
 }
 
 int epoll_create() { return ::epoll_create1(EPOLL_CLOEXEC); }

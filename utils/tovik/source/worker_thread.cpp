@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -34,14 +33,6 @@ class PostedTask final : public EventHandler {
  private:
   const std::function<void()> task_;
 };
-
-/// sendfile has no flag that keeps a closed connection from raising SIGPIPE in the host.
-void blockBrokenPipeSignal() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGPIPE);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-}
 
 }  // namespace
 
@@ -145,7 +136,6 @@ WorkerStatistics WorkerThread::statistics() const {
 
 void WorkerThread::run(const volatile bool& stopping) {
   calls_.begin();
-  blockBrokenPipeSignal();
   while (!isSet(stopping)) turn();
   calls_.end();
   dropScheduled();
