@@ -1,9 +1,11 @@
 #include "tovik/text.h"
 
+#include <string_view>
+
 namespace tovik {
 
 std::string trim_whitespace(std::string text) {
-  static const std::string whitespace = " \t\n\r\x0b\x0c";
+  constexpr std::string_view whitespace = " \t\n\r\x0b\x0c";
   text.erase(text.find_last_not_of(whitespace) + 1);
   text.erase(0, text.find_first_not_of(whitespace));
   return text;
