@@ -2,7 +2,9 @@
 
 #include <qk/logging/logging.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <new>
 #include <utility>
 
@@ -13,6 +15,29 @@
 #include "transport_core.h"
 
 namespace tovik {
+
+namespace {
+
+/// The end of a wait of so many milliseconds; -1: there is none.
+class Deadline {
+ public:
+  explicit Deadline(int limit_ms) : limit_ms_(limit_ms), begin_(Clock::now()) {}
+
+  bool hasPassed() const { return remaining_ms() == 0; }
+  int remaining_ms() const {
+    if (limit_ms_ < 0) return -1;
+    const auto passed = std::chrono::floor<std::chrono::milliseconds>(Clock::now() - begin_).count();
+    return static_cast<int>(std::max<long>(0, limit_ms_ - passed));
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  const int limit_ms_;
+  const Clock::time_point begin_;
+};
+
+}  // namespace
 
 Server::Server(Transport& transport, Protocol protocol, ConsumerGenerator* generator, const std::string& name,
                bool keep_alive, SocketCreationCallback* callback, SocketOptions* options)
@@ -70,23 +95,29 @@ void Server::run(const volatile bool& /*stopping*/) {
 }
 
 Result Server::waitForConnection(Socket& connection, Address& remote, Address& local, int limit_ms) {
-  if (!is_running()) return failure("not listening on " + address_.printInet());
-  pollfd listening{socket_.number(), POLLIN, 0};
-  if (limit_ms != 0 && sys::poll(&listening, 1, limit_ms) < 0 && errno != EINTR) return systemFailure("poll");
-  if (socket_.accept(connection, remote)) {
-    // Its options need no setting: an accepted socket has those of the listening one.
-    local = connection.localAddress();
-    return Success;
+  const Deadline deadline(limit_ms);
+  while (is_running()) {
+    if (socket_.accept(connection, remote)) {
+      // Its options need no setting: an accepted socket has those of the listening one.
+      local = connection.localAddress();
+      return Success;
+    }
+    if (errno != EAGAIN) return refuse(errno);
+    if (deadline.hasPassed()) return failure("no connection in time on " + address_.printInet());
+    pollfd listening{socket_.number(), POLLIN, 0};
+    if (sys::poll(&listening, 1, deadline.remaining_ms()) < 0 && errno != EINTR) return systemFailure("poll");
   }
-  const int error = errno;
-  if (error == EAGAIN) return failure("no connection in time on " + address_.printInet());
-  Result refused = systemFailure("accept on " + address_.printInet(), error);
-  if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM) {
-    // The connection still waits: without a pause the worker would do nothing but try again.
-    if (core_->worker().isCurrent()) reception_->pause();
-    // Last, since a log handler may destroy this server.
-    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << ApplicationBase::name() << ": " << refused.message;
-  }
+  return failure("not listening on " + address_.printInet());
+}
+
+/// Accepting has failed. Without descriptors or memory the connection still waits: without a pause the worker would do
+/// nothing but try again.
+Result Server::refuse(int error) {
+  Result refused = systemFailure("accept on ", address_, error);
+  if (error != EMFILE && error != ENFILE && error != ENOBUFS && error != ENOMEM) return refused;
+  if (core_->worker().isCurrent()) reception_->pause();
+  // Last, since a log handler may destroy this server.
+  QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << ApplicationBase::name() << ": " << refused.message;
   return refused;
 }
 

@@ -54,8 +54,8 @@ Result Socket::bindToConnect(const Address& local) {
   if (local == Address(0)) return Success;
   const bool anyPort = local.port() == 0;
   if (anyPort && sys::setsockopt(number(), IPPROTO_IP, IP_BIND_ADDRESS_NO_PORT, 1) != 0)
-    return systemFailure("bind to " + local.printInet());
-  return sys::bind(number(), local.native()) == 0 ? Success : systemFailure("bind to " + local.printInet());
+    return systemFailure("bind to ", local);
+  return sys::bind(number(), local.native()) == 0 ? Success : systemFailure("bind to ", local);
 }
 
 Result Socket::connect(const Address& remote, bool& connected) {
@@ -65,8 +65,12 @@ Result Socket::connect(const Address& remote, bool& connected) {
   // asked again, the kernel tells it.
   if (error == EINPROGRESS || error == EINTR) error = ask();
   connected = error == 0 || error == EISCONN;
+  if (connected && localAddress().port() == remote.port() && isConnectedToItself()) {
+    connected = false;
+    error = ECONNREFUSED;
+  }
   const bool goesOn = error == EALREADY || error == EINPROGRESS || error == EINTR;
-  return connected || goesOn ? Success : systemFailure("connect to " + remote.printInet(), error);
+  return connected || goesOn ? Success : systemFailure("connect to ", remote, error);
 }
 
 int Socket::takeError() {
@@ -74,11 +78,16 @@ int Socket::takeError() {
   return sys::getsockopt(number(), SOL_SOCKET, SO_ERROR, error) == 0 ? error : errno;
 }
 
+bool Socket::isConnectedToItself() const {
+  const Address local = localAddress();
+  return local.port() != 0 && local == remoteAddress();
+}
+
 Result Socket::listen(const Address& local) {
   // A server that is started again must not wait for the old connections' last packets to die out.
   const bool reuses = local.port() == 0 || sys::setsockopt(number(), SOL_SOCKET, SO_REUSEADDR, 1) == 0;
   const bool listens = reuses && sys::bind(number(), local.native()) == 0 && sys::listen(number(), SOMAXCONN) == 0;
-  return listens ? Success : systemFailure("listen on " + local.printInet());
+  return listens ? Success : systemFailure("listen on ", local);
 }
 
 bool Socket::accept(Socket& connection, Address& remote) {

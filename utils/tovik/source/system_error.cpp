@@ -9,8 +9,15 @@ std::string describeError(const std::string& what, int error) {
   return what + ": " + std::generic_category().message(error);
 }
 
-Result systemFailure(const std::string& what) { return systemFailure(what, errno); }
+Result systemFailure(const char* what) {
+  const int error = errno;
+  return failure(describeError(what, error));
+}
 
-Result systemFailure(const std::string& what, int error) { return failure(describeError(what, error)); }
+Result systemFailure(const char* what, const Address& address) { return systemFailure(what, address, errno); }
+
+Result systemFailure(const char* what, const Address& address, int error) {
+  return failure(describeError(what + address.printInet(), error));
+}
 
 }  // namespace tovik

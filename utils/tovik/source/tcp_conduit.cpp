@@ -4,6 +4,7 @@
 #include <sys/epoll.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <mutex>
 #include <new>
@@ -93,7 +94,8 @@ void TcpConduit::advance(unsigned events) {
 
 void TcpConduit::finishConnecting(unsigned events) {
   // A socket that can be written to, and tells of no error, is connected.
-  const int error = (events & (EPOLLERR | EPOLLHUP)) == 0 ? 0 : socket_.takeError();
+  int error = (events & (EPOLLERR | EPOLLHUP)) == 0 ? 0 : socket_.takeError();
+  if (error == 0 && socket_.isConnectedToItself()) error = ECONNREFUSED;
   if (error == 0) return becomeUp();
   QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name_ << ": " << describeError("connect", error);
   end(dirFailed);

@@ -32,7 +32,7 @@ Result Thread::start() {
     thread_ = std::thread(&Thread::main, this);
   } catch (const std::system_error& error) {
     setRunning(false);
-    return systemFailure("thread " + name_, error.code().value());
+    return failure(describeError("thread " + name_, error.code().value()));
   } catch (const std::bad_alloc&) {
     setRunning(false);
     return failure("out of memory");

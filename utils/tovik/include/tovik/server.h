@@ -60,6 +60,7 @@ class TOVIK_API Server : public ApplicationBase, public Thread {
 
  private:
   Result listenOn(const Address& address);
+  Result refuse(int error);
 
   SocketCreationCallback* const callback_;
   const std::shared_ptr<Reception> reception_;

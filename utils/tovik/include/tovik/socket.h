@@ -37,10 +37,13 @@ class TOVIK_API Socket {
   /// chosen only when connecting, so that connections to different servers can share local ports.
   Result bindToConnect(const Address& local);
   /// Starts to connect; connected tells whether it is done already. Fails when the kernel already knows that it is
-  /// refused.
+  /// refused, or when the socket has met itself.
   Result connect(const Address& remote, bool& connected);
   /// The error that ended the attempt to connect, 0 when it succeeded.
   int takeError();
+  /// Whether both ends are this socket: where nobody listens on a port of this host, the kernel may choose that very
+  /// port for a socket that connects to it.
+  bool isConnectedToItself() const;
 
   /// Binds to the address, port 0 being any free one, and listens.
   Result listen(const Address& local);
