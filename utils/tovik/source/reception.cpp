@@ -3,6 +3,7 @@
 #include <qk/logging/logging.h>
 
 #include <chrono>
+#include <new>
 #include <utility>
 
 #include "consumer_hold.h"
@@ -35,6 +36,7 @@ Result Reception::open(int listening) {
     return watched;
   }
   listening_ = listening;
+  watched_ = true;
   __atomic_store_n(&stopping_, false, __ATOMIC_RELEASE);
   return Success;
 }
@@ -53,22 +55,20 @@ void Reception::end() {
   stopWatching();
 }
 
-/// The worker is there for as long as this is open: a transport ends what is open before it lets go of its worker. That
-/// turn is the first one in which no event can still reach this, and keeps it until then.
+/// That turn is the first one in which no event can still reach this, and keeps it until then.
 void Reception::stopWatching() {
   if (stopping_) return;
   __atomic_store_n(&stopping_, true, __ATOMIC_RELEASE);
-  core_->worker().unwatch(listening_);
+  if (std::exchange(watched_, false)) core_->worker().unwatch(listening_);
   core_->worker().schedule(shared_from_this());
 }
 
 bool Reception::wait(int limit_ms) {
-  std::unique_lock lock(mutex_);
-  const auto returned = [this] { return !calling_; };
-  if (returned() || core_->worker().isCurrent()) return true;
-  if (limit_ms >= 0) return called_.wait_for(lock, std::chrono::milliseconds(limit_ms), returned);
-  called_.wait(lock, returned);
-  return true;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!calling_) return true;
+  }
+  return core_->worker().pass(limit_ms);
 }
 
 bool Reception::isOpen() const {
@@ -76,8 +76,8 @@ bool Reception::isOpen() const {
   return !stopping_ || calling_;
 }
 
-void Reception::onReady(unsigned /*events*/) {
-  if (pause_) core_->worker().timers().cancel(*std::exchange(pause_, std::nullopt));
+void Reception::onReady(unsigned events) {
+  if (events == 0) return watchAgain();
   if (!beginCall()) return;
   try {
     server_.run(stopping_);
@@ -96,23 +96,38 @@ bool Reception::beginCall() {
 void Reception::endCall() noexcept {
   const std::lock_guard lock(mutex_);
   calling_ = false;
-  called_.notify_all();
 }
 
+/// Without memory for the timer there is no pause: the next turn tries again.
 void Reception::pause() {
-  if (pause_) return;
-  pause_ = core_->worker().timers().add(std::chrono::steady_clock::now() + pauseLength, *this);
+  try {
+    if (!pause_) pause_ = core_->worker().timers().add(std::chrono::steady_clock::now() + pauseLength, *this);
+  } catch (const std::bad_alloc&) {
+    return;
+  }
   const std::lock_guard lock(mutex_);
-  if (!stopping_) core_->worker().unwatch(listening_);
+  if (std::exchange(watched_, false)) core_->worker().unwatch(listening_);
 }
 
 void Reception::onTimer() {
   pause_.reset();
-  {
-    const std::lock_guard lock(mutex_);
-    if (stopping_ || core_->worker().watchArrivals(listening_, *this)) return;
+  watchAgain();
+}
+
+/// After a pause, and in the turn that follows each stop. Whoever stops may have started again by then.
+void Reception::watchAgain() {
+  std::unique_lock lock(mutex_);
+  if (stopping_ && pause_) core_->worker().timers().cancel(*std::exchange(pause_, std::nullopt));
+  if (stopping_ || watched_ || pause_) return;
+  try {
+    watched_ = bool{core_->worker().watchArrivals(listening_, *this)};
+  } catch (const std::bad_alloc&) {
+    // Nor is there any for the text of the failure.
   }
+  if (watched_) return;
+  lock.unlock();
   pause();
+  if (!pause_) core_->worker().schedule(shared_from_this());
 }
 
 void Reception::admit(Socket connection) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -36,7 +35,7 @@ class Reception final : public EventHandler, public std::enable_shared_from_this
   /// The same for a transport that closes before its server stops: who connects then is refused.
   void end();
   /// Waits for a call of the server to return, at most limit_ms milliseconds (-1: until it has). On the worker there is
-  /// none, save one further up this very stack.
+  /// none, except one further up this very stack.
   bool wait(int limit_ms);
   /// Also while the last call of the server is still running.
   bool isOpen() const;
@@ -51,6 +50,7 @@ class Reception final : public EventHandler, public std::enable_shared_from_this
 
  private:
   void stopWatching();
+  void watchAgain();
   bool beginCall();
   void endCall() noexcept;
   void handOver(Socket connection, Consumer& consumer);
@@ -64,8 +64,8 @@ class Reception final : public EventHandler, public std::enable_shared_from_this
   std::optional<TimerQueue::Id> pause_;  // the worker's alone
 
   mutable std::mutex mutex_;  // guards the members below
-  std::condition_variable called_;
   int listening_ = -1;
+  bool watched_ = false;           // the worker is told of arrivals
   volatile bool stopping_ = true;  // read by the server without the mutex
   bool calling_ = false;
 };
