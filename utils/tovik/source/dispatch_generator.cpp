@@ -7,19 +7,19 @@ namespace tovik {
 Result DispatchGenerator::start(unsigned workerCount) {
   if (workerCount == 0) return failure("dispatcher " + name_ + ": no workers asked for");
   for (unsigned i = 0; i < workerCount; ++i) {
-    places_.push_back({std::make_unique<WorkerThread>(name_ + " " + std::to_string(i))});
+    places_.push_back({std::make_shared<WorkerThread>(name_ + " " + std::to_string(i))});
     if (Result result = places_.back().worker->start(); !result) return result;
   }
   return Success;
 }
 
-WorkerThread& DispatchGenerator::acquire() {
+std::shared_ptr<WorkerThread> DispatchGenerator::acquire() {
   const std::lock_guard lock(mutex_);
   const auto fewest = std::min_element(places_.begin(), places_.end(),
                                        [](const Place& a, const Place& b) { return a.transports < b.transports; });
   ++fewest->transports;
   ++transports_;
-  return *fewest->worker;
+  return fewest->worker;
 }
 
 void DispatchGenerator::release(const WorkerThread& worker) {
@@ -43,10 +43,13 @@ void DispatchGenerator::retire() {
   if (transports_ == 0) stopWorkers();
 }
 
-bool DispatchGenerator::mayGo() const {
+bool DispatchGenerator::isUsed() const {
   const std::lock_guard lock(mutex_);
-  return transports_ == 0 &&
-         std::none_of(places_.begin(), places_.end(), [](const Place& place) { return place.worker->isCurrent(); });
+  return transports_ > 0;
+}
+
+bool DispatchGenerator::join() {
+  return std::all_of(places_.begin(), places_.end(), [](const Place& place) { return place.worker->join(-1); });
 }
 
 void DispatchGenerator::stopWorkers() {

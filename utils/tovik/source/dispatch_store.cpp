@@ -1,45 +1,60 @@
 #include "tovik/dispatch_store.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace tovik {
 
 DispatchStore& DispatchStore::inst() {
-  static DispatchStore store;
-  return store;
+  union NeverDestroyed {
+    NeverDestroyed() : store() {}
+    ~NeverDestroyed() {}
+    DispatchStore store;
+  };
+  static NeverDestroyed instance;
+  return instance.store;
 }
-
-DispatchStore::~DispatchStore() = default;
 
 Result DispatchStore::add(const std::string& name, unsigned workerCount) {
   destroyUnused();
-  auto dispatcher = std::make_unique<DispatchGenerator>(name);
+  Dispatchers added;  // destroyed without the lock: that waits for its workers
+  added.emplace_back(name);
   const std::lock_guard lock(mutex_);
-  if (find(name) != dispatchers_.end()) return failure("there is a dispatcher " + name + " already");
-  if (Result result = dispatcher->start(workerCount); !result) return result;
-  dispatchers_.push_back(std::move(dispatcher));
+  if (find(name) != dispatchers_.end()) return failure("dispatcher " + name + " already exists");
+  if (Result result = added.back().start(workerCount); !result) return result;
+  dispatchers_.splice(dispatchers_.end(), added);
   return Success;
 }
 
 DispatchGenerator* DispatchStore::fetch(const std::string& name) {
   const std::lock_guard lock(mutex_);
   const auto found = find(name);
-  return found == dispatchers_.end() ? nullptr : found->get();
+  return found == dispatchers_.end() ? nullptr : &*found;
 }
 
 DispatchGenerator* DispatchStore::fetch(unsigned long number) {
   const std::lock_guard lock(mutex_);
-  return number < dispatchers_.size() ? dispatchers_[number].get() : nullptr;
+  return at(number);
+}
+
+void DispatchStore::use(const std::string& name, const std::function<void(DispatchGenerator*)>& f) {
+  const std::lock_guard lock(mutex_);
+  const auto found = find(name);
+  f(found == dispatchers_.end() ? nullptr : &*found);
+}
+
+void DispatchStore::use(unsigned long number, const std::function<void(DispatchGenerator*)>& f) {
+  const std::lock_guard lock(mutex_);
+  f(at(number));
 }
 
 Result DispatchStore::remove(const std::string& name) {
   {
     const std::lock_guard lock(mutex_);
     const auto found = find(name);
-    if (found == dispatchers_.end()) return failure("there is no dispatcher " + name);
-    (*found)->retire();
-    leaving_.push_back(std::move(*found));
-    dispatchers_.erase(found);
+    if (found == dispatchers_.end()) return failure("no dispatcher " + name);
+    found->retire();
+    removed_.splice(removed_.end(), dispatchers_, found);
   }
   destroyUnused();
   return Success;
@@ -47,17 +62,27 @@ Result DispatchStore::remove(const std::string& name) {
 
 DispatchStore::Dispatchers::iterator DispatchStore::find(const std::string& name) {
   return std::find_if(dispatchers_.begin(), dispatchers_.end(),
-                      [&](const auto& dispatcher) { return dispatcher->name() == name; });
+                      [&](const auto& dispatcher) { return dispatcher.name() == name; });
 }
 
-/// The destructors wait for worker threads, so they run without the lock: a handler may be using the store.
+DispatchGenerator* DispatchStore::at(unsigned long number) {
+  return number < dispatchers_.size() ? &*std::next(dispatchers_.begin(), static_cast<long>(number)) : nullptr;
+}
+
+/// Waits for worker threads, so it does without the lock: a handler may be using the store.
 void DispatchStore::destroyUnused() {
   Dispatchers unused;
+  {
+    const std::lock_guard lock(mutex_);
+    for (auto next = removed_.begin(); next != removed_.end();) {
+      const auto dispatcher = next++;
+      if (!dispatcher->isUsed()) unused.splice(unused.end(), removed_, dispatcher);
+    }
+  }
+  unused.remove_if([](DispatchGenerator& dispatcher) { return dispatcher.join(); });
+  // What waits for this thread is looked at again when the store next changes.
   const std::lock_guard lock(mutex_);
-  const auto firstUnused = std::stable_partition(leaving_.begin(), leaving_.end(),
-                                                 [](const auto& dispatcher) { return !dispatcher->mayGo(); });
-  std::move(firstUnused, leaving_.end(), std::back_inserter(unused));
-  leaving_.erase(firstUnused, leaving_.end());
+  removed_.splice(removed_.end(), unused);
 }
 
 }  // namespace tovik

@@ -15,14 +15,14 @@
 
 namespace tovik {
 
-TransportCore::TransportCore(WorkerThread& worker, const Traits& traits, ThreadCallbacks* callbacks, Factory* factory,
-                             const OnWorker& onWorker, std::string name)
-    : worker_(worker),
+TransportCore::TransportCore(std::shared_ptr<WorkerThread> worker, const Traits& traits, ThreadCallbacks* callbacks,
+                             Factory* factory, const OnWorker& onWorker, std::string name)
+    : worker_(std::move(worker)),
       traits_(traits),
       callbacks_(callbacks),
       factory_(factory),
       name_(std::move(name)),
-      counters_(&worker.connections()),
+      counters_(&worker_->connections()),
       onWorker_(onWorker) {}
 
 TransportCore::~TransportCore() = default;
@@ -53,7 +53,7 @@ Result TransportCore::addConduit(Socket socket, bool connected, const std::share
   }
   conduit->setPlace(added.begin());
   conduits_.splice(conduits_.end(), added);
-  worker_.schedule(conduit);
+  worker_->schedule(conduit);
   return Success;
 }
 
@@ -80,7 +80,7 @@ void TransportCore::retire(Consumer& consumer) {
   std::unique_lock lock(mutex_);
   const auto record = findRecord(consumer);
   if (record == nullptr || record->retire()) return destroy(consumer, std::move(lock));
-  if (!worker_.isCurrent()) return worker_.schedule(record);
+  if (!worker_->isCurrent()) return worker_->schedule(record);
   lock.unlock();
   endConduitsOf(*record);
 }
@@ -101,8 +101,8 @@ void TransportCore::destroy(Consumer& consumer, std::unique_lock<std::mutex> loc
 void TransportCore::begin() {
   if (std::exchange(begun_, true)) return;
   try {
-    if (callbacks_ != nullptr) callbacks_->onThreadStart(worker_);
-    if (onWorker_) onWorker_(&worker_);
+    if (callbacks_ != nullptr) callbacks_->onThreadStart(*worker_);
+    if (onWorker_) onWorker_(worker_.get());
   } catch (...) {
     logHandlerException("transport start");
   }
@@ -114,7 +114,7 @@ void TransportCore::endConduitsOf(ConsumerRecord& record) { endConduits(&record)
 
 /// One at a time and up to a mark: a consumer that is told may end others, or begin new ones, which are not meant.
 void TransportCore::endConduits(ConsumerRecord* record) {
-  worker_.requireCurrent();
+  worker_->requireCurrent();
   unsigned long long last = 0;
   {
     const std::lock_guard lock(mutex_);
@@ -130,6 +130,11 @@ void TransportCore::endConduitsSoon() noexcept {
   for (const auto& conduit : conduits_) conduit->requestEnd(dirFailed);
 }
 
+void TransportCore::refuseNew() {
+  const std::lock_guard lock(mutex_);
+  closed_ = true;
+}
+
 void TransportCore::close() {
   decltype(receptions_) open;
   {
@@ -142,7 +147,7 @@ void TransportCore::close() {
   begin();
   endConduits();
   try {
-    if (callbacks_ != nullptr) callbacks_->onThreadStop(worker_);
+    if (callbacks_ != nullptr) callbacks_->onThreadStop(*worker_);
   } catch (...) {
     logHandlerException("transport stop");
   }

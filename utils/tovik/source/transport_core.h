@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -33,11 +34,11 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   using OnWorker = std::tr1::function<void(WorkerThread*)>;
   using Conduits = std::list<std::shared_ptr<TcpConduit>>;
 
-  TransportCore(WorkerThread& worker, const Traits& traits, ThreadCallbacks* callbacks, Factory* factory,
+  TransportCore(std::shared_ptr<WorkerThread> worker, const Traits& traits, ThreadCallbacks* callbacks, Factory* factory,
                 const OnWorker& onWorker, std::string name);
   ~TransportCore() override;
 
-  WorkerThread& worker() const { return worker_; }
+  WorkerThread& worker() const { return *worker_; }
   const Traits& traits() const { return traits_; }
   Factory* factory() const { return factory_; }
   ConnectionCounters& counters() { return counters_; }
@@ -70,6 +71,9 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   /// Ends every connection as failed, each in a turn of its own.
   void endConduitsSoon() noexcept;
 
+  /// Nothing is added any more.
+  void refuseNew();
+  bool refusesNew() const { return closed_; }
   /// Ends everything and takes nothing new.
   void close();
 
@@ -86,7 +90,7 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   void endConduits(ConsumerRecord* record);
   std::shared_ptr<TcpConduit> firstConduit(ConsumerRecord* record);
 
-  WorkerThread& worker_;
+  const std::shared_ptr<WorkerThread> worker_;  // ends with its dispatcher; a listener may outlive both
   const Traits traits_;
   ThreadCallbacks* const callbacks_;
   Factory* const factory_;
@@ -98,7 +102,7 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   bool begun_ = false;  // the worker's alone
 
   std::mutex mutex_;  // guards the members below; never held while a consumer is called
-  bool closed_ = false;
+  std::atomic<bool> closed_{false};  // read without the mutex, too
   unsigned long long conduitsAdded_ = 0;
   Conduits conduits_;
   std::set<std::shared_ptr<Reception>> receptions_;  // the open ones

@@ -25,8 +25,9 @@ class TOVIK_API DispatchGenerator {
   /// Starts the workers. Fails on a count of 0, and when the system gives no threads. Once.
   Result start(unsigned workerCount);
 
-  /// The worker that serves the fewest transports; one more from now on.
-  WorkerThread& acquire();
+  /// The worker that serves the fewest transports; one more from now on. It stays in memory for as long as anybody
+  /// keeps the pointer, though it ends with its dispatcher.
+  std::shared_ptr<WorkerThread> acquire();
   /// A transport that the worker served is gone.
   void release(const WorkerThread& worker);
 
@@ -35,13 +36,15 @@ class TOVIK_API DispatchGenerator {
 
   /// Makes the workers end once no transport uses any of them; they end by themselves, nobody waits here.
   void retire();
-  /// Whether no transport uses it and the caller is none of its workers: then it may be destroyed, which waits for
-  /// its workers' ends.
-  bool mayGo() const;
+  /// Whether a transport uses one of the workers.
+  bool isUsed() const;
+  /// Waits until the workers of a retired dispatcher that no transport uses have ended. False where waiting would be in
+  /// vain: see WorkerThread::join.
+  bool join();
 
  private:
   struct Place {
-    std::unique_ptr<WorkerThread> worker;
+    std::shared_ptr<WorkerThread> worker;
     unsigned long transports = 0;
   };
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <memory>
+#include <functional>
+#include <list>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "tovik/dispatch_generator.h"
 #include "tovik/result.h"
@@ -11,12 +11,12 @@
 
 namespace tovik {
 
-/// The process-wide store of dispatchers. It starts empty.
+/// The process-wide store of dispatchers. It starts empty. It is never destroyed, nor are the workers in it: sessions
+/// go on while the program exits, and may be ended by the destructors of statics.
 ///
 /// Threads: any.
 class TOVIK_API DispatchStore {
  public:
-  /// The one there is.
   static DispatchStore& inst();
 
   /// Makes a dispatcher and starts its workers. Dispatchers are numbered from 0 in order of adding; the numbers of
@@ -25,27 +25,38 @@ class TOVIK_API DispatchStore {
   Result add(const std::string& name, unsigned workerCount);
 
   /// Null when there is none. The pointer is good until the dispatcher is removed, and for a transport made from
-  /// it for that transport's life.
+  /// it for that transport's life. Where another thread may remove it meanwhile, see use.
   DispatchGenerator* fetch(const std::string& name);
   /// By its present number; otherwise the same.
   DispatchGenerator* fetch(unsigned long number);
 
+  /// Calls f with what fetch gives, and keeps the dispatcher in the store until f has returned. f must not use the
+  /// store; to make a transport is what it is for.
+  void use(const std::string& name, const std::function<void(DispatchGenerator*)>& f);
+  /// By its present number; otherwise the same.
+  void use(unsigned long number, const std::function<void(DispatchGenerator*)>& f);
+
   /// Takes a dispatcher out of the store. Its workers end at once when no transport uses them, and have ended when
-  /// this returns; else they end with the last such transport. Fails on an unknown name.
+  /// this returns, unless one of them waits for the caller; else they end with the last such transport. Fails on an
+  /// unknown name.
   Result remove(const std::string& name);
 
-  ~DispatchStore();
+  DispatchStore(const DispatchStore&) = delete;
+  DispatchStore& operator=(const DispatchStore&) = delete;
 
  private:
-  using Dispatchers = std::vector<std::unique_ptr<DispatchGenerator>>;
+  /// A list, since moving a dispatcher from one to the other must not need memory.
+  using Dispatchers = std::list<DispatchGenerator>;
 
   DispatchStore() = default;
+  ~DispatchStore() = default;
   Dispatchers::iterator find(const std::string& name);
+  DispatchGenerator* at(unsigned long number);
   void destroyUnused();
 
   std::mutex mutex_;  // guards both
   Dispatchers dispatchers_;
-  Dispatchers leaving_;  // removed, but still used by a transport when last looked at
+  Dispatchers removed_;  // still used by a transport when last looked at
 };
 
 }  // namespace tovik
