@@ -46,9 +46,13 @@ TEST_P(ExceptionIn, AnEventIsLoggedAtWarning) {
   EXPECT_EQ(log.entries()[0].level, 30);
 }
 
-TEST_P(ExceptionIn, AnEventIsTheLastThatTheConsumerHears) {
+// Nothing came any more: a session whose client threw was never reported as ended.
+TEST_P(ExceptionIn, AnEventIsFollowedByTheEndAlone) {
   throwInTheEvent();
-  EXPECT_EQ(consumer.events(), eventsUpTo(GetParam()));
+  Events expected = eventsUpTo(GetParam());
+  if (GetParam() == "onChannelUp" || GetParam() == "data") expected.emplace_back("onChannelDown failed");
+  if (GetParam() != "onConduitInactive") expected.emplace_back("onConduitInactive");
+  EXPECT_EQ(consumer.events(), expected);
 }
 
 TEST_P(ExceptionIn, AnEventEndsTheOtherConnectionsOfTheTransport) {
@@ -126,6 +130,16 @@ TEST_F(ExceptionOfNoKnownKind, IsLoggedToo) {
   EXPECT_TRUE(log.waitFor("Tovik: client: exception in a handler"));
 }
 
+TEST_F(ExceptionOfNoKnownKind, IsTheCauseThatTheChannelGivesForTheEnd) {
+  consumer.when("data", [] { throw 7; });
+  EndCause cause = EndCause::other;
+  consumer.when("onChannelDown", [&] { cause = consumer.channel()->endCause(); });
+  RawConnection remote = peer();
+  remote.send("x");
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_EQ(cause, EndCause::exception);
+}
+
 TEST_F(ExceptionOfNoKnownKind, AfterBringDownEndsAllTheSame) {
   consumer.when("onChannelUp", [this] {
     consumer.channel()->bringDown();
@@ -134,7 +148,7 @@ TEST_F(ExceptionOfNoKnownKind, AfterBringDownEndsAllTheSame) {
   RawConnection remote = peer();
   EXPECT_TRUE(remote.isEnded());
   transport->call([] {});
-  EXPECT_EQ(consumer.events(), eventsUpTo("onChannelUp"));
+  EXPECT_EQ(consumer.events(), testing_support::eventsEndedIn("onChannelUp"));
 }
 
 }  // namespace

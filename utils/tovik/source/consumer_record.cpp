@@ -1,5 +1,9 @@
 #include "consumer_record.h"
 
+#include <algorithm>
+#include <utility>
+
+#include "tovik/channel.h"
 #include "transport_core.h"
 
 namespace tovik {
@@ -11,9 +15,27 @@ bool ConsumerRecord::hold() {
   return false;
 }
 
-bool ConsumerRecord::letGo() { return state_.fetch_sub(holder, std::memory_order_acq_rel) == (holder | retired); }
+ConsumerRecord::Left ConsumerRecord::letGo() {
+  switch (state_.fetch_sub(holder, std::memory_order_acq_rel)) {
+    case holder:
+      return Left::none;
+    case holder | retired:
+      return Left::noneOfRetired;
+    default:
+      return Left::others;
+  }
+}
 
 bool ConsumerRecord::retire() { return state_.fetch_or(retired, std::memory_order_acq_rel) == 0; }
+
+/// A channel whose connection is still there lives on with that.
+void ConsumerRecord::dropChannel(const Channel& channel) {
+  const auto found =
+      std::find_if(channels_.begin(), channels_.end(), [&](const auto& each) { return each.get() == &channel; });
+  if (found == channels_.end()) return;
+  const std::shared_ptr<Channel> dropped = std::exchange(*found, std::move(channels_.back()));
+  channels_.pop_back();
+}
 
 void ConsumerRecord::onReady(unsigned /*events*/) {
   if (const auto core = core_.lock()) core->endConduitsOf(*this);

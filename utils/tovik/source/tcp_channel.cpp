@@ -1,5 +1,6 @@
 #include "tcp_channel.h"
 
+#include "consumer_record.h"
 #include "tcp_conduit.h"
 #include "tovik/socket_dir.h"
 
@@ -24,6 +25,8 @@ void TcpChannel::bringDownWhenSent() {
   const std::lock_guard lock(mutex_);
   if (conduit_ != nullptr) conduit_->endWhenSent();
 }
+
+void TcpChannel::release() { record_.dropChannel(*this); }
 
 bool TcpChannel::delivers() const { return conduit_ != nullptr && conduit_->delivers(); }
 

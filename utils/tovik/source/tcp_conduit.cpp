@@ -105,12 +105,12 @@ void TcpConduit::becomeUp() {
   stage_ = Stage::up;
   core_->counters().countUp();
   limitWait();
-  channel_ = std::make_shared<TcpChannel>(*this, core_->traits().max_unit_bytes);
+  channel_ = std::make_shared<TcpChannel>(*this, *record_, core_->traits().max_unit_bytes);
   record_->addChannel(channel_);
   tell([this](Consumer& consumer) { consumer.onConduitActive(this); });
   if (stage_ == Stage::up) makeAggregator();
   if (stage_ == Stage::up) tell([this](Consumer& consumer) { consumer.onNewChannel(channel_.get()); });
-  if (stage_ != Stage::up) return;
+  if (stage_ != Stage::up || silenced_) return;
   upTold_ = true;
   tell([this](Consumer& consumer) { consumer.onChannelUp(channel_.get()); });
 }
@@ -244,10 +244,10 @@ void TcpConduit::end(int direction) {
   }
   if (!std::exchange(newTold_, true)) tell([this](Consumer& consumer) { consumer.onNewConduit(this); });
   if (upTold_ && !std::exchange(downTold_, true))
-    tell([&](Consumer& consumer) { consumer.onChannelDown(channel_.get(), direction); });
+    tellEnd([&](Consumer& consumer) { consumer.onChannelDown(channel_.get(), direction); });
   if (std::exchange(inactiveTold_, true)) return;
   core_->removeConduit(place_, *record_);
-  tell([this](Consumer& consumer) { consumer.onConduitInactive(this); });
+  tellEnd([this](Consumer& consumer) { consumer.onConduitInactive(this); });
   core_->letGo(record_);
 }
 
@@ -257,7 +257,7 @@ void TcpConduit::closeSocket() {
   const std::lock_guard lock(channel_->mutex());
   writeOutput();
   socket_.close();
-  channel_->detach();
+  channel_->detach(cause_);
 }
 
 /// Arms the nearest of the limits that hold in this stage.
@@ -280,6 +280,7 @@ void TcpConduit::endLimit() {
 
 void TcpConduit::onTimer() {
   limit_.reset();
+  cause_ = EndCause::limit;
   try {
     QK_LOG(qk::logging::LogLevel::Warning)
         << "Tovik: " << name_ << ": " << (stage_ == Stage::up ? "nothing received" : "not connected")
@@ -290,15 +291,22 @@ void TcpConduit::onTimer() {
   end(dirLocal);
 }
 
-/// Calls the consumer, unless it has been given back or has thrown in an earlier event of this conduit.
+/// Calls the consumer, unless it is retired or has thrown in an earlier event of this conduit.
 template <class Event>
 void TcpConduit::tell(Event&& event) {
-  if (silenced_ || !record_->hold()) return;
+  if (!silenced_) tellEnd(event);
+}
+
+/// Calls the consumer, unless it is retired.
+template <class Event>
+void TcpConduit::tellEnd(Event&& event) {
+  if (!record_->hold()) return;
   core_->begin();
   try {
     event(record_->consumer());
   } catch (...) {
     silenced_ = true;
+    cause_ = EndCause::exception;
     logHandlerException(name_.c_str());
     core_->endConduitsSoon();
   }

@@ -8,6 +8,7 @@
 
 #include "output_queue.h"
 #include "tovik/buffer.h"
+#include "tovik/channel.h"
 #include "tovik/conduit.h"
 #include "tovik/event_handler.h"
 #include "tovik/socket.h"
@@ -38,7 +39,7 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
 
   /// Conduits of a transport are numbered in order of adding.
   unsigned long long number() const { return number_; }
-  void setPlace(TransportCore::Conduits::iterator place) { place_ = place; }
+  void setPlace(const TransportCore::Place& place) { place_ = place; }
 
   void onReady(unsigned events) override;
   void onTimer() override;
@@ -74,6 +75,8 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
   void endLimit();
   template <class Event>
   void tell(Event&& event);
+  template <class Event>
+  void tellEnd(Event&& event);
 
   const std::shared_ptr<TransportCore> core_;
   const std::shared_ptr<ConsumerRecord> record_;
@@ -81,7 +84,7 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
   const unsigned long long number_;
   const bool connected_;  // from the beginning
   const int connectLimit_ms_;
-  TransportCore::Conduits::iterator place_;
+  TransportCore::Place place_;
 
   // The worker's alone.
   Stage stage_ = Stage::fresh;
@@ -90,7 +93,8 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
   bool downTold_ = false;
   bool inactiveTold_ = false;
   bool muted_ = false;       // brought down on the worker: no more data for the consumer
-  bool silenced_ = false;    // an exception left an event: the consumer hears no more of this conduit
+  bool silenced_ = false;    // an exception left an event: the consumer is notified of the end alone
+  EndCause cause_ = EndCause::other;
   bool peerEnded_ = false;   // the kernel has the end of the peer's data
   bool shortIsLast_ = true;  // a receive of less than asked for has emptied the socket
   bool receivesOn_ = false;  // has given way to others with data left to receive

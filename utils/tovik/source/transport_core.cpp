@@ -35,7 +35,13 @@ std::shared_ptr<ConsumerRecord> TransportCore::hold(Consumer& consumer) {
 }
 
 void TransportCore::letGo(const std::shared_ptr<ConsumerRecord>& record) {
-  if (record->letGo()) destroy(record->consumer(), std::unique_lock(mutex_));
+  const ConsumerRecord::Left left = record->letGo();
+  if (left == ConsumerRecord::Left::others) return;
+  std::unique_lock lock(mutex_);
+  if (left == ConsumerRecord::Left::noneOfRetired) return destroy(record->consumer(), std::move(lock));
+  // Another thread may hold or retire the consumer by now, and there may be a new one at its address.
+  const auto found = records_.find(&record->consumer());
+  if (found != records_.end() && found->second == record && record->isIdle()) records_.erase(found);
 }
 
 Result TransportCore::addConduit(Socket socket, bool connected, const std::shared_ptr<ConsumerRecord>& record,
@@ -44,24 +50,21 @@ Result TransportCore::addConduit(Socket socket, bool connected, const std::share
   if (closed_) return failure("transport " + name_ + " is closed");
   const auto conduit = std::make_shared<TcpConduit>(shared_from_this(), record, std::move(socket), connected, name,
                                                     ++conduitsAdded_, limit_ms);
-  Conduits added{conduit};
-  auto& itsOwn = record->conduits();
-  itsOwn.push_back(conduit.get());
-  if (!record->hold()) {
-    itsOwn.pop_back();
-    return failure("the consumer of " + name + " has been given back");
-  }
-  conduit->setPlace(added.begin());
-  conduits_.splice(conduits_.end(), added);
+  Conduits inTransport{conduit};
+  ConsumerRecord::Conduits inRecord{conduit.get()};
+  if (!record->hold()) return failure("the consumer of " + name + " is retired");
+  conduit->setPlace({inTransport.begin(), inRecord.begin()});
+  conduits_.splice(conduits_.end(), inTransport);
+  record->conduits().splice(record->conduits().end(), inRecord);
   worker_->schedule(conduit);
   return Success;
 }
 
-void TransportCore::removeConduit(Conduits::iterator place, ConsumerRecord& record) noexcept {
-  Conduits removed;  // let go of outside the lock
+void TransportCore::removeConduit(const Place& place, ConsumerRecord& record) noexcept {
+  Conduits removed;  // released without the lock
   const std::lock_guard lock(mutex_);
-  std::erase(record.conduits(), place->get());
-  removed.splice(removed.begin(), conduits_, place);
+  record.conduits().erase(place.inRecord);
+  removed.splice(removed.begin(), conduits_, place.inTransport);
 }
 
 Result TransportCore::addReception(std::shared_ptr<Reception> reception) {

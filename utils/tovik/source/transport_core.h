@@ -34,6 +34,12 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   using OnWorker = std::tr1::function<void(WorkerThread*)>;
   using Conduits = std::list<std::shared_ptr<TcpConduit>>;
 
+  /// Where a conduit stands in the lists of its transport and of its consumer.
+  struct Place {
+    Conduits::iterator inTransport;
+    std::list<TcpConduit*>::iterator inRecord;
+  };
+
   TransportCore(std::shared_ptr<WorkerThread> worker, const Traits& traits, ThreadCallbacks* callbacks, Factory* factory,
                 const OnWorker& onWorker, std::string name);
   ~TransportCore() override;
@@ -46,14 +52,15 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   /// Keeps a consumer from going while something is done for it: see ConsumerHold. Null when it has been given back or
   /// the transport is closed.
   std::shared_ptr<ConsumerRecord> hold(Consumer& consumer);
-  /// Gives a hold back, and destroys the consumer if that was the last one of a retired consumer.
+  /// Gives a hold back. Destroys the consumer if that was the last one and it is retired; forgets it if that was the
+  /// last one and it never was connected.
   void letGo(const std::shared_ptr<ConsumerRecord>& record);
 
   /// Takes over a socket that is connecting, or connected already, for a consumer. limit_ms as in Client.
   Result addConduit(Socket socket, bool connected, const std::shared_ptr<ConsumerRecord>& record,
                     const std::string& name, int limit_ms);
   /// Forgets a conduit whose consumer has been told everything.
-  void removeConduit(Conduits::iterator place, ConsumerRecord& record) noexcept;
+  void removeConduit(const Place& place, ConsumerRecord& record) noexcept;
 
   /// Ends the reception with the transport, unless it is removed before. Fails once the transport is closed.
   Result addReception(std::shared_ptr<Reception> reception);

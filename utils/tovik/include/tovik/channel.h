@@ -5,11 +5,19 @@
 
 namespace tovik {
 
+/// Why a connection has ended, where its direction does not say it.
+enum class EndCause {
+  other,     ///< what the direction says; or it has not ended
+  limit,     ///< this side ended it since a time limit had passed
+  exception  ///< an exception left an event of its consumer
+};
+
 /// The two directions of bytes on one connection, as its consumer sees them.
 ///
 /// Threads:   send, sendFile, bringDown and bringDownWhenSent by any thread; the rest on the transport's worker.
-/// Ownership: the framework's. A consumer may call it for as long as the consumer lives, however long ago the
-///            connection ended: once the channel is down everything here does nothing.
+/// Ownership: the framework's. A consumer may call it for as long as both the consumer and the transport live, or until
+///            it calls release, however long ago the connection ended: once the channel is down nothing here has an
+///            effect.
 class TOVIK_API Channel {
  public:
   virtual ~Channel() = default;
@@ -35,6 +43,13 @@ class TOVIK_API Channel {
 
   /// Traits::max_unit_bytes of the transport.
   virtual unsigned long maxUnitBytes() const = 0;
+
+  /// Why it is down.
+  virtual EndCause endCause() const { return EndCause::other; }
+
+  /// The consumer promises not to use the pointer any more. Without this a consumer that lives through very many
+  /// connections keeps the memory of all their channels.
+  virtual void release() {}
 };
 
 }  // namespace tovik
