@@ -164,7 +164,8 @@ class SessionHost : public tovik::ftp::FTPclient {
     // Set first: the outcome may come from inside the operation.
     const Command before = std::exchange(outstanding_, command);
     const bool taken = bool{operation()};
-    require(taken == (before == Command::none), "a command is taken when none is in progress");
+    require(!taken || before == Command::none, "no command is taken while one is in progress");
+    require(taken || before != Command::none || destroying_, "a command is taken when none is in progress");
     if (!taken) outstanding_ = before;
   }
 
@@ -185,6 +186,7 @@ class SessionHost : public tovik::ftp::FTPclient {
   void discardContent() { delete std::exchange(controller_->received, nullptr); }
 
   void destroy() {
+    destroying_ = true;
     delete controller_;
     gone_ = true;
   }
@@ -195,6 +197,7 @@ class SessionHost : public tovik::ftp::FTPclient {
   tovik::ftp::Controller* controller_ = nullptr;
 
   std::atomic<bool> claimed_{false};  // somebody is about to stop or destroy the session
+  std::atomic<bool> destroying_{false};
   std::atomic<bool> gone_{false};
   std::atomic<int> started_{0};
 

@@ -147,9 +147,20 @@ TEST_F(EndSession, EndsEveryConnectionWhenTheClientThrowsOnAReply) {
   server.login().expect("PWD").reply("257 \"/\"").expectClose();
   client.whenever("onPwd", [] { throw std::runtime_error("too much"); });
   onceLoggedIn([&] { EXPECT_TRUE(controller->getPwd()); });
-  disconnections = 0;  // the interpreter hears no more of the connection that the exception came from
   ASSERT_TRUE(server.played());
+  ASSERT_TRUE(client.waits("onDisconnected"));
   EXPECT_THAT(log.texts(30), Contains(HasSubstr("too much")));
+}
+
+// The reader's state was that of the old connection: the greeting of the new one was no greeting to it.
+TEST_F(EndSession, StartsAfreshAfterTheClientHasThrown) {
+  server.login().expect("PWD").reply("257 \"/\"").expectClose().login();
+  client.whenever("onPwd", [] { throw std::runtime_error("too much"); });
+  onceLoggedIn([&] { EXPECT_TRUE(controller->getPwd()); });
+  ASSERT_TRUE(client.waits("onDisconnected"));
+  EXPECT_TRUE(controller->start());
+  disconnections = 2;
+  EXPECT_TRUE(client.waits("onConnected", 2));
 }
 
 TEST_F(EndSession, EndsEveryConnectionWhenTheClientThrowsOnData) {
@@ -174,7 +185,6 @@ TEST_F(EndSession, GoesOnBesideASessionWhoseClientThrows) {
 
   server.login().expectClose();
   onceLoggedIn([] { throw std::runtime_error("too much"); });
-  disconnections = 0;
   ASSERT_TRUE(server.played());
 
   otherServer.expect("PWD").reply("257 \"/\"");

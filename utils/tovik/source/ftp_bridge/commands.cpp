@@ -1,4 +1,5 @@
 #include <array>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <new>
@@ -11,6 +12,9 @@ namespace tovik::ftp {
 
 namespace {
 
+/// A client that tries again whenever it is told of a failure must not use up the stack.
+constexpr unsigned mostOperations = 32;
+
 const char* nameOf(Controller::cmd_e command) {
   static constexpr std::array<const char*, 7> names{"none", "pwd", "cwd", "cdup", "nlst", "retr", "quit"};
   const auto number = static_cast<std::size_t>(command);
@@ -19,22 +23,52 @@ const char* nameOf(Controller::cmd_e command) {
 
 }  // namespace
 
+/// Counts an operation for as long as it is on the stack and the session lives.
+class Controller::Operation {
+ public:
+  explicit Operation(Controller& controller) : controller_(controller), session_(controller.transport->life()) {
+    ++controller_.operations;
+  }
+  ~Operation() {
+    if (!sessionIsGone()) --controller_.operations;
+  }
+  Operation(const Operation&) = delete;
+  Operation& operator=(const Operation&) = delete;
+
+  bool sessionIsGone() const { return session_.expired(); }
+
+ private:
+  Controller& controller_;
+  const std::weak_ptr<const void> session_;
+};
+
 Result Controller::refuseBusy() const { return failure(nameOf(command) + std::string(" still active")); }
 
-/// Nothing of a command that memory was too short to begin stays in progress.
-Result Controller::begin(cmd_e cmd, const std::function<void()>& act) {
-  const std::weak_ptr<const void> session = transport->life();
+/// On the worker, where nothing that the server or a stranger sends can come in between.
+Result Controller::perform(const std::function<void()>& act) {
+  Result result;
+  const auto onWorker = [&] { result = begin(act); };
+  transport->call(std::cref(onWorker));
+  return result;
+}
+
+/// A command that fails here, for lack of memory most likely, leaves the controller idle. What the client throws when
+/// it is told of a failed set-up is for the caller.
+Result Controller::begin(const std::function<void()>& act) {
+  const Operation operation(*this);
+  const unsigned long reportsBefore = failureReports;
   bool busy = true;
   try {
+    if (transport->refusesNew()) return failure("the session is closed");
     if (command != cmd_e::none) return refuseBusy();
+    if (operations > mostOperations) return failure("too many failures, each reported inside the one before");
     busy = false;
     act();
     return Success;
-  } catch (const std::bad_alloc&) {
-    // The client may have destroyed the session in a callback and thrown this itself.
-    if (session.expired()) throw;
-    if (!busy && command == cmd) command = cmd_e::none;
-    return failure("out of memory");
+  } catch (const std::exception& error) {
+    if (operation.sessionIsGone() || failureReports != reportsBefore) throw;
+    if (!busy) command = cmd_e::none;
+    return failure(dynamic_cast<const std::bad_alloc*>(&error) != nullptr ? "out of memory" : error.what());
   }
 }
 
@@ -44,6 +78,7 @@ void Controller::prepareCommand(cmd_e cmd) {
   replyText.clear();
   delete std::exchange(received, nullptr);
   fileName.clear();
+  cutByLimit = false;
 }
 
 /// The reply may arrive before this returns, so what it answers is set first.
@@ -53,7 +88,7 @@ void Controller::send(pending_e awaited, const std::string& text) {
 }
 
 Result Controller::getPwd() {
-  return begin(cmd_e::pwd, [this] {
+  return perform([this] {
     QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller getting current directory";
     prepareCommand(cmd_e::pwd);
     send(pending_e::pwd, "PWD");
@@ -61,7 +96,7 @@ Result Controller::getPwd() {
 }
 
 Result Controller::changeCwd(const std::string& directory) {
-  return begin(cmd_e::cwd, [this, &directory] {
+  return perform([this, &directory] {
     QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller changing working directory to " << directory;
     prepareCommand(cmd_e::cwd);
     send(pending_e::cwd, "CWD " + directory);
@@ -69,7 +104,7 @@ Result Controller::changeCwd(const std::string& directory) {
 }
 
 Result Controller::cdUp() {
-  return begin(cmd_e::cdup, [this] {
+  return perform([this] {
     QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller changing to parent directory";
     prepareCommand(cmd_e::cdup);
     send(pending_e::cdup, "CDUP");
@@ -77,7 +112,7 @@ Result Controller::cdUp() {
 }
 
 Result Controller::sendLogout() {
-  return begin(cmd_e::quit, [this] {
+  return perform([this] {
     QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller logging out";
     prepareCommand(cmd_e::quit);
     send(pending_e::quit, "QUIT");

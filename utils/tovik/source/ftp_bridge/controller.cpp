@@ -1,3 +1,4 @@
+#include <functional>
 #include <new>
 #include <utility>
 
@@ -10,13 +11,20 @@ namespace tovik::ftp {
 
 namespace {
 
-DispatchGenerator* chooseDispatcher(const std::string& name) {
-  DispatchGenerator* dispatcher = DispatchStore::inst().fetch(name);
-  if (dispatcher != nullptr) return dispatcher;
-  QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: ftp control: unknown dispatcher " << name;
-  dispatcher = DispatchStore::inst().fetch(0UL);
-  if (dispatcher == nullptr) throw Exception("ftp control: no dispatcher");
-  return dispatcher;
+/// Made while the dispatcher is kept in the store: another thread may be about to remove it.
+Transport* makeTransport(const std::string& dispatcherName, const Traits& traits, ThreadCallbacks* callbacks) {
+  Transport* made = nullptr;
+  const auto make = [&](DispatchGenerator* dispatcher) {
+    if (dispatcher != nullptr)
+      made = new Transport(dispatcher, traits, callbacks, nullptr, std::tr1::function<void(WorkerThread*)>(), "");
+  };
+  DispatchStore& store = DispatchStore::inst();
+  store.use(dispatcherName, std::cref(make));
+  if (made != nullptr) return made;
+  QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: ftp control: unknown dispatcher " << dispatcherName;
+  store.use(0UL, std::cref(make));
+  if (made == nullptr) throw Exception("ftp control: no dispatcher");
+  return made;
 }
 
 }  // namespace
@@ -30,31 +38,41 @@ Controller::Controller(const connection_data_t& connectionData, FTPclient* ftpCl
       connection(connectionData),
       dataConnector(nullptr),
       command(cmd_e::none),
-      received(nullptr) {
+      received(nullptr),
+      cutByLimit(false),
+      operations(0),
+      failureReports(0) {
   connection.local.extract_addr(&localAddr);
-  DispatchGenerator* const dispatcher = chooseDispatcher(dispatcherName);
   Traits traits;
   traits.first_byte_limit_s = transportSetting;
-  transport = new Transport(dispatcher, traits, callbacks, nullptr, std::tr1::function<void(WorkerThread*)>(), "");
+  transport = makeTransport(dispatcherName, traits, callbacks);
 }
 
-// The client may start one more transfer each time that it is told of an end in here: after stop the transport still
-// takes its connector back, and one made when the transport has closed has no connection behind it.
+// In one step on the worker: a client that is told of the end in here starts nothing anew.
 Controller::~Controller() {
-  static_cast<void>(stop());
-  if (transport != nullptr) transport->call([this] { transport->retire(std::exchange(dataConnector, nullptr)); });
+  if (transport != nullptr)
+    transport->call([this] {
+      transport->refuseNew();
+      static_cast<void>(stop());
+    });
   delete transport;
   delete dataConnector;
 }
 
-Result Controller::start() try {
-  Client connecting(*transport, Protocol::tcp, interpreter, "protocol_interpreter", false, nullptr);
-  return connecting.setup_and_connect(connection.server, connection.local, -1);
-} catch (const std::bad_alloc&) {
-  return failure("out of memory");
+Result Controller::start() {
+  Result result;
+  const auto connect = [this, &result] {
+    try {
+      Client connecting(*transport, Protocol::tcp, interpreter, "protocol_interpreter", false, nullptr);
+      result = connecting.setup_and_connect(connection.server, connection.local, -1);
+    } catch (const std::bad_alloc&) {
+      result = failure("out of memory");
+    }
+  };
+  transport->call(std::cref(connect));
+  return result;
 }
 
-// On the worker, so that any thread may stop at any moment, also while a handler is just starting the next transfer.
 // The client may destroy the controller when it is told of the end: that is the last act.
 Result Controller::stop() {
   if (transport == nullptr) {
@@ -78,7 +96,9 @@ void Controller::onControlDown() { client->onDisconnected(); }
 void Controller::onError() {
   const std::string name = fileName;
   const std::string text = replyText;
-  switch (std::exchange(command, cmd_e::none)) {
+  const cmd_e failed = std::exchange(command, cmd_e::none);
+  ++failureReports;
+  switch (failed) {
     case cmd_e::nlst:
       return client->onNlstFailed(text);
     case cmd_e::retr:

@@ -39,6 +39,7 @@ bool DataConnector::getDataAggregator(Channel* up, DataAggregator*& aggregator) 
 Consumer* DataConnector::getConsumer() { return this; }
 
 void DataConnector::onChannelUp(Channel* up) {
+  if (channel != nullptr && channel != up) channel->release();
   channel = up;
   controller.onDataUp();
 }
@@ -50,8 +51,12 @@ void DataConnector::onData(Channel* /*from*/, const char* data, unsigned long si
     gather(*received, data, size);
 }
 
-void DataConnector::onChannelDown(Channel* /*down*/, int /*direction*/) {
+void DataConnector::onChannelDown(Channel* down, int /*direction*/) {
   std::unique_ptr<std::string> gathered(std::exchange(received, nullptr));
+  const EndCause cause = down == nullptr ? EndCause::other : down->endCause();
+  // Bytes are lost: the transfer must not end as if this were all.
+  if (cause == EndCause::exception) return;
+  if (cause == EndCause::limit) controller.cutByLimit = true;
   if (gathered == nullptr) gathered = std::make_unique<std::string>();
   // The client hears of the transfer's end in here, and may destroy the session.
   const std::weak_ptr<const void> session = controller.transport->life();

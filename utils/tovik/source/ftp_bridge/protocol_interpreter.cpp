@@ -20,12 +20,18 @@ void ProtocolInterpreter::onConduitInactive(Conduit* /*conduit*/) { controller.o
 
 void ProtocolInterpreter::onChannelUp(Channel* up) {
   QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: protocol interpreter up";
+  if (channel != nullptr && channel != up) channel->release();
   channel = up;
 }
 
-void ProtocolInterpreter::onChannelDown(Channel* /*down*/, int direction) {
+void ProtocolInterpreter::onChannelDown(Channel* down, int direction) {
   QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: protocol interpreter channel down " << printSocketDir(direction);
   sessionState = 0;
+  if (down == nullptr || down->endCause() != EndCause::exception) return;
+  // Where in a reply or a command the exception came is unknown: the next connection begins afresh.
+  replyState = 0;
+  replyCode = {};
+  pending = pending_e::none;
 }
 
 }  // namespace tovik::ftp

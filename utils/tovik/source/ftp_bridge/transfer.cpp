@@ -11,7 +11,7 @@
 namespace tovik::ftp {
 
 Result Controller::getNlst(bool usePassive) {
-  return begin(cmd_e::nlst, [this, usePassive] {
+  return perform([this, usePassive] {
     QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: controller getting directory listing";
     prepareCommand(cmd_e::nlst);
     startDataConnection(usePassive);
@@ -26,7 +26,7 @@ Result Controller::getFile(const std::string& name, bool usePassive) {
     startDataConnection(usePassive);
   };
   // A std::function has no room for it, and would ask for memory outside the try block of begin.
-  return begin(cmd_e::retr, std::cref(act));
+  return perform(std::cref(act));
 }
 
 void Controller::onNlst(bool ok, const std::string& text) {
@@ -54,10 +54,16 @@ void Controller::onDataReceived(std::string* data) {
   if (command == cmd_e::retr && replyReceived) processRetrieve();
 }
 
+/// Why a transfer has failed that the server takes for whole: it is this side that ended its data connection.
+std::string Controller::limitText() const {
+  return "nothing received within the limit of " + std::to_string(transport->traits().first_byte_limit_s) + " s";
+}
+
 void Controller::processNlst() {
   command = cmd_e::none;
   const std::string text = replyText;
   if (!replyOk) return client->onNlstFailed(text);
+  if (cutByLimit) return client->onNlstFailed(limitText());
   if (received == nullptr) return client->onNlstFailed("no data");
   const std::vector<std::string> names = splitListing(*received);
   delete std::exchange(received, nullptr);
@@ -69,6 +75,7 @@ void Controller::processRetrieve() {
   const std::string name = fileName;
   const std::string text = replyText;
   if (!replyOk) return client->onRetrieveFailed(name, text);
+  if (cutByLimit) return client->onRetrieveFailed(name, limitText());
   client->onRetrieve(name, text, std::exchange(received, nullptr));
 }
 

@@ -3,8 +3,7 @@
 /// An asynchronous FTP client (RFC 959): one Controller a session, one FTPclient that is told of every outcome.
 ///
 /// Threads:   a session's events and all its FTPclient callbacks come on one worker thread of the framework, one after
-///            another. The Controller's operations may be called from inside those callbacks, or by one host thread at
-///            a time while no reply is outstanding; stop and the destructor by any thread at any moment.
+///            another. Any thread may call any operation of the Controller at any moment, also from inside a callback.
 /// Callbacks: anything is allowed inside one: the next command, stop, destroying the Controller itself.
 
 #include <netinet/in.h>
@@ -23,6 +22,7 @@
 #include "tovik/consumer.h"
 #include "tovik/data_handler.h"
 #include "tovik/data_packetizer.h"
+#include "tovik/exception.h"
 #include "tovik/result.h"
 #include "tovik/send_destination.h"
 #include "tovik/server.h"
@@ -60,11 +60,13 @@ struct TOVIK_API connection_data_t {
 
 /// What a host implements to be told of a session's outcomes.
 ///
-/// Threads:   every operation is called on the session's worker thread; onNlstFailed and onRetrieveFailed also from
-///            inside getNlst and getFile, on the calling thread, when the data connection can't be set up; and
-///            onDisconnected from inside stop and the destructor.
+/// Threads:   every operation is called on the session's worker thread, some of them while another thread waits there
+///            for an operation of the Controller: onNlstFailed and onRetrieveFailed inside getNlst and getFile, when
+///            the data connection can't be set up, and onDisconnected inside stop and the destructor.
 /// Ownership: arguments are valid during the call only, except the content of onRetrieve, which the client owns.
 /// Callbacks: those that end a command come when the controller is idle again, so the next one may start inside them.
+/// Errors:    an exception that leaves a callback is logged at level 30 and ends the session's connections;
+///            onDisconnected follows. From inside getNlst and getFile it reaches their caller instead.
 class TOVIK_API FTPclient {
  public:
   virtual ~FTPclient() = default;
@@ -101,7 +103,7 @@ enum class pending_e : std::int32_t { none, user, password, account, port, passi
 /// The consumer of the control connection: cuts and reads the server's replies, logs in by itself, interprets each
 /// reply against the command that awaits it, and writes commands. Part of a Controller, which it tells the outcomes.
 ///
-/// Threads: the events and onInput on the session's worker; sendCommand by whoever may call the Controller.
+/// Threads: the session's worker.
 class TOVIK_API ProtocolInterpreter : public Consumer, public TelnetPacketizer, public CharHandler {
  public:
   /// Keeps the reference, and uses it in events only.
@@ -213,13 +215,18 @@ class TOVIK_API DataConnection : public Server {
 
 /// One FTP session: takes one command at a time and tells the client each outcome.
 ///
-/// Threads:   commands from inside the client's callbacks, or by one thread while no reply is outstanding; stop, the
-///            destructor and statistics by any thread at any moment.
+/// Threads:   any thread may call any operation at any moment, except that only one destroys it, and none afterwards.
+///            Each operation does its work on the session's worker, between two callbacks, and returns when it is
+///            done: what a command logs and sends has been logged and sent. So an operation waits for the callback
+///            that is running, and must not be called with a lock held that a callback takes; this holds for stop and
+///            the destructor, too. statistics waits for nothing. Inside a callback nothing waits. A log handler must
+///            not destroy the session that logs.
 /// Ownership: borrows the client and the thread callbacks, which outlive it. A file that is still held when the
 ///            controller is destroyed, because a failed transfer left it or its end is outstanding, is not freed.
-/// Errors:    operations return a Result at once; one that finds another command in progress fails with that
-///            command's name and " still active", and changes nothing. A command whose reply never comes keeps the
-///            controller busy; there is no time-out. "out of memory" means that nothing was begun.
+/// Errors:    operations return a Result; one that finds another command in progress fails with that command's name
+///            and " still active", and changes nothing. A command whose reply never comes keeps the controller busy;
+///            there is no time-out. "out of memory" means that nothing was started. Once the destructor has begun,
+///            start and every command fail.
 class TOVIK_API Controller {
  public:
   /// The command in progress. The numbers stand in the log.
@@ -227,12 +234,12 @@ class TOVIK_API Controller {
 
   /// dispatcherName: where the session runs; when there is no such dispatcher, number 0 serves. transportSetting:
   /// Traits::first_byte_limit_s of the session's transport; 0 sets no limit. callbacks may be null. Throws Exception
-  /// "ftp control: no dispatcher" when there is none at all.
+  /// "ftp control: no dispatcher" when there is none at all, and std::bad_alloc.
   Controller(const connection_data_t& connectionData, FTPclient* ftpClient, const std::string& dispatcherName,
              int transportSetting, ThreadCallbacks* callbacks);
   Controller(const Controller&) = delete;
   Controller& operator=(const Controller&) = delete;
-  /// Stops, so onDisconnected may come from inside. May be called from inside a callback.
+  /// Stops, so onDisconnected may come from inside; it cannot start anything anew. May be called from inside a callback.
   ~Controller();
 
   /// Begins to connect; the login follows by itself, and onConnected or onDisconnected tells its end.
@@ -247,7 +254,8 @@ class TOVIK_API Controller {
   /// Changes to the parent directory: onCdup or onCdupFailed.
   Result cdUp();
   /// Lists the current directory. usePassive: PASV, else PORT. Success even when the data connection can't be set up:
-  /// the failure has then been reported to the client from inside the call.
+  /// the failure has then been reported to the client from inside the call. A client that tries again inside that
+  /// callback, and inside the one that comes of it, gets a failed Result after 32 of them, and no further callback.
   Result getNlst(bool usePassive);
   /// Retrieves a file whole; the rest as for getNlst. The name is sent as it stands.
   Result getFile(const std::string& name, bool usePassive);
@@ -281,13 +289,17 @@ class TOVIK_API Controller {
   friend class ProtocolInterpreter;
   friend class DataConnector;
 
+  class Operation;
+
+  Result perform(const std::function<void()>& act);
+  Result begin(const std::function<void()>& act);
   Result refuseBusy() const;
-  Result begin(cmd_e cmd, const std::function<void()>& act);
   void prepareCommand(cmd_e cmd);
   void send(pending_e awaited, const std::string& text);
   void startDataConnection(bool usePassive);
   void announceListener();
   void processDataConnection();
+  std::string limitText() const;
   void processNlst();
   void processRetrieve();
 
@@ -304,6 +316,9 @@ class TOVIK_API Controller {
   bool replyReceived;
   std::string* received;  // owned until handed to the client
   std::string fileName;
+  bool cutByLimit;               // the first-byte limit has ended a data connection of this transfer
+  unsigned operations;           // on the stack, one inside another's failure callback
+  unsigned long failureReports;  // made by onError so far
 };
 
 /// The stock client: logs each outcome, asks for the directory once logged in, lists after every successful PWD and
