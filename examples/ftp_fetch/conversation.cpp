@@ -9,12 +9,6 @@
 
 namespace ftp_fetch {
 
-namespace {
-
-constexpr const char* nothingReceived = "Tovik: data_connection: nothing received within the time limit";
-
-}  // namespace
-
 Conversation::Conversation() : changed_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
   if (!changed_.isOpen()) throw tovik::Exception(std::string("eventfd: ") + std::strerror(errno));
 }
@@ -43,7 +37,6 @@ void Conversation::beginLocked(Stage stage, const std::string& command) {
   state_.stage = stage;
   state_.since = std::chrono::steady_clock::now();
   state_.refusedAt.reset();
-  state_.cutShort = false;
 }
 
 void Conversation::end() {
@@ -58,9 +51,7 @@ void Conversation::note(const qk::logging::Record& record) {
   const std::lock_guard lock(mutex_);
   if (reply) noteReply(*reply);
   if (command) state_.sent = std::move(*command);
-  if (record.level < qk::logging::LogLevel::Warning) return;
-  state_.lastWarning = record.text;
-  state_.cutShort = state_.cutShort || record.text == nothingReceived;
+  if (record.level >= qk::logging::LogLevel::Warning) state_.lastWarning = record.text;
 }
 
 void Conversation::noteReply(const Reply& reply) {

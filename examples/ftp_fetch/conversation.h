@@ -30,7 +30,6 @@ class Conversation {
     std::string sent;                // the last command on the wire
     std::optional<Reply> lastReply;  // of the session
     std::optional<Time> refusedAt;   // when the present command got a negative reply
-    bool cutShort = false;           // its data connection was ended because nothing came
     std::string lastWarning;         // of the session, from the log
     bool ended = false;              // the session is over
   };

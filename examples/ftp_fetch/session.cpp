@@ -83,7 +83,7 @@ void Session::onRetrieve(const std::string& fileName, const std::string& /*text*
   const Seconds time = std::chrono::steady_clock::now() - conversation_.state().since;
   const std::string nothing;
   const std::string& bytes = owned == nullptr ? nothing : *owned;
-  const DirectoryWriter::Stored stored = store(fileName, bytes);
+  const DirectoryWriter::Stored stored = writer_.store(fileName, bytes);
   if (stored.directoryFailed) return giveUp(stored.result.message + "; stopped at " + fileName);
   if (stored.result)
     report_.fetched(fileName, bytes.size(), time);
@@ -91,14 +91,6 @@ void Session::onRetrieve(const std::string& fileName, const std::string& /*text*
     report_.failed(fileName, stored.result.message);
   part_.current.reset();
   fetchNext();
-}
-
-/// A server that is slower than the limit for a first byte may take the end of its data connection for the end of the
-/// file, and say that all went well.
-DirectoryWriter::Stored Session::store(const std::string& name, const std::string& content) {
-  if (content.empty() && conversation_.state().cutShort)
-    return {tovik::failure("nothing came within the limit for the first byte")};
-  return writer_.store(name, content);
 }
 
 void Session::onRetrieveFailed(const std::string& fileName, const std::string& text) {

@@ -52,7 +52,6 @@ class Session final : private tovik::ftp::FTPclient {
   void work();
   void fetchNext();
   void tryNext();
-  DirectoryWriter::Stored store(const std::string& name, const std::string& content);
   void giveUp(const std::string& problem);
   void leave();
 

@@ -118,13 +118,5 @@ TEST_F(ConversationTest, ForgetsAFormerSession) {
   EXPECT_EQ(state.number, before + 1);
 }
 
-TEST_F(ConversationTest, KnowsThatADataConnectionWasCutShort) {
-  conversation.begin("RETR a");
-  warn("Tovik: data_connection: nothing received within the time limit");
-  EXPECT_TRUE(conversation.state().cutShort);
-  conversation.begin("RETR b");
-  EXPECT_FALSE(conversation.state().cutShort);
-}
-
 }  // namespace
 }  // namespace ftp_fetch

@@ -84,7 +84,7 @@ TEST_F(FtpFetchLimits, DoesNotTakeAFileForEmptyThatItCutShort) {
   server.start();
   const Finished finished = fetch(server.url(), {"--first-byte-limit", "1", "late"});
   EXPECT_EQ(finished.exitCode, 1);
-  EXPECT_EQ(finished.errors, "ftp_fetch: late: nothing came within the limit for the first byte\n");
+  EXPECT_EQ(finished.errors, "ftp_fetch: late: nothing received within the limit of 1 s\n");
   EXPECT_THAT(into.names(), IsEmpty());
 }
 
