@@ -3,10 +3,10 @@
 
 #include <chrono>
 #include <iomanip>
-#include <locale>
 #include <stdexcept>
 #include <string>
 
+#include "grouping_locale.h"
 #include "record_collector.h"
 
 namespace qk::logging {
@@ -110,13 +110,9 @@ TEST_F(LogSite, LeavesNoFormattingToTheNextRecord) {
 }
 
 TEST_F(LogSite, LeavesNoLocaleToTheNextRecord) {
-  struct GroupedByDots : std::numpunct<char> {
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-  };
   {
     Logger logger(LogLevel::Info, 0, 1, nullptr, "file", 1, "");
-    logger.stream().imbue(std::locale(std::locale::classic(), new GroupedByDots));
+    logger.stream().imbue(groupingLocale());
     logger.stream() << 1'000'000;
   }
   QK_LOG(LogLevel::Info) << 1'000'000;

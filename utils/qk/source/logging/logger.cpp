@@ -4,6 +4,7 @@
 
 #include <cassert>
 #include <cerrno>
+#include <locale>
 #include <new>
 #include <system_error>
 #include <utility>
@@ -17,6 +18,13 @@ namespace {
 constinit thread_local std::ostringstream* threadStream = nullptr;
 /// Whether a Logger lives on this thread.
 constinit thread_local bool lent = false;
+
+/// A new stream has the host's global locale, which may group a number's digits.
+std::ostringstream makeStream() {
+  std::ostringstream stream;
+  stream.imbue(std::locale::classic());
+  return stream;
+}
 
 void destroyThreadStream(void* stream) {
   delete static_cast<std::ostringstream*>(stream);
@@ -37,7 +45,7 @@ pthread_key_t streamKey() {
 }
 
 std::ostringstream* makeThreadStream() {
-  auto stream = std::make_unique<std::ostringstream>();
+  auto stream = std::make_unique<std::ostringstream>(makeStream());
   if (::pthread_setspecific(streamKey(), stream.get()) != 0) {
     throw std::bad_alloc();
   }
@@ -64,7 +72,7 @@ Logger::Logger(LogLevel level, unsigned int subCode, DecodeType decodeType, cons
       extra_(extra),
       stream_(GetThreadLocalStream()) {
   if (std::exchange(lent, true)) {
-    outer_.emplace().swap(stream_);
+    outer_.emplace(makeStream()).swap(stream_);
   }
 }
 
@@ -78,7 +86,7 @@ Logger::~Logger() {
   if (outer_) {
     stream_.swap(*outer_);
   } else {
-    std::ostringstream().swap(stream_);
+    makeStream().swap(stream_);
     lent = false;
   }
 }

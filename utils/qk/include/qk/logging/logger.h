@@ -26,8 +26,9 @@ QK_LOGGING_API void LogMessage(LogLevel level, unsigned int subCode, DecodeType 
                                const std::shared_ptr<const Source>& source, const char* file, int line,
                                const std::string& text, const std::string& extra) noexcept;
 
-/// The stream that this thread's Loggers write into: made on first use, gone when the thread is, usable from the
-/// destructors of statics and of thread-local objects. Empty while no Logger lives; leave writing to them.
+/// The stream that this thread's Loggers write into: made on first use, destroyed with the thread, usable from the
+/// destructors of statics and of thread-local objects. Empty and in the classic locale while no Logger lives; leave
+/// writing to them.
 /// Throws std::bad_alloc, std::system_error if the system has no thread-specific key left.
 QK_LOGGING_API std::ostringstream& GetThreadLocalStream();
 
@@ -36,6 +37,7 @@ QK_LOGGING_API std::ostringstream& GetThreadLocalStream();
 /// Threads: built, used and destroyed on one thread, the innermost first: one that is built while another lives on the
 ///          same thread (a site in an operand of another site, or in a handler) leaves the other's text and formatting
 ///          as they were.
+/// Format:  as a new stream's, and in the classic locale, whatever the host's global one is.
 /// Errors:  the constructor throws as GetThreadLocalStream does; the destructor never. What the stream refuses (after a
 ///          null char*, or for want of memory) is missing from the text; a record that cannot be built is lost, as
 ///          LogMessage says. None of it reaches the next record, nor does formatting.
