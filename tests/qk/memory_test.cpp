@@ -4,6 +4,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "standard_error_capture.h"
 #include "support/heap.h"
@@ -77,6 +78,18 @@ TEST_F(Memory, ASiteThatRunsOutOfItNeitherThrowsNorSpoilsTheNextRecord) {
     site();
     EXPECT_THAT(standardError_.writes(), ElementsAre(EndsWith(" text " + longText + "\n")));
   });
+}
+
+// A thread's first site threw std::bad_alloc where there was no memory for the thread's stream.
+TEST_F(Memory, ASiteThatFindsNoneForItsThreadsStreamEmitsItsRecord) {
+  std::string arrived;
+  const HandlerId id = AddHandler([&arrived](const Record& record) { arrived = record.text; });
+  bool sufficed = true;
+  // A text and a record that are so short need no memory.
+  std::thread([&sufficed] { sufficed = runsWithin(0, [] { QK_LOG(LogLevel::Warning) << "short " << 12; }); }).join();
+  EXPECT_FALSE(sufficed);
+  EXPECT_EQ(arrived, "short 12");
+  RemoveHandler(id);
 }
 
 TEST_F(Memory, ASiteInsideAnotherThatRunsOutOfItLeavesTheOtherWhole) {

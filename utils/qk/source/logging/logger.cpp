@@ -4,6 +4,7 @@
 
 #include <cassert>
 #include <cerrno>
+#include <exception>
 #include <locale>
 #include <new>
 #include <system_error>
@@ -16,7 +17,7 @@ namespace qk::logging {
 namespace {
 
 constinit thread_local std::ostringstream* threadStream = nullptr;
-/// Whether a Logger lives on this thread.
+/// Whether a Logger that lives on this thread writes into the thread's stream.
 constinit thread_local bool lent = false;
 
 /// A new stream has the host's global locale, which may group a number's digits.
@@ -52,6 +53,15 @@ std::ostringstream* makeThreadStream() {
   return stream.release();
 }
 
+/// The thread's stream; where it has none and can't have one, the spare stream, which this makes.
+std::ostringstream& threadStreamOr(std::optional<std::ostringstream>& spare) {
+  try {
+    return GetThreadLocalStream();
+  } catch (const std::exception&) {
+    return spare.emplace(makeStream());
+  }
+}
+
 }  // namespace
 
 std::ostringstream& GetThreadLocalStream() {
@@ -70,21 +80,24 @@ Logger::Logger(LogLevel level, unsigned int subCode, DecodeType decodeType, cons
       file_(file),
       line_(line),
       extra_(extra),
-      stream_(GetThreadLocalStream()) {
-  if (std::exchange(lent, true)) {
-    outer_.emplace(makeStream()).swap(stream_);
+      stream_(threadStreamOr(spare_)) {
+  if (!ownsStream() && std::exchange(lent, true)) {
+    spare_.emplace(makeStream()).swap(stream_);
   }
 }
 
 Logger::~Logger() {
-  assert(&stream_ == threadStream);
+  assert(ownsStream() || &stream_ == threadStream);
   {
     const HandlerPin pin = ForceLockHandlers();
     LogMessage(level_, subCode_, decodeType_, source_, file_, line_, std::move(stream_).str(), extra_);
   }
+  if (ownsStream()) {
+    return;
+  }
   // A swap takes along all that a site may have changed: formatting, error state, locale, exception mask.
-  if (outer_) {
-    stream_.swap(*outer_);
+  if (spare_) {
+    stream_.swap(*spare_);
   } else {
     makeStream().swap(stream_);
     lent = false;

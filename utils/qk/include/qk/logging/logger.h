@@ -38,9 +38,11 @@ QK_LOGGING_API std::ostringstream& GetThreadLocalStream();
 ///          same thread (a site in an operand of another site, or in a handler) leaves the other's text and formatting
 ///          as they were.
 /// Format:  as a new stream's, and in the classic locale, whatever the host's global one is.
-/// Errors:  the constructor throws as GetThreadLocalStream does; the destructor never. What the stream refuses (after a
-///          null char*, or for want of memory) is missing from the text; a record that cannot be built is lost, as
-///          LogMessage says. None of it reaches the next record, nor does formatting.
+/// Errors:  the constructor throws std::bad_alloc if there is no memory for the copy of extra, which an empty one does
+///          not need; the destructor never throws. Where GetThreadLocalStream throws, the text is written into a
+///          stream of the Logger's own. What the stream refuses (after a null char*, or when out of memory) is missing
+///          from the text; a record that cannot be built is lost, as LogMessage says. None of it reaches the next
+///          record, nor does formatting.
 class QK_LOGGING_API Logger {
  public:
   /// The arguments are those of LogMessage; source and extra are copied.
@@ -54,6 +56,8 @@ class QK_LOGGING_API Logger {
   std::ostream& stream() { return stream_; }
 
  private:
+  bool ownsStream() const { return spare_ && &stream_ == &*spare_; }
+
   const LogLevel level_;
   const unsigned int subCode_;
   const DecodeType decodeType_;
@@ -62,8 +66,9 @@ class QK_LOGGING_API Logger {
   const int line_;
   const std::string extra_;
 
+  // What the site around this one has written so far; or, where the thread has no stream, this site's own.
+  std::optional<std::ostringstream> spare_;
   std::ostringstream& stream_;
-  std::optional<std::ostringstream> outer_;
 };
 
 }  // namespace qk::logging
