@@ -5,21 +5,20 @@
 
 #include <array>
 #include <string>
-#include <system_error>
 #include <vector>
+
+#include "kept_standard_error.h"
 
 namespace qk::logging {
 
 /// Takes the place of standard error while it lives and tells one write from the next: each is a packet of its own.
 class StandardErrorCapture {
  public:
-  StandardErrorCapture() : original_(checked(::dup(STDERR_FILENO))) {
-    checked(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends_.data()));
-    checked(::dup2(ends_[0], STDERR_FILENO));
+  StandardErrorCapture() {
+    KeptStandardError::checked(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends_.data()));
+    KeptStandardError::checked(::dup2(ends_[0], STDERR_FILENO));
   }
   ~StandardErrorCapture() {
-    ::dup2(original_, STDERR_FILENO);
-    ::close(original_);
     ::close(ends_[0]);
     ::close(ends_[1]);
   }
@@ -40,14 +39,7 @@ class StandardErrorCapture {
   }
 
  private:
-  static int checked(int result) {
-    if (result < 0) {
-      throw std::system_error(errno, std::system_category());
-    }
-    return result;
-  }
-
-  const int original_;
+  const KeptStandardError kept_;
   std::array<int, 2> ends_{};
 };
 

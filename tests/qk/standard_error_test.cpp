@@ -6,10 +6,9 @@
 #include <ctime>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "record_collector.h"
-#include "standard_error_capture.h"
+#include "standard_error_fixture.h"
 
 namespace qk::logging {
 namespace {
@@ -38,21 +37,6 @@ class TimeZone {
 
  private:
   std::optional<std::string> former_;
-};
-
-class StandardError : public ::testing::Test {
- protected:
-  /// The text's part of the line that is written for it.
-  std::string shown(const std::string& text) {
-    LogMessage(LogLevel::Warning, 0, 1, nullptr, "file.cpp", 12, text, "");
-    const auto writes = capture_.writes();
-    const std::string_view before = "[30] file.cpp:12 ";
-    const std::size_t start = writes.at(0).find(before) + before.size();
-    EXPECT_THAT(writes, ElementsAre(EndsWith("\n")));
-    return writes[0].substr(start, writes[0].size() - 1 - start);
-  }
-
-  StandardErrorCapture capture_;
 };
 
 TEST_F(StandardError, GetsOneLineInOneWriteForEachRecordWithoutAHandler) {
@@ -116,6 +100,8 @@ TEST_F(StandardError, ShowsTheControlCharactersAboveAsciiEscaped) {
 TEST_F(StandardError, ShowsBytesThatAreNotUtf8Escaped) {
   EXPECT_EQ(shown("\x9b"), "\\x9b");                             // no lead byte
   EXPECT_EQ(shown("\xff"), "\\xff");                             // no byte of UTF-8 at all
+  EXPECT_EQ(shown("\xf5\x80\x80\x80"), "\\xf5\\x80\\x80\\x80");  // above the last lead byte
+  EXPECT_EQ(shown("\xc1\xbf"), "\\xc1\\xbf");                    // overlong
   EXPECT_EQ(shown("\xc0\xaf"), "\\xc0\\xaf");                    // overlong
   EXPECT_EQ(shown("\xe0\x9f\xbf"), "\\xe0\\x9f\\xbf");           // overlong
   EXPECT_EQ(shown("\xf0\x8f\xbf\xbf"), "\\xf0\\x8f\\xbf\\xbf");  // overlong
