@@ -58,6 +58,7 @@ TEST_F(FtpFetchStats, AreToldAfterWhatFailed) {
 
 /// In lines that fit. Neither of two files is sent before both have been asked for.
 TEST_F(FtpFetchStats, TellOfSessionsSideBySideTogetherAndOfEach) {
+  if (const char* const missing = TerminalProgram::missing()) GTEST_SKIP() << missing;
   server.on("RETR", sendingOnceAskedFor(server, {"a", "b"}));
   server.start(2);
   TerminalProgram program(commandFor(server.url(), {"--stats", "--quiet", "--parallel", "2"}), 40);

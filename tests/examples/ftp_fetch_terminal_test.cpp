@@ -17,6 +17,10 @@ using Talk = LittleServer::Talk;
 /// As a person sees it.
 class FtpFetchTerminal : public testing::Test, protected Fetching {
  protected:
+  void SetUp() override {
+    if (const char* const missing = TerminalProgram::missing()) GTEST_SKIP() << missing;
+  }
+
   static std::size_t longestProgress(const std::string& shown) {
     std::size_t longest = 0;
     std::string piece;

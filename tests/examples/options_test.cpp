@@ -36,6 +36,7 @@ std::size_t longestLineIn(const std::string& text) {
 }
 
 TEST_P(ProgramOptions, AreExplainedInLinesThatFitTheTerminal) {
+  if (const char* const missing = TerminalProgram::missing()) GTEST_SKIP() << missing;
   for (const unsigned columns : {40U, 80U, 200U}) {
     TerminalProgram program({path, "--help"}, static_cast<unsigned short>(columns));
     EXPECT_EQ(program.wait(), 0);

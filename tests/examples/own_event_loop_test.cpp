@@ -44,6 +44,7 @@ TEST_F(OwnEventLoop, TakesTheEndOfItsInputForQuit) {
 }
 
 TEST_F(OwnEventLoop, HearsOfTheServersEndWhileItWaitsForTheUser) {
+  if (const char* const missing = TerminalProgram::missing()) GTEST_SKIP() << missing;
   LittleServer leaving;
   leaving.on("PASS", [](LittleServer::Talk& talk, const std::string&) {
     talk.reply("230 In");

@@ -1,9 +1,11 @@
 #include "program.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <poll.h>
 #include <pty.h>
 #include <spawn.h>
+#include <sys/vfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -118,6 +120,12 @@ bool Program::gather() {
   if (descriptors[0].revents != 0) take(outputPipe_, output_);
   if (descriptors[1].revents != 0) take(errorPipe_, errors_);
   return true;
+}
+
+const char* TerminalProgram::missing() {
+  struct statfs system {};
+  const bool mounted = ::statfs("/dev/pts", &system) == 0 && system.f_type == DEVPTS_SUPER_MAGIC;
+  return mounted ? nullptr : "there are no terminals here: no devpts is mounted on /dev/pts";
 }
 
 TerminalProgram::TerminalProgram(const Program::Arguments& arguments, unsigned short columns) {

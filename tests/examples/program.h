@@ -45,6 +45,9 @@ class Program {
 /// A child process that has a terminal of its own for everything, as if a person had started it.
 class TerminalProgram {
  public:
+  /// Why no terminal can be made here, for a test that skips itself then; null where one can.
+  static const char* missing();
+
   TerminalProgram(const Program::Arguments& arguments, unsigned short columns);
   TerminalProgram(const TerminalProgram&) = delete;
   TerminalProgram& operator=(const TerminalProgram&) = delete;
