@@ -69,7 +69,7 @@ TEST_P(EachServer, ServesTheFilesOfItsRoot) {
   {
     // One of them answers only once its peer has closed, too.
     ControlConnection data(server->host(), passivePort(control));
-    EXPECT_THAT(control.ask("RETR with blank.bin"), StartsWith("1"));
+    EXPECT_THAT(reply(control, "RETR with blank.bin"), StartsWith("1"));
     EXPECT_EQ(data.readAll(), "some bytes");
   }
   EXPECT_THAT(reply(control), StartsWith("226 "));
