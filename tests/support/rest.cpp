@@ -3,9 +3,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
+
+#include "waiting.h"
 
 namespace testing_support {
 
@@ -30,6 +34,15 @@ bool othersSleep() {
   return std::all_of(fs::directory_iterator("/proc/self/task"), {}, [&own](const fs::directory_entry& task) {
     return task.path().filename() == own || sleeps(task.path());
   });
+}
+
+bool othersComeToRest(const std::function<bool()>& condition) {
+  const auto end = std::chrono::steady_clock::now() + deadline;
+  while (!condition() || !othersSleep()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::yield();
+  }
+  return true;
 }
 
 }  // namespace testing_support

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <csignal>
+#include <string_view>
+
+#include "waiting.h"
+
+namespace testing_support {
+
+/// Ends the process, as failed, when it lives for too long: a test that hangs must not hold up the suite. It starts no
+/// thread. One at a time, the first member of a fixture.
+class EndsInTime {
+ public:
+  EndsInTime() {
+    std::signal(SIGALRM, endProcess);
+    // Time for each wait of the test to fail first, with a text of its own.
+    ::alarm(static_cast<unsigned>(2 * deadline.count()));
+  }
+  EndsInTime(const EndsInTime&) = delete;
+  EndsInTime& operator=(const EndsInTime&) = delete;
+  ~EndsInTime() {
+    ::alarm(0);
+    std::signal(SIGALRM, SIG_DFL);
+  }
+
+ private:
+  static void endProcess(int /*signal*/) {
+    static constexpr std::string_view text = "The test hangs.\n";
+    if (::write(STDERR_FILENO, text.data(), text.size()) < 0) ::_exit(2);
+    ::_exit(1);
+  }
+};
+
+}  // namespace testing_support
