@@ -1,0 +1,33 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "examples/program.h"
+
+// A host may end its process at any moment, by any thread, with sessions alive: it ends, with the code that it gave.
+
+namespace {
+
+using testing_support::Program;
+
+class Exit : public ::testing::TestWithParam<std::string> {};
+
+// Workers were joined and destroyed while sessions used them: the process crashed, or never ended.
+TEST_P(Exit, EndsTheProcess) {
+  for (int i = 0; i < 20; ++i) {
+    Program program({EXITS, GetParam()});
+    ASSERT_EQ(program.wait(), 7) << program.errors();
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(OfAHost, Exit,
+                         ::testing::Values("WithASessionThatIsOlderThanTheStore",
+                                           "WithASessionThatIsYoungerThanTheStore",
+                                           "WhileACallbackStopsAnotherWorkersSession", "InsideACallback",
+                                           "InsideACallbackThatAnotherWorkerWaitsFor",
+                                           "InsideACallbackThatAHostThreadWaitsFor", "WhileACallbackDoesNotReturn",
+                                           "DuringTransfersOfSessionsThatAreDestroyed",
+                                           "DuringTransfersOfSessionsThatAreNot"),
+                         [](const auto& test) { return test.param; });
+
+}  // namespace
