@@ -25,18 +25,16 @@ using tovik::ftp::Controller;
 constexpr int exitCode = 7;
 const char* const dispatcher = "exits";
 
-/// Does something inside of onConnected and of each onPwd.
+/// Does something inside of onConnected, and of onPwd.
 class Visitor final : public tovik::ftp::FileRetriever {
  public:
   Visitor() : FileRetriever(true) {}
 
   void onConnected() override {
     connected.change([](bool& is) { is = true; });
-    if (act) act();
+    if (whenConnected) whenConnected();
   }
-  void onPwd(const std::string& /*directory*/) override {
-    if (act) act();
-  }
+  void onPwd(const std::string& /*directory*/) override { whenInDirectory(); }
   void onNlst(const std::vector<std::string>& /*names*/, const std::string& /*text*/) override {}
   void onRetrieve(const std::string& /*name*/, const std::string& /*text*/, std::string* content) override {
     delete content;
@@ -45,7 +43,9 @@ class Visitor final : public tovik::ftp::FileRetriever {
   }
   void retrieveAnother() { static_cast<void>(controller->getFile("f", passive = !passive)); }
 
-  std::function<void()> act;
+  // Set before the session is started.
+  std::function<void()> whenConnected;
+  std::function<void()> whenInDirectory;
   testing_support::Awaited<bool> connected;
   testing_support::Awaited<int> files;
 };
@@ -155,7 +155,7 @@ void whileACallbackStopsAnotherWorkersSession() {
   startDispatcher(2);
   static Flag& inside = newFlag();
   logIn(*pair().first, pair().firstVisitor);
-  pair().secondVisitor.act = [] {
+  pair().secondVisitor.whenConnected = [] {
     raise(inside);
     await(exiting());
     for (int i = 0; i < 10'000; ++i) static_cast<void>(pair().first->stop());
@@ -166,24 +166,26 @@ void whileACallbackStopsAnotherWorkersSession() {
   std::exit(exitCode);
 }
 
+std::unique_ptr<Controller> olderThanTheStore;
+
 void insideACallback() {
   startDispatcher(2);
   Visitor& visitor = newVisitor();
-  visitor.act = [] { std::exit(exitCode); };
-  keptBeforeTheStore.sessions.push_back(sessionOf(visitor));
-  if (!keptBeforeTheStore.sessions.back()->start()) give("not started");
+  visitor.whenConnected = [] { std::exit(exitCode); };
+  olderThanTheStore = sessionOf(visitor);
+  if (!olderThanTheStore->start()) give("not started");
   waitForTheEnd();
 }
 
 void insideACallbackThatAnotherWorkerWaitsFor() {
   startDispatcher(2);
   static Flag& inside = newFlag();
-  logIn(*pair().first, pair().firstVisitor);
-  pair().firstVisitor.act = [] {
+  pair().firstVisitor.whenInDirectory = [] {
     await(inside);
     std::exit(exitCode);
   };
-  pair().secondVisitor.act = [] {
+  logIn(*pair().first, pair().firstVisitor);
+  pair().secondVisitor.whenConnected = [] {
     raise(inside);
     static_cast<void>(pair().first->stop());
   };
@@ -194,7 +196,7 @@ void insideACallbackThatAnotherWorkerWaitsFor() {
 void insideACallbackThatAHostThreadWaitsFor() {
   startDispatcher(2);
   static Flag& inside = newFlag();
-  pair().firstVisitor.act = [] {
+  pair().firstVisitor.whenConnected = [] {
     raise(inside);
     std::exit(exitCode);
   };
@@ -206,7 +208,7 @@ void insideACallbackThatAHostThreadWaitsFor() {
 
 void whileACallbackDoesNotReturn() {
   startDispatcher(2);
-  pair().firstVisitor.act = waitForTheEnd;
+  pair().firstVisitor.whenConnected = waitForTheEnd;
   logIn(*pair().first, pair().firstVisitor);
   std::exit(exitCode);
 }
@@ -220,7 +222,7 @@ void duringTransfersOf(std::vector<std::unique_ptr<Controller>>& sessions) {
   for (int i = 0; i < 8; ++i) {
     Visitor& visitor = newVisitor();
     visitors.push_back(&visitor);
-    visitor.act = [&visitor] { visitor.retrieveAnother(); };
+    visitor.whenConnected = [&visitor] { visitor.retrieveAnother(); };
     sessions.push_back(sessionOf(visitor));
     logIn(*sessions.back(), visitor);
   }
