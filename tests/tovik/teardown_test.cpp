@@ -1,19 +1,23 @@
 #include <gmock/gmock.h>
 #include <tovik/channel.h>
 
+#include <deque>
 #include <functional>
+#include <future>
 #include <string>
 #include <system_error>
 #include <thread>
 
 #include "tovik_connections.h"
 #include "tovik_latch.h"
+#include "tovik_serving.h"
 
 namespace tovik {
 namespace {
 
 using testing_support::Events;
 using testing_support::eventsEndedIn;
+using testing_support::HeldWorker;
 using testing_support::isWholeLife;
 using testing_support::Latch;
 using testing_support::RawConnection;
@@ -185,6 +189,45 @@ TEST_F(Teardown, LeavesAloneWhatIsBegunWhileItTells) {
   EXPECT_TRUE(successor.waitsForData(1));
 }
 
+TEST_F(Teardown, LeavesConnectionsAloneThatSeveralStartInTheirLastEvent) {
+  constexpr unsigned long count = 5;
+  std::deque<Recorder*> successors;
+  std::deque<RawConnection> firsts;
+  for (unsigned long i = 0; i < count; ++i) successors.push_back(&another());
+  for (Recorder* const successor : successors) {
+    Recorder& ending = another();
+    ending.when("onConduitInactive",
+                [this, successor] { EXPECT_TRUE(connect(*transport, *successor, listener.address())); });
+    firsts.push_back(peerOf(ending));
+  }
+  EXPECT_TRUE(transport->deactivateAllConduits(-1));
+  for (unsigned long i = count; i < others.size(); ++i) EXPECT_TRUE(isWholeLife(others[i].events()));
+  for (auto& first : firsts) EXPECT_TRUE(first.isEnded());
+  for (Recorder* const successor : successors) {
+    RawConnection second = listener.accept();
+    second.send("x");
+    EXPECT_TRUE(successor->waitsFor("data"));
+    EXPECT_EQ(successor->events().back(), "data");
+  }
+}
+
+TEST_F(Teardown, OnTheWorkerLeavesTheConnectionAloneThatTheFirstOfSeveralStarts) {
+  Recorder& successor = another();
+  consumer.when("onConduitInactive", [&] { EXPECT_TRUE(connect(*transport, successor, listener.address())); });
+  RawConnection first = peerWhenUp();
+  std::deque<RawConnection> rest;
+  for (int i = 0; i < 4; ++i) rest.push_back(peerOf(another()));
+  transport->call([&] {
+    EXPECT_TRUE(transport->deactivateAllConduits(-1));
+    EXPECT_EQ(successor.events(), Events());
+    for (unsigned long i = 1; i < others.size(); ++i) EXPECT_TRUE(isWholeLife(others[i].events()));
+  });
+  RawConnection second = listener.accept();
+  second.send("x");
+  EXPECT_TRUE(successor.waitsFor("data"));
+  EXPECT_EQ(successor.events().back(), "data");
+}
+
 TEST_F(Teardown, OfTheTransportTakesNothingNewWhileItTells) {
   Recorder& successor = another();
   bool refused = false;
@@ -199,21 +242,29 @@ TEST_F(Teardown, OfTheTransportTakesNothingNewWhileItTells) {
 }
 
 TEST_F(Teardown, ThatTheLimitCutsShortGoesOnLater) {
-  RawConnection remote = peerWhenUp();
-  Latch held;
-  Latch released;
-  std::thread holder([&] {
-    transport->call([&] {
-      held.open();
-      EXPECT_TRUE(released.waits());
-    });
-  });
-  ASSERT_TRUE(held.waits());
-  EXPECT_FALSE(transport->deactivateAllConduits(1));
-  EXPECT_EQ(consumer.events().back(), "onChannelUp");
-  released.open();
-  EXPECT_TRUE(consumer.waitsFor("onConduitInactive"));
-  holder.join();
+  for (const int limit_ms : {0, 1}) {
+    Recorder& up = another();
+    Recorder& fresh = another();
+    RawConnection first = peerOf(up);
+    ASSERT_TRUE(up.waitsFor("onChannelUp"));
+    RawConnection second;
+    {
+      const HeldWorker held(*transport);
+      second = peerOf(fresh);
+      auto ended = std::async(std::launch::async, [&] { return transport->deactivateAllConduits(limit_ms); });
+      // It returns while the worker is still held.
+      ASSERT_EQ(ended.wait_for(testing_support::deadline), std::future_status::ready);
+      EXPECT_FALSE(ended.get());
+      EXPECT_EQ(up.events().back(), "onChannelUp");
+      EXPECT_EQ(fresh.events(), Events());
+    }
+    EXPECT_TRUE(up.waitsFor("onConduitInactive"));
+    EXPECT_EQ(up.events(), eventsEndedIn("onChannelUp"));
+    EXPECT_TRUE(fresh.waitsFor("onConduitInactive"));
+    EXPECT_EQ(fresh.events(), eventsEndedIn("onChannelUp"));
+    EXPECT_TRUE(first.isEnded());
+    EXPECT_TRUE(second.isEnded());
+  }
 }
 
 TEST_F(Teardown, WithinTheLimitIsDone) {
