@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/rest.h"
 #include "tovik_descriptor_limit.h"
 #include "tovik_latch.h"
 #include "tovik_leaves_nothing.h"
@@ -189,6 +190,25 @@ TEST_F(Store, LosesADispatcherWithItsTransportInsideAHandler) {
   });
   ASSERT_TRUE(removed.waits());
   change();
+}
+
+// If remove held the lock while it joins, the task and remove would wait for each other.
+TEST_F(Store, MayBeUsedByATaskThatRunsWhileRemoveWaitsForItsWorker) {
+  ASSERT_TRUE(store.add("d", 1));
+  Latch used;
+  WorkerThread* const worker = &PlacedTransport(store.fetch("d")).worker();
+  worker->post([&] {
+    // The dispatcher is out of the store and no other thread runs: remove waits for this one.
+    while (store.fetch("d") != nullptr || !testing_support::othersSleep()) std::this_thread::yield();
+    EXPECT_EQ(store.fetch(0UL), nullptr);
+    EXPECT_TRUE(store.add("e", 1));
+    EXPECT_NE(store.fetch("e"), nullptr);
+    EXPECT_TRUE(store.remove("e"));
+    EXPECT_FALSE(store.remove("d"));
+    used.open();
+  });
+  EXPECT_TRUE(store.remove("d"));
+  EXPECT_TRUE(used.isOpen());
 }
 
 TEST_F(Store, SpreadsTransportsOverTheWorkersThatServeTheFewest) {
