@@ -181,5 +181,42 @@ TEST_F(TransferSession, GivesContentsAwayForGood) {
   EXPECT_EQ(*client.content(), "y");
 }
 
+/// Files of hardly any size, in each mode.
+class SmallFile : public TransferSession, public ::testing::WithParamInterface<bool> {
+ protected:
+  ScriptedServer& opens() { return GetParam() == passiveMode ? server.passive() : server.active(); }
+};
+
+TEST_P(SmallFile, OfOneByteIsRetrieved) {
+  opens().expect("RETR file").reply("150 Here").data("x").closeData().reply("226 Done");
+  retrieves("file", GetParam());
+  ends("onRetrieve file | Done | x");
+}
+
+TEST_P(SmallFile, OfOneZeroByteIsRetrieved) {
+  opens().expect("RETR file").reply("150 Here").data(std::string(1, '\0')).closeData().reply("226 Done");
+  retrieves("file", GetParam());
+  ends("onRetrieve file | Done | " + std::string(1, '\0'));
+}
+
+TEST_P(SmallFile, OfNoByteIsFollowedByTheNextCommands) {
+  opens().expect("RETR empty").reply("150 Here").closeData().reply("226 Done");
+  opens().expect("RETR full").reply("150 Here").data("xy").closeData().reply("226 Done");
+  opens().expect("NLST").reply("150 Here").data("empty\r\nfull\r\n").closeData().reply("226 Done");
+  server.expect("PWD").reply("257 \"/\"");
+  client.whenever("onRetrieve", [this] {
+    const bool first = client.callsOf("onRetrieve") == 1;
+    EXPECT_TRUE(first ? controller->getFile("full", GetParam()) : controller->getNlst(GetParam()));
+  });
+  client.whenever("onNlst", [this] { EXPECT_TRUE(controller->getPwd()); });
+  retrieves("empty", GetParam());
+  ASSERT_TRUE(client.waits("onPwd")) << server.played();
+  EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onRetrieve empty | Done | ", "onRetrieve full | Done | xy",
+                                          "onNlst empty,full | Done", "onPwd /"));
+}
+
+INSTANTIATE_TEST_SUITE_P(InEachMode, SmallFile, ::testing::Values(passiveMode, activeMode),
+                         [](const auto& mode) { return mode.param ? "Passive" : "Active"; });
+
 }  // namespace
 }  // namespace tovik::ftp
