@@ -1,10 +1,13 @@
 #include "ftp_bridge/gathering.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/resource.h>
 
+#include <cstdint>
 #include <fstream>
 #include <new>
+#include <sstream>
 #include <string>
 
 #include "support/sanitizer.h"
@@ -70,14 +73,21 @@ class LimitedAddressSpace {
   rlimit before_{};
 };
 
+/// Whether the text is that many copies of the piece.
+bool isSeveral(const std::string& gathered, const std::string& piece, unsigned long count) {
+  if (gathered.size() != count * piece.size()) return false;
+  for (unsigned long at = 0; at < gathered.size(); at += piece.size())
+    if (gathered.compare(at, piece.size(), piece) != 0) return false;
+  return true;
+}
+
 TEST(Gathering, TakesSmallerStepsWhereTheAddressSpaceIsLimited) {
   if (testing_support::underSanitizer) GTEST_SKIP() << "a sanitizer needs the whole address space";
   const std::string piece = pieceOf(mebibyte, 7);
   const LimitedAddressSpace limited(300 * mebibyte);
   std::string gathered;
   for (int i = 0; i < 100; ++i) gather(gathered, piece.data(), piece.size());
-  EXPECT_EQ(gathered.size(), 100 * mebibyte);
-  EXPECT_TRUE(gathered.ends_with(piece));
+  EXPECT_TRUE(isSeveral(gathered, piece, 100));
 }
 
 TEST(Gathering, KeepsWhatItHasWhenThereIsNoRoomForMore) {
@@ -89,6 +99,75 @@ TEST(Gathering, KeepsWhatItHasWhenThereIsNoRoomForMore) {
   EXPECT_THROW(gather(gathered, piece.data(), piece.size()), std::bad_alloc);
   EXPECT_EQ(gathered.size(), 64 * mebibyte);
   EXPECT_EQ(gathered.find_first_not_of('a'), std::string::npos);
+}
+
+/// The VmFlags of the mapping that holds an address, from /proc/self/smaps.
+std::string adviceFor(const char* address) {
+  const auto wanted = reinterpret_cast<std::uintptr_t>(address);
+  std::ifstream maps("/proc/self/smaps");
+  bool found = false;
+  for (std::string line; std::getline(maps, line);) {
+    std::istringstream text(line);
+    std::uintptr_t begin = 0;
+    std::uintptr_t end = 0;
+    char dash = ' ';
+    if (text >> std::hex >> begin >> dash >> end && dash == '-') found = begin <= wanted && wanted < end;
+    if (found && line.starts_with("VmFlags:")) return line;
+  }
+  return "no mapping";
+}
+
+bool isAdvisedHugePages(const char* address) { return adviceFor(address).find(" hg") != std::string::npos; }
+
+bool hasHugePages() { return std::ifstream("/sys/kernel/mm/transparent_hugepage/enabled").is_open(); }
+
+/// A string of that capacity in a mapping of its own, without any advice so far.
+std::string freshOf(unsigned long size) {
+  ::mallopt(M_MMAP_THRESHOLD, 128 << 10);
+  std::string fresh(size, 'a');
+  fresh.shrink_to_fit();
+  return fresh;
+}
+
+TEST(GatheredString, HasHugePagesAdvisedForAllItsRoomBeyondAMebibyte) {
+  if (!hasHugePages()) GTEST_SKIP() << "this kernel has no transparent huge pages";
+  std::string gathered = freshOf(mebibyte);
+  ASSERT_FALSE(isAdvisedHugePages(gathered.data()));
+  gather(gathered, "b", 1);
+  // The first and the last page may hold other data too.
+  constexpr unsigned long page = 4096;
+  for (const unsigned long at : {page, mebibyte, gathered.capacity() / 2, gathered.capacity() - 2 * page})
+    EXPECT_TRUE(isAdvisedHugePages(gathered.data() + at)) << at << ": " << adviceFor(gathered.data() + at);
+}
+
+TEST(GatheredString, HasHugePagesAdvisedAfterEachGrowth) {
+  if (!hasHugePages()) GTEST_SKIP() << "this kernel has no transparent huge pages";
+  std::string gathered = freshOf(mebibyte);
+  gather(gathered, "b", 1);
+  const unsigned long before = gathered.capacity();
+  const std::string rest(before, 'c');
+  gather(gathered, rest.data(), rest.size());
+  ASSERT_GT(gathered.capacity(), before);
+  EXPECT_TRUE(isAdvisedHugePages(gathered.data() + gathered.capacity() / 2));
+}
+
+TEST(GatheredString, HasHugePagesAdvisedWhereTheAddressSpaceIsLimited) {
+  if (testing_support::underSanitizer) GTEST_SKIP() << "a sanitizer needs the whole address space";
+  if (!hasHugePages()) GTEST_SKIP() << "this kernel has no transparent huge pages";
+  std::string gathered = freshOf(40 * mebibyte);
+  const LimitedAddressSpace limited(100 * mebibyte);
+  gather(gathered, "b", 1);
+  ASSERT_LT(gathered.capacity(), 100 * mebibyte);
+  EXPECT_TRUE(isAdvisedHugePages(gathered.data() + mebibyte));
+}
+
+TEST(GatheredString, HasNoHugePagesAdvisedBelowAMebibyte) {
+  if (!hasHugePages()) GTEST_SKIP() << "this kernel has no transparent huge pages";
+  std::string gathered = freshOf(mebibyte / 2 - 1);
+  gather(gathered, "b", 1);  // grows
+  gather(gathered, "b", 1);
+  ASSERT_LT(gathered.capacity(), mebibyte);
+  EXPECT_FALSE(isAdvisedHugePages(gathered.data() + gathered.capacity() / 2));
 }
 
 }  // namespace
