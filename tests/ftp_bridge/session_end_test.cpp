@@ -193,6 +193,61 @@ TEST_F(EndSession, GoesOnBesideASessionWhoseClientThrows) {
   EXPECT_TRUE(otherServer.played());
 }
 
+/// A client that starts an active transfer in onDisconnected. If that makes a listener, a peer connects to it and sends
+/// a byte; the command may also be refused.
+class TransferAtTheEnd : public EndSession {
+ protected:
+  void SetUp() override {
+    client.whenever("onDisconnected", [this, ending = controller.get()] {
+      static_cast<void>(ending->getFile("late", activeMode));
+      const DataConnector* const connector = ending->dataConnector;
+      if (connector != nullptr && connector->server != nullptr) connectTo(connector->server->address());
+    });
+  }
+  void TearDown() override {
+    EXPECT_EQ(client.callsOf("onRetrieve") + client.callsOf("onRetrieveFailed"), 0);
+    if (peer.isOpen()) {
+      EXPECT_EQ(peer.receive(), "");
+    }
+    EXPECT_EQ(client.lines().back(), "onDisconnected");
+    EndSession::TearDown();
+  }
+
+ private:
+  void connectTo(Address listener) {
+    EXPECT_TRUE(listener.set_host("127.0.0.1"));
+    peer = LoopbackSocket::connected(listener);
+    peer.send("x");
+  }
+
+  LoopbackSocket peer;
+};
+
+TEST_F(TransferAtTheEnd, ComesToNothingWhenTheControllerIsDestroyedByAnotherThread) {
+  server.login();
+  start();
+  ASSERT_TRUE(client.waits("onConnected"));
+  controller.reset();
+}
+
+TEST_F(TransferAtTheEnd, ComesToNothingWhenTheControllerIsDestroyedInsideACallback) {
+  server.login();
+  onceLoggedIn([this] { controller.reset(); });
+  ASSERT_TRUE(client.waits("onConnected"));
+}
+
+TEST_F(TransferAtTheEnd, ComesToNothingWhenTheControllerIsDestroyedBeforeTheLogin) {
+  server.accept();
+  start();
+  ASSERT_TRUE(server.played());
+  controller.reset();
+}
+
+TEST_F(TransferAtTheEnd, ComesToNothingWhenTheControllerIsDestroyedDuringAnotherTransfer) {
+  halfWay(activeMode);
+  controller.reset();
+}
+
 /// A client that starts the next of many transfers inside the callback of the last.
 class ManyTransfers : public Session, public ::testing::WithParamInterface<bool> {
  protected:
