@@ -381,7 +381,7 @@ TEST_F(Data, OfALineThatOutgrowsTheLimitEndsTheConnection) {
   remote.send("fine\r\n" + std::string(101, 'x'));
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
   EXPECT_THAT(consumer.lines(), ElementsAre("fine\r\n"));
-  EXPECT_THAT(log.texts(), ElementsAre(::testing::HasSubstr("longer than 100 bytes")));
+  EXPECT_THAT(log.texts(), ElementsAre("Tovik: unit longer than 100 bytes, channel brought down"));
   EXPECT_THAT(consumer.events().at(6), "onChannelDown local");
 }
 

@@ -10,9 +10,7 @@
 namespace tovik {
 namespace {
 
-using ::testing::AllOf;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using testing_support::Events;
 using testing_support::eventsUpTo;
 using testing_support::isWholeLife;

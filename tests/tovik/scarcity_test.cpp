@@ -110,6 +110,7 @@ TEST_F(ScarceMemoryTest, FailsAConnectionWithoutAnEvent) {
     if (result) {
       EXPECT_TRUE(attempt.waitsFor("onChannelUp"));
     } else {
+      EXPECT_EQ(result.message, "out of memory");
       transport->call([] {});
       EXPECT_THAT(attempt.events(), IsEmpty());
     }
@@ -164,6 +165,7 @@ TEST_F(ScarceMemoryTest, FailsAListenerWhichListensLater) {
     }
     EXPECT_EQ(result.ok, !testing_support::allocationsWereRefused());
     if (!result) {
+      EXPECT_EQ(result.message, "out of memory");
       EXPECT_FALSE(server.is_running());
       EXPECT_TRUE(server.startListening(loopback())) << granted;
     }
@@ -368,9 +370,10 @@ TEST_F(FailingSystemCalls, MayBeLoggedToAHandlerThatDestroysTheServer) {
   const auto transport = transportOn(dispatcher.get());
   auto server = std::make_unique<Server>(*transport, Protocol::tcp, &givers, "server", false, nullptr, nullptr);
   ASSERT_TRUE(server->startListening(loopback()));
+  const std::string expected = "Tovik: server: accept on " + server->address().printInet() + ": Too many open files";
   testing_support::Latch destroyed;
   const auto handler = qk::logging::AddHandler([&](const qk::logging::Record& record) {
-    EXPECT_NE(record.text.find("Too many open files"), std::string::npos);
+    EXPECT_EQ(record.text, expected);
     server.reset();
     destroyed.open();
   });

@@ -19,8 +19,6 @@
 namespace tovik {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing_support::Events;
 using testing_support::HeldWorker;
@@ -142,7 +140,7 @@ TEST_F(Serving, ListensOnlyOnceAtATime) {
   const Address address = server->address();
   const Result again = server->startListening(loopback());
   EXPECT_FALSE(again);
-  EXPECT_THAT(again.message, HasSubstr(address.printInet()));
+  EXPECT_EQ(again.message, "listening on " + address.printInet() + " already");
   EXPECT_EQ(server->address(), address);
   RawConnection remote = peer();
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
@@ -152,7 +150,7 @@ TEST_F(Serving, FailsWithTheAddressWhereAnotherListens) {
   const testing_support::RawListener other;
   const Result result = server->startListening(other.address());
   EXPECT_FALSE(result);
-  EXPECT_THAT(result.message, AllOf(HasSubstr(other.address().printInet()), HasSubstr("in use")));
+  EXPECT_EQ(result.message, "listen on " + other.address().printInet() + ": Address already in use");
   EXPECT_FALSE(server->is_running());
   listen();
 }
@@ -162,14 +160,14 @@ TEST_F(Serving, FailsWithTheAddressThatIsNotOurs) {
   ASSERT_TRUE(foreign.set_host("192.0.2.1"));
   const Result result = server->startListening(foreign);
   EXPECT_FALSE(result);
-  EXPECT_THAT(result.message, HasSubstr("192.0.2.1:0"));
+  EXPECT_EQ(result.message, "listen on 192.0.2.1:0: Cannot assign requested address");
 }
 
 TEST_F(Serving, FailsWithoutDescriptorsAndListensLater) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   {
     const testing_support::NoMoreDescriptors none;
-    EXPECT_FALSE(server->startListening(loopback()));
+    EXPECT_EQ(server->startListening(loopback()).message, "socket: Too many open files");
   }
   listen();
 }
@@ -208,14 +206,15 @@ TEST_F(Serving, WaitsForAConnectionNoLongerThanTheLimit) {
   Address local(0);
   const Result none = server->waitForConnection(connection, remote, local, 1);
   EXPECT_FALSE(none);
-  EXPECT_THAT(none.message, HasSubstr(server->address().printInet()));
+  EXPECT_EQ(none.message, "no connection in time on " + server->address().printInet());
   RawConnection arriving = peer();
   EXPECT_TRUE(server->waitForConnection(connection, remote, local, 30'000));
   EXPECT_TRUE(connection.isOpen());
   EXPECT_EQ(remote, arriving.localAddress());
   EXPECT_EQ(local, server->address());
   server->stop();
-  EXPECT_FALSE(server->waitForConnection(connection, remote, local, -1));
+  EXPECT_EQ(server->waitForConnection(connection, remote, local, -1).message,
+            "not listening on " + server->address().printInet());
 }
 
 TEST_F(Serving, GivesAcceptedSocketsItsOptionsBeforeTheConsumerIsTold) {
@@ -282,7 +281,7 @@ TEST_F(Serving, KeepsItsNameAndPrintsAsAThread) {
   EXPECT_EQ(server->name(), "server");
   std::ostringstream text;
   server->print(text);
-  EXPECT_THAT(text.str(), HasSubstr("server"));
+  EXPECT_EQ(text.str(), "thread server, not running");
 }
 
 }  // namespace

@@ -266,7 +266,7 @@ TEST_F(Worker, TellsOfAWatchedDescriptor) {
 // It got new descriptors for its loop then, and forgot what it watched.
 TEST_F(Worker, GoesOnWatchingWhenItIsStartedASecondTime) {
   const auto [ready, descriptor] = watched();
-  EXPECT_FALSE(worker.start());
+  EXPECT_EQ(worker.start().message, "thread worker is running already");
   finish();
   ::eventfd_write(descriptor->number(), 1);
   EXPECT_TRUE(ready->waits());
@@ -276,7 +276,8 @@ TEST_F(Worker, GoesOnWatchingWhenItIsStartedASecondTime) {
 TEST(WorkerThreadDeathTest, DebugBuildsEndTheProgramThatCallsOnAnotherThread) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const WorkerThread worker("worker");
-  EXPECT_DEATH(worker.requireCurrent(), "not the worker thread");
+  EXPECT_DEATH(worker.requireCurrent(),
+               "called on thread [0-9a-f]+, which is not the worker thread of what was called \\(0x[0-9a-f]+\\)");
 }
 #endif
 
