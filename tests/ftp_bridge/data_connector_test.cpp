@@ -128,15 +128,14 @@ TEST_F(Connector, ListensAtAPortOfTheSystemsChoice) {
   EXPECT_TRUE(LoopbackSocket::connected(address).isOpen());
 }
 
+// The first port was connected to once more, and by then another process could have got it.
 TEST_F(Connector, ReplacesItsListenerWhenItListensAgain) {
   Address first(0);
   Address second(0);
   EXPECT_TRUE(connector().initActive(first));
+  EXPECT_THAT(listeningPorts(), ElementsAre(first.port()));
   EXPECT_TRUE(connector().initActive(second));
-  EXPECT_TRUE(second.set_host("127.0.0.1"));
-  EXPECT_TRUE(LoopbackSocket::connected(second).isOpen());
-  EXPECT_TRUE(first.set_host("127.0.0.1"));
-  EXPECT_ANY_THROW(LoopbackSocket::connected(first));
+  EXPECT_THAT(listeningPorts(), ElementsAre(second.port()));
 }
 
 TEST_F(Connector, KeepsAListenerThatCannotListenAndPassesItsMessageOn) {

@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 
@@ -126,6 +127,19 @@ void LoopbackSocket::reset() {
   const linger none{1, 0};
   require(::setsockopt(descriptor_.number(), SOL_SOCKET, SO_LINGER, &none, sizeof none) == 0, "SO_LINGER");
   close();
+}
+
+std::vector<unsigned short> listeningPorts() {
+  std::vector<unsigned short> ports;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    const int number = std::stoi(entry.path().filename());
+    int listens = 0;
+    socklen_t size = sizeof listens;
+    // Fails for what is no socket.
+    if (::getsockopt(number, SOL_SOCKET, SO_ACCEPTCONN, &listens, &size) == 0 && listens != 0)
+      ports.push_back(addressBy(::getsockname, number).port());
+  }
+  return ports;
 }
 
 }  // namespace tovik::ftp

@@ -4,6 +4,7 @@
 #include <tovik/descriptor.h>
 
 #include <string>
+#include <vector>
 
 namespace tovik::ftp {
 
@@ -44,5 +45,8 @@ class LoopbackSocket {
 
   Descriptor descriptor_;
 };
+
+/// The ports of the sockets of this process that listen.
+std::vector<unsigned short> listeningPorts();
 
 }  // namespace tovik::ftp
