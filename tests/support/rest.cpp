@@ -8,9 +8,8 @@
 #include <string>
 #include <thread>
 
-#include "waiting.h"
-
 #include "task_stat.h"
+#include "waiting.h"
 
 namespace testing_support {
 

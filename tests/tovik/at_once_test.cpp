@@ -38,7 +38,7 @@ class AtOnce : public testing_support::Connections {
     other.join();
   }
 
-  testing_support::RawListener patient{2 * rounds};  // its queue has room for every connection of a test
+  testing_support::RawListener patient{10 * rounds};  // its queue has room for every connection of a test
 };
 
 TEST_F(AtOnce, DispatchersMayComeAndGoBesideTransportsOfAnother) {
@@ -123,7 +123,7 @@ class Shared final : public Consumer, public CharHandler {
 
 TEST_F(AtOnce, TwoThreadsMayConnectOneConsumerBesideOneThatRetiresIt) {
   Awaited<int> destroyed;
-  for (int round = 1; round <= rounds; ++round) {
+  for (int round = 1; round <= 5 * rounds; ++round) {
     auto* const shared = new Shared(2, destroyed);
     const auto connectIt = [&] {
       const Result result = connect(*transport, *shared, patient.address());
@@ -132,6 +132,8 @@ TEST_F(AtOnce, TwoThreadsMayConnectOneConsumerBesideOneThatRetiresIt) {
     std::thread one(connectIt);
     std::thread two(connectIt);
     EXPECT_TRUE(shared->allInside.waits());
+    // At another moment each time: before the connects are done, between them, after them.
+    for (int i = 0; i < round % 40; ++i) std::this_thread::yield();
     transport->retire(shared);
     one.join();
     two.join();

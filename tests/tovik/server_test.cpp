@@ -4,6 +4,8 @@
 #include <tovik/conduit.h>
 #include <tovik/factory.h>
 
+#include <atomic>
+#include <csignal>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -12,6 +14,7 @@
 #include <utility>
 
 #include "support/leftovers.h"
+#include "support/rest.h"
 #include "tovik_descriptor_limit.h"
 #include "tovik_serving.h"
 #include "tovik_socket_option.h"
@@ -215,6 +218,32 @@ TEST_F(Serving, WaitsForAConnectionNoLongerThanTheLimit) {
   server->stop();
   EXPECT_EQ(server->waitForConnection(connection, remote, local, -1).message,
             "not listening on " + server->address().printInet());
+}
+
+std::atomic<bool> interrupted{false};
+
+// It gave up at any signal.
+TEST_F(Serving, GoesOnWaitingForAConnectionAfterASignal) {
+  const HeldWorker held(*transport);
+  listen();
+  struct sigaction action {};
+  action.sa_handler = [](int) { interrupted = true; };
+  struct sigaction before {};
+  ASSERT_EQ(::sigaction(SIGUSR1, &action, &before), 0);
+  Result result;
+  std::thread waiting([&] {
+    Socket connection;
+    Address remote(0);
+    Address local(0);
+    result = server->waitForConnection(connection, remote, local, -1);
+  });
+  EXPECT_TRUE(testing_support::othersComeToRest([] { return true; }));
+  EXPECT_EQ(::pthread_kill(waiting.native_handle(), SIGUSR1), 0);
+  EXPECT_TRUE(testing_support::othersComeToRest([] { return interrupted.load(); }));
+  RawConnection arriving = peer();
+  waiting.join();
+  EXPECT_TRUE(result) << result.message;
+  EXPECT_EQ(::sigaction(SIGUSR1, &before, nullptr), 0);
 }
 
 TEST_F(Serving, GivesAcceptedSocketsItsOptionsBeforeTheConsumerIsTold) {

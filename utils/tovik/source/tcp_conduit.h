@@ -92,8 +92,8 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
   bool upTold_ = false;
   bool downTold_ = false;
   bool inactiveTold_ = false;
-  bool muted_ = false;       // brought down on the worker: no more data for the consumer
-  bool silenced_ = false;    // an exception left an event: the consumer is notified of the end alone
+  bool muted_ = false;     // brought down on the worker: no more data for the consumer
+  bool silenced_ = false;  // an exception left an event: the consumer is notified of the end alone
   EndCause cause_ = EndCause::other;
   bool peerEnded_ = false;   // the kernel has the end of the peer's data
   bool shortIsLast_ = true;  // a receive of less than asked for has emptied the socket

@@ -40,8 +40,8 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
     std::list<TcpConduit*>::iterator inRecord;
   };
 
-  TransportCore(std::shared_ptr<WorkerThread> worker, const Traits& traits, ThreadCallbacks* callbacks, Factory* factory,
-                const OnWorker& onWorker, std::string name);
+  TransportCore(std::shared_ptr<WorkerThread> worker, const Traits& traits, ThreadCallbacks* callbacks,
+                Factory* factory, const OnWorker& onWorker, std::string name);
   ~TransportCore() override;
 
   WorkerThread& worker() const { return *worker_; }
@@ -108,7 +108,7 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   const OnWorker onWorker_;
   bool begun_ = false;  // the worker's alone
 
-  std::mutex mutex_;  // guards the members below; never held while a consumer is called
+  std::mutex mutex_;                 // guards the members below; never held while a consumer is called
   std::atomic<bool> closed_{false};  // read without the mutex, too
   unsigned long long conduitsAdded_ = 0;
   Conduits conduits_;

@@ -271,8 +271,8 @@ void WorkerCalls::logSlowWait(const Wait& wait) noexcept {
       waiter << "thread " << std::this_thread::get_id();
     else
       waiter << "worker " << wait.waiter->name_;
-    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << waiter.str() << " has waited for worker " << wait.target.name_
-                                           << " for " << slowWait.count() << " seconds";
+    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << waiter.str() << " has waited for worker "
+                                           << wait.target.name_ << " for " << slowWait.count() << " seconds";
   } catch (...) {
     logHandlerException("call");
   }

@@ -239,7 +239,8 @@ class TOVIK_API Controller {
              int transportSetting, ThreadCallbacks* callbacks);
   Controller(const Controller&) = delete;
   Controller& operator=(const Controller&) = delete;
-  /// Stops, so onDisconnected may come from inside; it cannot start anything anew. May be called from inside a callback.
+  /// Stops, so onDisconnected may come from inside; it cannot start anything anew. May be called from inside a
+  /// callback.
   ~Controller();
 
   /// Begins to connect; the login follows by itself, and onConnected or onDisconnected tells its end.
