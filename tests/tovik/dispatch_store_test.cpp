@@ -62,7 +62,7 @@ TEST_F(Store, TakesANameOnce) {
   const DispatchGenerator* const dispatcher = first.get();
   const Result again = store.add("first", 1);
   EXPECT_FALSE(again);
-  EXPECT_EQ(again.message, "there is a dispatcher first already");
+  EXPECT_EQ(again.message, "dispatcher first already exists");
   EXPECT_EQ(store.fetch("first"), dispatcher);
   EXPECT_EQ(store.fetch(1UL), nullptr);
 }
@@ -83,7 +83,7 @@ TEST_F(Store, TakesNoDispatcherWithoutWorkers) {
 TEST_F(Store, RemovesNothingUnknown) {
   const Result result = store.remove("unknown");
   EXPECT_FALSE(result);
-  EXPECT_EQ(result.message, "there is no dispatcher unknown");
+  EXPECT_EQ(result.message, "no dispatcher unknown");
 }
 
 TEST_F(Store, KeepsNothingOfADispatcherThatTheSystemHasNoDescriptorsFor) {

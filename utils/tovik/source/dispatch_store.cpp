@@ -15,13 +15,17 @@ DispatchStore& DispatchStore::inst() {
   return instance.store;
 }
 
+/// Starts the workers without the lock, which would keep others waiting for the system's threads. Who adds the same name
+/// meanwhile may be first.
 Result DispatchStore::add(const std::string& name, unsigned workerCount) {
   destroyUnused();
-  Dispatchers added;  // destroyed without the lock: that waits for its workers
+  const auto taken = [&name] { return failure("dispatcher " + name + " already exists"); };
+  if (fetch(name) != nullptr) return taken();
+  Dispatchers added;  // destroyed without the lock, too: that waits for the workers
   added.emplace_back(name);
-  const std::lock_guard lock(mutex_);
-  if (find(name) != dispatchers_.end()) return failure("dispatcher " + name + " already exists");
   if (Result result = added.back().start(workerCount); !result) return result;
+  const std::lock_guard lock(mutex_);
+  if (find(name) != dispatchers_.end()) return taken();
   dispatchers_.splice(dispatchers_.end(), added);
   return Success;
 }
