@@ -170,5 +170,17 @@ TEST(GatheredString, HasNoHugePagesAdvisedBelowAMebibyte) {
   EXPECT_FALSE(isAdvisedHugePages(gathered.data() + gathered.capacity() / 2));
 }
 
+// The last resort was refused, too: a string's own growth doubles it at least.
+TEST(Gathering, TakesNoMoreThanItNeedsWhereThereIsNoRoomForAnyStep) {
+  if (testing_support::underSanitizer) GTEST_SKIP() << "a sanitizer needs the whole address space";
+  std::string gathered = freshOf(64 * mebibyte);
+  // Twice its size is not to be had, and a copy of it is.
+  const LimitedAddressSpace limited(100 * mebibyte);
+  gather(gathered, "b", 1);
+  EXPECT_EQ(gathered.size(), 64 * mebibyte + 1);
+  EXPECT_EQ(gathered.find_first_not_of('a'), 64 * mebibyte);
+  EXPECT_LT(gathered.capacity(), 100 * mebibyte);
+}
+
 }  // namespace
 }  // namespace tovik::ftp

@@ -34,6 +34,14 @@ void adviseHugePages(char* memory, unsigned long size) {
   ::madvise(memory + before, (size - before) / page * page, MADV_HUGEPAGE);
 }
 
+/// A string never grows to less than twice its capacity; a fresh one may.
+void moveToFit(std::string& gathered, unsigned long needed) {
+  std::string larger;
+  if (!reserve(larger, needed + needed / 4) && !reserve(larger, needed + needed / 16)) larger.reserve(needed);
+  larger = gathered;
+  gathered.swap(larger);
+}
+
 /// The largest step that the address space allows: it may be limited, and the kernel refuses more than it could ever
 /// give.
 void makeRoom(std::string& gathered, unsigned long size) {
@@ -42,7 +50,7 @@ void makeRoom(std::string& gathered, unsigned long size) {
     if (!reserve(gathered, std::max(needed, gathered.capacity() * fold))) continue;
     return adviseHugePages(gathered.data(), gathered.capacity());
   }
-  gathered.reserve(needed);
+  moveToFit(gathered, needed);
 }
 
 }  // namespace
