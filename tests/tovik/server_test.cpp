@@ -16,6 +16,7 @@
 #include "support/leftovers.h"
 #include "support/rest.h"
 #include "tovik_descriptor_limit.h"
+#include "tovik_placed_transport.h"
 #include "tovik_serving.h"
 #include "tovik_socket_option.h"
 
@@ -199,6 +200,35 @@ TEST_F(Serving, AcceptsOnTheWorkerAndOnNoThreadOfItsOwn) {
   RawConnection remote = peer();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   EXPECT_EQ(asked, worker);
+}
+
+class StartNoted final : public ThreadCallbacks {
+ public:
+  void onThreadStart(WorkerThread& /*worker*/) override { started = true; }
+  void onThreadStop(WorkerThread& /*worker*/) override {}
+  bool started = false;
+};
+
+// A connection that waited before its transport's first turn was served without it.
+TEST_F(Serving, AsksTheGeneratorAfterTheTransportHasBegun) {
+  const testing_support::PlacedTransport placed(dispatcher.get());
+  StartNoted callbacks;
+  std::unique_ptr<Transport> fresh;
+  RawConnection remote;
+  bool startedBefore = false;
+  generator.act = [&] { startedBefore = callbacks.started; };
+  // In a turn of its own, so that the next one finds the connection before it runs the transport's.
+  placed.worker().post([&] {
+    fresh = std::make_unique<Transport>(dispatcher.get(), Traits(), &callbacks, nullptr,
+                                        std::tr1::function<void(WorkerThread*)>(), "fresh");
+    server = serverWith(*fresh);
+    listen();
+    remote = peer();
+  });
+  EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
+  EXPECT_TRUE(startedBefore);
+  server.reset();
+  fresh.reset();
 }
 
 TEST_F(Serving, WaitsForAConnectionNoLongerThanTheLimit) {

@@ -78,6 +78,7 @@ bool Reception::isOpen() const {
 
 void Reception::onReady(unsigned events) {
   if (events == 0) return watchAgain();
+  core_->begin();
   if (!beginCall()) return;
   try {
     server_.run(stopping_);
