@@ -51,7 +51,11 @@ class ScarceCommand : public Session, public ::testing::WithParamInterface<Comma
     Result result;
     {
       const testing_support::ScarceMemory little(static_cast<int>(failures));
-      result = GetParam().start(*controller);
+      try {
+        result = GetParam().start(*controller);
+      } catch (const std::bad_alloc&) {
+        result = failure("out of memory");  // the client's: it was told that there is no listener
+      }
     }
     if (result || failures == 100) return begun.change([](bool& now) { now = true; });
     ++failures;

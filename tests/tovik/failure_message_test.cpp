@@ -103,7 +103,6 @@ TEST_F(FailureMessage, OfWaitingForAConnectionNamesWhatFailed) {
   Server server(*transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
   const HeldWorker held(*transport);
   ASSERT_TRUE(server.startListening(loopback()));
-  RawConnection waiting = RawConnection::to(server.address());
   const auto messageOf = [&](int call, unsigned error) {
     Socket connection;
     Address remote(0);
@@ -112,11 +111,11 @@ TEST_F(FailureMessage, OfWaitingForAConnectionNamesWhatFailed) {
     return server.waitForConnection(connection, remote, local, 30'000).message;
   };
   const std::string accept = "accept on " + server.address().printInet() + ": ";
-  EXPECT_EQ(messageOf(0, 1), "poll: Cannot allocate memory");
-  EXPECT_EQ(messageOf(1, 0), accept + "Too many open files");
-  EXPECT_EQ(messageOf(1, 1), accept + "Too many open files in system");
-  EXPECT_EQ(messageOf(1, 2), accept + "No buffer space available");
-  EXPECT_EQ(messageOf(1, 3), accept + "Software caused connection abort");
+  EXPECT_EQ(messageOf(0, 0), accept + "Too many open files");
+  EXPECT_EQ(messageOf(0, 1), accept + "Too many open files in system");
+  EXPECT_EQ(messageOf(0, 2), accept + "No buffer space available");
+  EXPECT_EQ(messageOf(0, 3), accept + "Software caused connection abort");
+  EXPECT_EQ(messageOf(1, 1), "poll: Cannot allocate memory");
   // A shortage of the system is logged, what the peer did is not.
   EXPECT_THAT(log.texts(), ElementsAre("Tovik: server: " + accept + "Too many open files",
                                        "Tovik: server: " + accept + "Too many open files in system",
@@ -158,7 +157,7 @@ TEST_F(FailureMessage, OfAThreadWithoutMemorySaysSo) {
   EXPECT_FALSE(idle.is_running());
 }
 
-// The thread has not logged before, and there is no memory for its stream.
+// The thread has not logged before, and there is no memory for its stream, nor for the record.
 TEST_F(FailureMessage, OfAHandlerWithoutMemoryForTheLogGoesToStandardError) {
   if (!testing_support::heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
   ::testing::internal::CaptureStderr();
@@ -174,7 +173,7 @@ TEST_F(FailureMessage, OfAHandlerWithoutMemoryForTheLogGoesToStandardError) {
     done.open();
   });
   EXPECT_TRUE(done.waits());
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Tovik: exception in a handler, and no memory to log it\n");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "qk::logging: out of memory\n");
   EXPECT_THAT(log.texts(), ElementsAre());
 }
 

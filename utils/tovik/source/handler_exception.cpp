@@ -2,22 +2,17 @@
 
 #include <qk/logging/logging.h>
 
-#include <cstdio>
 #include <exception>
 
 namespace tovik {
 
 void logHandlerException(const char* where) noexcept {
   try {
-    try {
-      throw;
-    } catch (const std::exception& error) {
-      QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << where << ": exception in a handler: " << error.what();
-    } catch (...) {
-      QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << where << ": exception in a handler";
-    }
+    throw;
+  } catch (const std::exception& error) {
+    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << where << ": exception in a handler: " << error.what();
   } catch (...) {
-    std::fputs("Tovik: exception in a handler, and no memory to log it\n", stderr);
+    QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << where << ": exception in a handler";
   }
 }
 

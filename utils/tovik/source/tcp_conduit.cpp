@@ -281,13 +281,9 @@ void TcpConduit::endLimit() {
 void TcpConduit::onTimer() {
   limit_.reset();
   cause_ = EndCause::limit;
-  try {
-    QK_LOG(qk::logging::LogLevel::Warning)
-        << "Tovik: " << name_ << ": " << (stage_ == Stage::up ? "nothing received" : "not connected")
-        << " within the time limit";
-  } catch (...) {
-    logHandlerException(name_.c_str());  // without memory for the record the connection ends all the same
-  }
+  QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name_ << ": "
+                                         << (stage_ == Stage::up ? "nothing received" : "not connected")
+                                         << " within the time limit";
   end(dirLocal);
 }
 

@@ -13,8 +13,7 @@ namespace tovik {
 /// A stream buffer that sends what is written through it, in one piece, when it is flushed or destroyed.
 ///
 /// Ownership: copies the destination, borrows its channel and the buffer. With a buffer the text is gathered there
-/// first, without one in
-///            the sockbuf itself; text that outgrows either is gathered on the heap.
+///            first, without one in the sockbuf itself; text that outgrows either is gathered on the heap.
 /// Errors:    when memory runs out nothing of the piece is sent and the connection is ended: half a command must
 ///            never reach a server.
 class TOVIK_API sockbuf : public std::streambuf {

@@ -1,5 +1,4 @@
 #include <array>
-#include <exception>
 #include <functional>
 #include <memory>
 #include <new>
@@ -52,8 +51,8 @@ Result Controller::perform(const std::function<void()>& act) {
   return result;
 }
 
-/// A command that fails here, for lack of memory most likely, leaves the controller idle. What the client throws when
-/// it is told of a failed set-up is for the caller.
+/// A command that there is no memory for leaves the controller idle. What the client throws when it is told of a failed
+/// set-up is for the caller.
 Result Controller::begin(const std::function<void()>& act) {
   const Operation operation(*this);
   const unsigned long reportsBefore = failureReports;
@@ -65,10 +64,10 @@ Result Controller::begin(const std::function<void()>& act) {
     busy = false;
     act();
     return Success;
-  } catch (const std::exception& error) {
+  } catch (const std::bad_alloc&) {
     if (operation.sessionIsGone() || failureReports != reportsBefore) throw;
     if (!busy) command = cmd_e::none;
-    return failure(dynamic_cast<const std::bad_alloc*>(&error) != nullptr ? "out of memory" : error.what());
+    return failure("out of memory");
   }
 }
 
