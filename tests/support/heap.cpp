@@ -3,6 +3,7 @@
 #include <malloc.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <limits>
@@ -64,6 +65,8 @@ void* operator new(std::size_t size) {
   void* const memory = std::malloc(size == 0 ? 1 : size);
   if (memory == nullptr) throw std::bad_alloc();
   countAllocation(static_cast<long>(::malloc_usable_size(memory)));
+  // As malloc may: who needs the errno of a call must have read it by now.
+  errno = EDOM;
   return memory;
 }
 
