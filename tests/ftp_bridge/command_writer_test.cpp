@@ -134,6 +134,27 @@ TEST_F(CommandWriter, KeepsTheRestAsItWasWhenTheChannelGoesDown) {
   EXPECT_THAT(client.lines(), IsEmpty()) << "only the end of the conduit is reported";
 }
 
+// The greeting of the next connection was no greeting to it.
+TEST_F(CommandWriter, BeginsAfreshWhenAnExceptionEndedTheChannel) {
+  loggedIn();
+  interpreter().pending = pending_e::retr;
+  hears("211-Status");
+  channel.cause = EndCause::exception;
+  interpreter().onChannelDown(&channel, dirFailed);
+  forget();
+  hears("220 Ready");
+  EXPECT_THAT(channel.sent(), ElementsAre("USER me\r\n"));
+}
+
+TEST_F(CommandWriter, ReleasesAChannelThatAnotherReplaces) {
+  FakeChannel second;
+  interpreter().onChannelUp(&channel);
+  EXPECT_EQ(channel.releases, 0);
+  interpreter().onChannelUp(&second);
+  EXPECT_EQ(channel.releases, 1);
+  EXPECT_EQ(second.releases, 0);
+}
+
 TEST_F(CommandWriter, ReportsTheEndOfTheConduitEvenIfNoChannelWasEverUp) {
   interpreter().channel = nullptr;
   interpreter().onConduitInactive(nullptr);

@@ -76,6 +76,26 @@ TEST_F(Connector, HandsOverANewEmptyTextWhenItsChannelGoesDownAgain) {
   EXPECT_EQ(handedOver(), "");
 }
 
+// What had arrived before memory ran out would have been reported as the whole file.
+TEST_F(Connector, HandsOverNothingWhenAnExceptionEndedItsChannel) {
+  arrives("a");
+  dataChannel.cause = EndCause::exception;
+  connector().onChannelDown(&dataChannel, dirFailed);
+  EXPECT_EQ(handedOver(), "nothing");
+  EXPECT_EQ(connector().received, nullptr);
+  EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(Connector, ReleasesAChannelThatAnotherReplaces) {
+  FakeChannel second;
+  connector().onChannelUp(&dataChannel);
+  connector().onChannelUp(&second);
+  EXPECT_EQ(dataChannel.releases, 1);
+  EXPECT_EQ(second.releases, 0);
+  destroyConnector();
+  EXPECT_EQ(second.bringDowns(), 1);
+}
+
 TEST_F(Connector, BringsDownItsChannelWhenItGoes) {
   connector().onChannelUp(&dataChannel);
   destroyConnector();

@@ -25,6 +25,11 @@ class FakeChannel : public Channel {
   void bringDownWhenSent() override { ++bringDowns_; }
   bool delivers() const override { return bringDowns_ == 0; }
   unsigned long maxUnitBytes() const override { return 1UL << 20U; }
+  EndCause endCause() const override { return cause; }
+  void release() override { ++releases; }
+
+  EndCause cause = EndCause::other;
+  int releases = 0;
 
  private:
   std::vector<std::string> sent_;

@@ -1,0 +1,51 @@
+#include <tovik/dispatch_store.h>
+#include <tovik/exception.h>
+
+#include <atomic>
+#include <memory>
+#include <thread>
+
+#include "nothing_left.h"
+#include "recording_client.h"
+#include "scripted_server.h"
+#include "support/ends_in_time.h"
+#include "support/log_capture.h"
+#include "test_dispatcher.h"
+
+namespace tovik::ftp {
+namespace {
+
+// It could be given a worker that was ending, or had been destroyed.
+TEST(LeavingDispatcher, GivesASessionAWorkerThatServesItOrNone) {
+  constexpr int count = 100;
+  const testing_support::EndsInTime endsInTime;
+  const NothingLeft nothingLeft;
+  const testing_support::LogCapture nothingLogged(1000);
+  const auto listener = LoopbackSocket::listening();
+  std::atomic<bool> over{false};
+  std::thread other([&over] {
+    while (!over) {
+      EXPECT_TRUE(DispatchStore::inst().add("leaving", 1));
+      EXPECT_TRUE(DispatchStore::inst().remove("leaving"));
+    }
+  });
+  for (int sessions = 0; sessions < count;) {
+    RecordingClient client;
+    try {
+      Controller session({listener.address(), Address(0), "me", "secret", ""}, &client, "leaving", 0, nullptr);
+      ++sessions;
+      EXPECT_TRUE(session.start());
+      EXPECT_TRUE(session.stop());
+      EXPECT_EQ(client.callsOf("onDisconnected"), 1);
+    } catch (const Exception&) {
+      // It was between its removal and its return.
+    }
+  }
+  over = true;
+  other.join();
+  // One that a session was the last to use ends when the store is next changed.
+  const TestDispatcher another("another");
+}
+
+}  // namespace
+}  // namespace tovik::ftp

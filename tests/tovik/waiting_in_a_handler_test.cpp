@@ -1,0 +1,114 @@
+#include <gmock/gmock.h>
+#include <tovik/dispatch_store.h>
+#include <tovik/worker_thread.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "support/ends_in_time.h"
+#include "tovik_placed_transport.h"
+#include "tovik_serving.h"
+
+// One worker waits for another in a handler, in whatever way, and that one calls the first: neither waits forever.
+
+namespace tovik {
+namespace {
+
+using testing_support::Dispatcher;
+using testing_support::Generator;
+using testing_support::Latch;
+using testing_support::loopback;
+using testing_support::PlacedTransport;
+using testing_support::RawConnection;
+
+class CrossingWaits : public testing_support::LeavesNothing {
+ protected:
+  /// What the other worker does in its handler while the first one waits for it, or is just about to.
+  void callBack() {
+    inside.open();
+    EXPECT_TRUE(waiting.waits());
+    first->transport.call([this] { called = true; });
+  }
+  /// Waits in a handler of the first worker, once the other worker is inside its own.
+  void waitThere(const std::function<void()>& wait) {
+    Latch done;
+    first->worker().post([&] {
+      EXPECT_TRUE(inside.waits());
+      waiting.open();
+      wait();
+      done.open();
+    });
+    EXPECT_TRUE(done.waits());
+  }
+
+  const testing_support::EndsInTime endsInTime;
+  testing_support::LogCapture log{30};
+  Latch inside;
+  Latch waiting;
+  bool called = false;  // on the first worker
+  const Dispatcher firstDispatcher{"first"};
+  std::optional<PlacedTransport> first{firstDispatcher.get()};
+};
+
+// The wait for the generator served nobody.
+TEST_F(CrossingWaits, OfAServerThatStopsAndItsGenerator) {
+  const Dispatcher otherDispatcher("other");
+  PlacedTransport other(otherDispatcher.get());
+  Generator generator;
+  generator.act = [this] { callBack(); };
+  generator.refuses = true;
+  Server server(other.transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
+  ASSERT_TRUE(server.startListening(loopback()));
+  RawConnection remote = RawConnection::to(server.address());
+  waitThere([&] {
+    EXPECT_TRUE(server.stopListening(-1));
+    EXPECT_TRUE(called);
+  });
+}
+
+// The same, and so the limit passed.
+TEST_F(CrossingWaits, OfAServerThatStopsWithinALimitAndItsGenerator) {
+  const Dispatcher otherDispatcher("other");
+  PlacedTransport other(otherDispatcher.get());
+  Generator generator;
+  generator.act = [this] { callBack(); };
+  generator.refuses = true;
+  Server server(other.transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
+  ASSERT_TRUE(server.startListening(loopback()));
+  RawConnection remote = RawConnection::to(server.address());
+  waitThere([&] {
+    EXPECT_TRUE(server.stopListening(5000));
+    EXPECT_TRUE(called);
+  });
+}
+
+// The wait for the thread's end served nobody.
+TEST_F(CrossingWaits, OfADispatchersRemovalAndATaskOfItsWorker) {
+  ASSERT_TRUE(DispatchStore::inst().add("other", 1));
+  WorkerThread& other = PlacedTransport(DispatchStore::inst().fetch("other")).worker();
+  other.post([this] { callBack(); });
+  waitThere([&] {
+    EXPECT_TRUE(DispatchStore::inst().remove("other"));
+    EXPECT_TRUE(called);
+  });
+}
+
+// The wait for the connections' end served nobody, and so the limit passed.
+TEST_F(CrossingWaits, OfADeactivationWithinALimitAndAHandler) {
+  const Dispatcher otherDispatcher("other");
+  PlacedTransport other(otherDispatcher.get());
+  other.worker().post([this] { callBack(); });
+  waitThere([&] { EXPECT_TRUE(other.transport.deactivateAllConduits(5000)); });
+}
+
+// This one has always been served.
+TEST_F(CrossingWaits, OfADeactivationWithoutALimitAndAHandler) {
+  const Dispatcher otherDispatcher("other");
+  PlacedTransport other(otherDispatcher.get());
+  other.worker().post([this] { callBack(); });
+  waitThere([&] { EXPECT_TRUE(other.transport.deactivateAllConduits(-1)); });
+}
+
+}  // namespace
+}  // namespace tovik
