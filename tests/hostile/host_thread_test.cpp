@@ -30,7 +30,7 @@ class HostThread : public HostileSession {
 
 // Thread and worker wrote the same members, and so a command could be lost, or freed memory used.
 TEST_F(HostThread, GivesCommandsWhileTheServerAnswersUnasked) {
-  constexpr long count = 300;
+  constexpr long count = 60;
   logsIn();
   server.onControl("unasked replies", [this](const LoopbackSocket& control) {
     while (!over && control.offer("257 \"/\"\r\n226 Done\r\n250 Done\r\n")) continue;
@@ -45,7 +45,7 @@ TEST_F(HostThread, GivesCommandsWhileTheServerAnswersUnasked) {
 
 // The same.
 TEST_F(HostThread, GivesTransfersWhileTheServerAnswersUnasked) {
-  constexpr long count = 100;
+  constexpr long count = 30;
   logsIn();
   server.onControl("unasked replies", [this](const LoopbackSocket& control) {
     while (!over && control.offer("425 No\r\n500 No\r\n")) continue;
@@ -60,7 +60,7 @@ TEST_F(HostThread, GivesTransfersWhileTheServerAnswersUnasked) {
 
 // The same, where a stranger's connection to the listener of the last transfer begins or ends.
 TEST_F(HostThread, GivesTransfersWhileStrangersConnect) {
-  constexpr long count = 50;
+  constexpr long count = 20;
   logsIn();
   std::thread strangers([this] {
     for (long i = 0; !over; ++i) try {

@@ -119,6 +119,27 @@ TEST_F(Strangers, AreForgottenWhenTheServersConnectionEndsAfterTheirsAndBeforeTh
   retrieved("whole");
 }
 
+// Each left its channel until the next transfer.
+TEST_F(Strangers, CostNoMemoryOnceTheyHaveLeft) {
+  listens();
+  logNothing();
+  unsigned long long gone = 0;
+  const auto comeAndLeave = [&](int count) {
+    for (int i = 0; i < count; ++i) {
+      LoopbackSocket::connected(listener).close();
+      ++gone;
+      ASSERT_TRUE(comesAbout([&] { return controller->statistics().endedByPeer == gone; }));
+    }
+    onWorker([] {});
+  };
+  comeAndLeave(10);
+  const Growth growth;
+  comeAndLeave(1000);
+  EXPECT_LT(growth.bytes(), 4096);
+  server.data("whole").closeData().reply("226 Done");
+  EXPECT_TRUE(client.waits("onRetrieve")) << server.played();
+}
+
 TEST_F(Strangers, LeaveNothingWhenTheyResetTheirConnectionsAtOnce) {
   constexpr long flood = 300;
   listens();

@@ -127,7 +127,7 @@ TEST_F(AtOnce, TwoThreadsMayConnectOneConsumerBesideOneThatRetiresIt) {
     auto* const shared = new Shared(2, destroyed);
     const auto connectIt = [&] {
       const Result result = connect(*transport, *shared, patient.address());
-      EXPECT_TRUE(result || result.message == "the consumer of client has been given back") << result.message;
+      EXPECT_TRUE(result || result.message == "the consumer of client is retired") << result.message;
     };
     std::thread one(connectIt);
     std::thread two(connectIt);

@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <tovik/factory.h>
 
+#include <csignal>
 #include <thread>
 
 #include "tovik_connections.h"
@@ -112,6 +113,25 @@ TEST_F(ConnectionSocket, ThatTheFactoryRefusesIsAFailureWithItsText) {
   letTheWorkerPass();
   EXPECT_THAT(consumer.events(), IsEmpty());
   transport.reset();
+}
+
+// It counted as up, and waited for itself.
+TEST_F(ConnectionSocket, ThatMeetsItselfIsRefused) {
+  Address own = listener.address();
+  listener.close();
+  Client client(*transport, Protocol::tcp, consumer, "client", false, nullptr);
+  const Result met = client.setup_and_connect(own, own, -1);
+  EXPECT_EQ(met.message, "connect to " + own.printInet() + ": Connection refused");
+  transport->call([] {});
+  EXPECT_THAT(consumer.events(), IsEmpty());
+}
+
+// What a host spawned from a callback inherited a blocked SIGPIPE.
+TEST_F(ConnectionSocket, LeavesTheSignalMaskOfItsWorkerAlone) {
+  sigset_t inside;
+  sigemptyset(&inside);
+  transport->call([&] { pthread_sigmask(SIG_SETMASK, nullptr, &inside); });
+  EXPECT_EQ(sigismember(&inside, SIGPIPE), 0);
 }
 
 }  // namespace

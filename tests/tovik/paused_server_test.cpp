@@ -119,6 +119,7 @@ TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfAnotherRefusalRestartsItJust
     if (!std::exchange(first, false)) return;
     restart(*server);
     // The next call accepts its connection, in this turn still.
+    failing.reset();
     failing.reset(new FailingCalls(FailingCalls::oneOnly(0)));
   });
   RawConnection others;

@@ -199,7 +199,7 @@ TEST_F(Retiring, AConsumerInsideOnNewSocketDestroysItAndConnectsNothing) {
     transport->retire(&hasty);
     kept->note("returning");
   };
-  EXPECT_EQ(connect(*transport, hasty, listener.address()).message, "the consumer of client has been given back");
+  EXPECT_EQ(connect(*transport, hasty, listener.address()).message, "the consumer of client is retired");
   EXPECT_THAT(heard->events(), ElementsAre("returning", "destroyed"));
 }
 

@@ -118,6 +118,17 @@ TEST_F(ScarceMemoryTest, FailsAConnectionWithoutAnEvent) {
   });
 }
 
+// Each consumer whose connection was refused was remembered by its transport.
+TEST_F(ScarceMemoryTest, IsNotUsedUpByConsumersWhoseConnectionsAreRefused) {
+  const Address nobody = listener.address();
+  listener.close();
+  for (int i = 0; i < 100; ++i) another();
+  EXPECT_FALSE(connect(*transport, consumer, nobody));
+  const long before = heapInUse().blocks;
+  for (Recorder& each : others) EXPECT_FALSE(connect(*transport, each, nobody));
+  EXPECT_EQ(heapInUse().blocks, before);
+}
+
 TEST_F(ScarceMemoryTest, FailsATransportAndLeavesItsWorkerFree) {
   withEverMoreMemory([this](int granted) {
     DispatchGenerator* const generator = dispatcher.get();

@@ -96,7 +96,7 @@ TEST_F(Serving, RefusesAConnectionWhoseConsumerIsRetiredInOnNewSocket) {
   server = std::make_unique<Server>(*transport, Protocol::tcp, &retiring, "server", false, nullptr, nullptr);
   listen();
   EXPECT_TRUE(peer().isEnded());
-  EXPECT_TRUE(all.waitFor("Tovik: server: the consumer of server has been given back"));
+  EXPECT_TRUE(all.waitFor("Tovik: server: the consumer of server is retired"));
   server.reset();
 }
 

@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/log_capture.h"
 #include "support/waiting.h"
 #include "tovik/worker_thread.h"
 
@@ -77,5 +78,13 @@ TEST_F(WorkerCall, ServesManyThreadsAtOnceInSomeOrder) {
   for (auto& caller : callers) caller.join();
   one_.call([&] { EXPECT_EQ(calls, 1000); });
 }
+
+#ifndef NDEBUG
+TEST_F(WorkerCall, ThatHasWaitedForFiveSecondsIsLoggedWithBothThreads) {
+  const testing_support::LogCapture log{30};
+  one_.post([&] { EXPECT_TRUE(log.waitFor("Tovik: worker other has waited for worker one for 5 seconds")); });
+  other_.call([&] { one_.call([] {}); });
+}
+#endif
 
 }  // namespace
