@@ -179,8 +179,10 @@ void insideACallback() {
 
 void insideACallbackThatAnotherWorkerWaitsFor() {
   startDispatcher(2);
+  static Flag& firstInside = newFlag();
   static Flag& inside = newFlag();
   pair().firstVisitor.whenInDirectory = [] {
+    raise(firstInside);
     await(inside);
     std::exit(exitCode);
   };
@@ -189,7 +191,9 @@ void insideACallbackThatAnotherWorkerWaitsFor() {
     raise(inside);
     static_cast<void>(pair().first->stop());
   };
-  if (!pair().first->getPwd() || !pair().second->start()) give("not started");
+  if (!pair().first->getPwd()) give("no directory");
+  await(firstInside);
+  if (!pair().second->start()) give("not started");
   waitForTheEnd();
 }
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <string_view>
 
@@ -13,10 +14,10 @@ namespace testing_support {
 /// thread. One at a time, the first member of a fixture.
 class EndsInTime {
  public:
-  EndsInTime() {
+  /// Unless told otherwise there is time for a wait of the test to fail first, with a text of its own.
+  explicit EndsInTime(std::chrono::seconds limit = 2 * deadline) {
     std::signal(SIGALRM, endProcess);
-    // Time for each wait of the test to fail first, with a text of its own.
-    ::alarm(static_cast<unsigned>(2 * deadline.count()));
+    ::alarm(static_cast<unsigned>(limit.count()));
   }
   EndsInTime(const EndsInTime&) = delete;
   EndsInTime& operator=(const EndsInTime&) = delete;
