@@ -164,6 +164,28 @@ class Givers final : public ConsumerGenerator {
   std::deque<Recorder> consumers;
 };
 
+// It stayed in the store with ended workers, or left a null entry there.
+TEST_F(ScarceMemoryTest, IsNotNeededToRemoveADispatcher) {
+  if (!heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
+  const std::string used = "used";
+  const std::string unused = "unused";
+  ASSERT_TRUE(DispatchStore::inst().add(used, 1));
+  ASSERT_TRUE(DispatchStore::inst().add(unused, 1));
+  auto user = transportOn(DispatchStore::inst().fetch(used));
+  {
+    const ScarceMemory none(0);
+    EXPECT_TRUE(DispatchStore::inst().remove(used));
+    EXPECT_TRUE(DispatchStore::inst().remove(unused));
+  }
+  EXPECT_EQ(DispatchStore::inst().fetch(used), nullptr);
+  EXPECT_EQ(DispatchStore::inst().fetch(unused), nullptr);
+  bool goesOn = false;
+  user->call([&goesOn] { goesOn = true; });
+  EXPECT_TRUE(goesOn);
+  user.reset();
+  const testing_support::Dispatcher next("next");
+}
+
 TEST_F(ScarceMemoryTest, FailsAListenerWhichListensLater) {
   Givers givers;
   withEverMoreMemory([&](int granted) {

@@ -39,6 +39,15 @@ TEST_F(Sockbuf, SendsAShortTextInOnePieceWhenDestroyed) {
   EXPECT_THAT(channel.sent, ElementsAre("PORT 127,0\r\n"));
 }
 
+// It kept a reference: the temporary was gone when it was used.
+TEST_F(Sockbuf, NeedsItsDestinationOnlyWhileItIsMade) {
+  {
+    sockbuf buffer(SendDestination(&channel), nullptr);
+    std::ostream(&buffer) << "text";
+  }
+  EXPECT_THAT(channel.sent, ElementsAre("text"));
+}
+
 TEST_F(Sockbuf, SendsNothingWhenNothingWasWritten) {
   { sockbuf buffer(destination, nullptr); }
   {
