@@ -17,7 +17,7 @@ namespace {
 
 // It could be given a worker that was ending, or had been destroyed.
 TEST(LeavingDispatcher, GivesASessionAWorkerThatServesItOrNone) {
-  constexpr int count = 100;
+  constexpr int count = 200;
   const testing_support::EndsInTime endsInTime;
   const NothingLeft nothingLeft;
   const testing_support::LogCapture nothingLogged(1000);
@@ -26,6 +26,7 @@ TEST(LeavingDispatcher, GivesASessionAWorkerThatServesItOrNone) {
   std::thread other([&over] {
     while (!over) {
       EXPECT_TRUE(DispatchStore::inst().add("leaving", 1));
+      std::this_thread::yield();
       EXPECT_TRUE(DispatchStore::inst().remove("leaving"));
     }
   });
@@ -38,7 +39,8 @@ TEST(LeavingDispatcher, GivesASessionAWorkerThatServesItOrNone) {
       EXPECT_TRUE(session.stop());
       EXPECT_EQ(client.callsOf("onDisconnected"), 1);
     } catch (const Exception&) {
-      // It was between its removal and its return.
+      // It was between its removal and its return, for which the store must be free.
+      std::this_thread::yield();
     }
   }
   over = true;

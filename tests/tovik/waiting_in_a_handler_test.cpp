@@ -5,8 +5,10 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "support/ends_in_time.h"
+#include "support/rest.h"
 #include "tovik_placed_transport.h"
 #include "tovik_serving.h"
 
@@ -15,10 +17,12 @@
 namespace tovik {
 namespace {
 
+using testing_support::Awaited;
 using testing_support::Dispatcher;
 using testing_support::Generator;
 using testing_support::Latch;
 using testing_support::loopback;
+using testing_support::othersComeToRest;
 using testing_support::PlacedTransport;
 using testing_support::RawConnection;
 
@@ -69,6 +73,28 @@ TEST_F(CrossingWaits, OfAServerThatStopsAndItsGenerator) {
   });
 }
 
+TEST_F(CrossingWaits, OfAServerThatStopsOutlastsTheGenerator) {
+  const Dispatcher otherDispatcher("other");
+  PlacedTransport other(otherDispatcher.get());
+  Generator generator;
+  bool returns = false;
+  generator.act = [&] {
+    inside.open();
+    EXPECT_TRUE(othersComeToRest([this] { return waiting.isOpen(); }));
+    first->transport.call([this] { called = true; });
+    returns = true;
+  };
+  generator.refuses = true;
+  Server server(other.transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
+  ASSERT_TRUE(server.startListening(loopback()));
+  RawConnection remote = RawConnection::to(server.address());
+  waitThere([&] {
+    EXPECT_TRUE(server.stopListening(-1));
+    EXPECT_TRUE(called);
+    EXPECT_TRUE(returns);
+  });
+}
+
 // The same, and so the limit passed.
 TEST_F(CrossingWaits, OfAServerThatStopsWithinALimitAndItsGenerator) {
   const Dispatcher otherDispatcher("other");
@@ -90,8 +116,31 @@ TEST_F(CrossingWaits, OfADispatchersRemovalAndATaskOfItsWorker) {
   ASSERT_TRUE(DispatchStore::inst().add("other", 1));
   WorkerThread& other = PlacedTransport(DispatchStore::inst().fetch("other")).worker();
   other.post([this] { callBack(); });
-  waitThere([&] { EXPECT_TRUE(DispatchStore::inst().remove("other")); });
-  EXPECT_TRUE(calledBack.waits());
+  waitThere([&] {
+    EXPECT_TRUE(DispatchStore::inst().remove("other"));
+    EXPECT_TRUE(calledBack.isOpen());
+  });
+}
+
+TEST_F(CrossingWaits, OfTwoTasksThatRemoveEachOthersDispatchers) {
+  const Dispatcher changesTheStoreInTheEnd("last");
+  Awaited<int> tasks;
+  Awaited<int> done;
+  const auto removing = [&](const std::string& removed) {
+    return [&, removed] {
+      tasks.change([](int& count) { ++count; });
+      EXPECT_TRUE(tasks.waitUntil([](int count) { return count == 2; }));
+      EXPECT_TRUE(DispatchStore::inst().remove(removed));
+      done.change([](int& count) { ++count; });
+    };
+  };
+  ASSERT_TRUE(DispatchStore::inst().add("one", 1));
+  ASSERT_TRUE(DispatchStore::inst().add("other", 1));
+  WorkerThread& one = PlacedTransport(DispatchStore::inst().fetch("one")).worker();
+  WorkerThread& other = PlacedTransport(DispatchStore::inst().fetch("other")).worker();
+  one.post(removing("other"));
+  other.post(removing("one"));
+  EXPECT_TRUE(done.waitUntil([](int count) { return count == 2; }));
 }
 
 // The wait for the connections' end served nobody, and so the limit passed.

@@ -15,8 +15,8 @@ DispatchStore& DispatchStore::inst() {
   return instance.store;
 }
 
-/// Starts the workers without the lock, which would keep others waiting for the system's threads. Who adds the same name
-/// meanwhile may be first.
+/// Starts the workers without the lock, which would keep others waiting for the system's threads. Who adds the same
+/// name meanwhile may be first.
 Result DispatchStore::add(const std::string& name, unsigned workerCount) {
   destroyUnused();
   const auto taken = [&name] { return failure("dispatcher " + name + " already exists"); };

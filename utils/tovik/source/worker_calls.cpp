@@ -106,7 +106,10 @@ bool WorkerCalls::request(const std::function<void()>& f, bool nests, int limit_
 bool WorkerCalls::awaitEnd(int limit_ms) {
   Lock lock(callsMutex);
   if (state_ != State::running) return true;
-  if (isCurrent() || (current_ != nullptr && waitsFor(*this, *current_))) return false;
+  if (isCurrent()) return false;
+  // What waits for this very thread can end only if the thread runs what it waits for.
+  const Wait* const forCaller = current_ == nullptr ? nullptr : waitFor(*this, *current_);
+  if (forCaller != nullptr && !current_->hasNestable(*forCaller)) return false;
   Wait wait(*this);
   joiner_ = &wait;
   const bool ended = await(lock, wait, limit_ms);
@@ -160,7 +163,7 @@ bool WorkerCalls::await(Lock& lock, Wait& wait, int limit_ms) {
 #ifndef NDEBUG
   std::optional<Clock::time_point> slow = Clock::now() + slowWait;
 #endif
-  if (self != nullptr) self->setWait(&wait);
+  if (self != nullptr) self->beginWait(wait);
   while (!wait.done) {
     Call* const nested = self == nullptr ? nullptr : self->takeNestable();
     if (nested != nullptr) {
@@ -181,7 +184,7 @@ bool WorkerCalls::await(Lock& lock, Wait& wait, int limit_ms) {
       wait.changed.wait(lock);
     }
   }
-  if (self != nullptr) self->setWait(wait.outer);
+  if (self != nullptr) self->wait_ = wait.outer;
   return wait.done;
 }
 
@@ -203,7 +206,7 @@ WorkerCalls::Call* WorkerCalls::takeNestable() {
   for (Call** link = &first_; *link != nullptr; link = &(*link)->next) {
     const Wait* const wait = (*link)->wait;
     if (!(*link)->nests || wait == nullptr || wait->waiter == nullptr) continue;
-    if (waitsFor(*this, *wait->waiter)) return take(link);
+    if (waitFor(*this, *wait->waiter) != nullptr) return take(link);
   }
   return nullptr;
 }
@@ -213,11 +216,17 @@ WorkerCalls::Call* WorkerCalls::take(Call** link) {
   return std::exchange(*link, (*link)->next);
 }
 
+bool WorkerCalls::hasNestable(const Wait& wait) const {
+  const Call* call = first_;
+  while (call != nullptr && call->wait != &wait) call = call->next;
+  return call != nullptr && call->nests;
+}
+
 /// A wait that closes a ring of waiting workers lets each of them run the call of the one before it.
-void WorkerCalls::setWait(Wait* wait) {
-  wait_ = wait;
-  if (wait == nullptr || !waitsFor(wait->target, *this)) return;
-  for (const WorkerCalls* each = &wait->target; each != this; each = targetOf(*each)) each->wait_->changed.notify_one();
+void WorkerCalls::beginWait(Wait& wait) {
+  wait_ = &wait;
+  if (waitFor(wait.target, *this) == nullptr) return;
+  for (const WorkerCalls* each = &wait.target; each != this; each = targetOf(*each)) each->wait_->changed.notify_one();
 }
 
 void WorkerCalls::run(Call& call) {
@@ -246,16 +255,18 @@ void WorkerCalls::run(Call& call) {
   }
 }
 
-/// Directly or through others. A ring that `to` is no part of is walked once: one of two walkers is half as fast.
-bool WorkerCalls::waitsFor(const WorkerCalls& from, const WorkerCalls& to) {
+/// The wait by which one worker waits for another, its own or that of the last of those in between; null: it does not.
+/// A ring that `to` is no part of is walked once: one of two walkers is half as fast.
+const WorkerCalls::Wait* WorkerCalls::waitFor(const WorkerCalls& from, const WorkerCalls& to) {
   const WorkerCalls* slow = &from;
   bool slowMoves = false;
-  for (const WorkerCalls* each = targetOf(from); each != nullptr && each != slow; each = targetOf(*each)) {
-    if (each == &to) return true;
+  for (const WorkerCalls* each = &from; each != nullptr; each = targetOf(*each)) {
+    if (targetOf(*each) == &to) return each->wait_;
     if (slowMoves) slow = targetOf(*slow);
     slowMoves = !slowMoves;
+    if (each == slow && each != &from) return nullptr;
   }
-  return false;
+  return nullptr;
 }
 
 /// Null while the worker does not wait.

@@ -37,8 +37,8 @@ class TOVIK_API DispatchStore {
   void use(unsigned long number, const std::function<void(DispatchGenerator*)>& f);
 
   /// Takes a dispatcher out of the store. Its workers end at once when no transport uses them, and have ended when
-  /// this returns, unless one of them waits for the caller; else they end with the last such transport. Fails on an
-  /// unknown name.
+  /// this returns, unless one of them is the caller or waits for it to return; else they end with the last such
+  /// transport. Fails on an unknown name.
   Result remove(const std::string& name);
 
   DispatchStore(const DispatchStore&) = delete;

@@ -38,7 +38,7 @@ class TOVIK_API WorkerCalls {
   /// limit has passed. On the worker itself it returns true at once, whatever runs there.
   bool pass(int limit_ms);
   /// Waits until the worker has ended, limit_ms milliseconds at most (-1: until it has). False when the limit has
-  /// passed, and at once where waiting would be in vain: on the worker itself, and on one that it waits for.
+  /// passed, and at once where waiting would be in vain: on the worker itself, and inside what it waits for.
   bool awaitEnd(int limit_ms);
 
   /// Calls wait for the worker's thread from now on, which has still to begin. close: it has not begun after all.
@@ -69,9 +69,10 @@ class TOVIK_API WorkerCalls {
   Call* takeOldest(unsigned long long highestNumber);
   Call* takeNestable();
   Call* take(Call** link);
-  void setWait(Wait* wait);
+  bool hasNestable(const Wait& wait) const;
+  void beginWait(Wait& wait);
   static void run(Call& call);
-  static bool waitsFor(const WorkerCalls& from, const WorkerCalls& to);
+  static const Wait* waitFor(const WorkerCalls& from, const WorkerCalls& to);
   static const WorkerCalls* targetOf(const WorkerCalls& worker);
   static void logSlowWait(const Wait& wait) noexcept;
 
