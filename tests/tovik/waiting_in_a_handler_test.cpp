@@ -122,6 +122,17 @@ TEST_F(CrossingWaits, OfADispatchersRemovalAndATaskOfItsWorker) {
   });
 }
 
+TEST_F(CrossingWaits, OfADispatchersRemovalAfterATaskOfItsWorkerHasCalled) {
+  ASSERT_TRUE(DispatchStore::inst().add("other", 1));
+  WorkerThread& other = PlacedTransport(DispatchStore::inst().fetch("other")).worker();
+  other.post([this] { callBack(); });
+  waitThere([&] {
+    EXPECT_TRUE(othersComeToRest([] { return true; }));
+    EXPECT_TRUE(DispatchStore::inst().remove("other"));
+    EXPECT_TRUE(calledBack.isOpen());
+  });
+}
+
 TEST_F(CrossingWaits, OfTwoTasksThatRemoveEachOthersDispatchers) {
   const Dispatcher changesTheStoreInTheEnd("last");
   Awaited<int> tasks;
