@@ -1,4 +1,4 @@
-// Ends itself by exit(7), in the way that it is told: with sessions alive, and the framework's workers at work.
+// Ends itself by exit(7), in the way that its argument names: with sessions alive, and the framework's workers at work.
 
 #include <qk/logging/logging.h>
 #include <tovik/dispatch_store.h>

@@ -12,7 +12,7 @@
 #include "support/rest.h"
 #include "tovik_serving.h"
 
-// A listener that the system refuses a connection for want of descriptors pauses, and accepts again in the end.
+// A listener that runs out of descriptors pauses, and accepts again in the end.
 
 namespace tovik {
 namespace {

@@ -65,7 +65,7 @@ class Reception final : public EventHandler, public std::enable_shared_from_this
 
   mutable std::mutex mutex_;  // guards the members below
   int listening_ = -1;
-  bool watched_ = false;           // the worker is told of arrivals
+  bool watched_ = false;           // the worker watches for arrivals
   volatile bool stopping_ = true;  // read by the server without the mutex
   bool calling_ = false;
 };

@@ -38,8 +38,8 @@ class TOVIK_API DispatchGenerator {
   void retire();
   /// Whether a transport uses one of the workers.
   bool isUsed() const;
-  /// Waits until the workers of a retired dispatcher that no transport uses have ended. False where waiting would be in
-  /// vain: see WorkerThread::join.
+  /// Waits until the workers of a retired dispatcher that no transport uses have ended. False where waiting cannot
+  /// succeed: see WorkerThread::join.
   bool join();
 
  private:

@@ -38,7 +38,7 @@ class TOVIK_API WorkerCalls {
   /// limit has passed. On the worker itself it returns true at once, whatever runs there.
   bool pass(int limit_ms);
   /// Waits until the worker has ended, limit_ms milliseconds at most (-1: until it has). False when the limit has
-  /// passed, and at once where waiting would be in vain: on the worker itself, and inside what it waits for.
+  /// passed, and at once where waiting cannot succeed: on the worker itself, and inside what it waits for.
   bool awaitEnd(int limit_ms);
 
   /// Calls wait for the worker's thread from now on, which has still to begin. close: it has not begun after all.

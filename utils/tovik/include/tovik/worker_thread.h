@@ -35,7 +35,7 @@ class TOVIK_API WorkerThread : private Thread {
   Result start() override;
   void stop() override;
   /// Waits until the thread has ended, limit_ms milliseconds at most (-1: until it has). False when the limit has
-  /// passed, and at once where waiting would be in vain: on the worker itself, and inside what it waits for.
+  /// passed, and at once where waiting cannot succeed: on the worker itself, and inside what it waits for.
   bool join(int limit_ms) override;
 
   /// Whether the caller is on this worker.

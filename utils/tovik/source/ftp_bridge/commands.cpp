@@ -11,7 +11,7 @@ namespace tovik::ftp {
 
 namespace {
 
-/// A client that tries again whenever it is told of a failure must not use up the stack.
+/// A client that tries again whenever a failure is reported must not use up the stack.
 constexpr unsigned mostOperations = 32;
 
 const char* nameOf(Controller::cmd_e command) {
@@ -51,8 +51,8 @@ Result Controller::perform(const std::function<void()>& act) {
   return result;
 }
 
-/// A command that there is no memory for leaves the controller idle. What the client throws when it is told of a failed
-/// set-up is for the caller.
+/// A command that there is no memory for leaves the controller idle. What the client throws when a failed set-up is
+/// reported reaches the caller.
 Result Controller::begin(const std::function<void()>& act) {
   const Operation operation(*this);
   const unsigned long reportsBefore = failureReports;

@@ -48,7 +48,7 @@ Controller::Controller(const connection_data_t& connectionData, FTPclient* ftpCl
   transport = makeTransport(dispatcherName, traits, callbacks);
 }
 
-// In one step on the worker: a client that is told of the end in here starts nothing anew.
+// In one step on the worker: a client that is notified of the end in here can start nothing new.
 Controller::~Controller() {
   if (transport != nullptr)
     transport->call([this] {
