@@ -1,18 +1,18 @@
 #include "tovik/dispatch_store.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <iterator>
+#include <new>
 
 namespace tovik {
 
+/// Never destroyed: a plain static would be, while workers still use it.
 DispatchStore& DispatchStore::inst() {
-  union NeverDestroyed {
-    NeverDestroyed() : store() {}
-    ~NeverDestroyed() {}
-    DispatchStore store;
-  };
-  static NeverDestroyed instance;
-  return instance.store;
+  alignas(DispatchStore) static std::array<std::byte, sizeof(DispatchStore)> storage;
+  static DispatchStore& store = *new (storage.data()) DispatchStore;
+  return store;
 }
 
 /// Starts the workers without the lock, which would keep others waiting for the system's threads. Who adds the same
