@@ -17,6 +17,7 @@ namespace tovik {
 /// Threads: any.
 class TOVIK_API DispatchStore {
  public:
+  /// The process's store, made when it is first used.
   static DispatchStore& inst();
 
   /// Makes a dispatcher and starts its workers. Dispatchers are numbered from 0 in order of adding; the numbers of

@@ -41,8 +41,9 @@ class TOVIK_API WorkerCalls {
   /// passed, and at once where waiting cannot succeed: on the worker itself, and inside what it waits for.
   bool awaitEnd(int limit_ms);
 
-  /// Calls wait for the worker's thread from now on, which has still to begin. close: it has not begun after all.
+  /// Calls wait for the worker's thread from now on, which has still to begin.
   void open();
+  /// Undoes open where the thread has not begun.
   void close();
 
   /// The worker's thread has begun.
