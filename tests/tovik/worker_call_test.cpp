@@ -82,7 +82,12 @@ TEST_F(WorkerCall, ServesManyThreadsAtOnceInSomeOrder) {
 #ifndef NDEBUG
 TEST_F(WorkerCall, ThatHasWaitedForFiveSecondsIsLoggedWithBothThreads) {
   const testing_support::LogCapture log{30};
-  one_.post([&] { EXPECT_TRUE(log.waitFor("Tovik: worker other has waited for worker one for 5 seconds")); });
+  std::promise<void> held;
+  one_.post([&] {
+    held.set_value();
+    EXPECT_TRUE(log.waitFor("Tovik: worker other has waited for worker one for 5 seconds"));
+  });
+  held.get_future().wait();
   other_.call([&] { one_.call([] {}); });
 }
 #endif
