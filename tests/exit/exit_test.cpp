@@ -21,7 +21,7 @@ class Exit : public ::testing::TestWithParam<std::string> {};
 
 // Workers were joined and destroyed while sessions used them: the process crashed, or never ended.
 TEST_P(Exit, EndsTheProcess) {
-  for (int i = 0; i < 20; ++i) {
+  for (int i = 0; i < 8; ++i) {
     Program program({EXITS, GetParam()}, {withoutDelay()});
     ASSERT_EQ(program.wait(), 7) << program.errors();
   }

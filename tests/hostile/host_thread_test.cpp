@@ -30,7 +30,7 @@ class HostThread : public HostileSession {
 
 // Thread and worker wrote the same members, and so a command could be lost, or freed memory used.
 TEST_F(HostThread, GivesCommandsWhileTheServerAnswersUnasked) {
-  constexpr long count = 60;
+  constexpr long count = 20;
   logsIn();
   server.onControl("unasked replies", [this](const LoopbackSocket& control) {
     while (!over && control.offer("257 \"/\"\r\n226 Done\r\n250 Done\r\n")) continue;

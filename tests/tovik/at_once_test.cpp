@@ -123,7 +123,7 @@ class Shared final : public Consumer, public CharHandler {
 
 TEST_F(AtOnce, TwoThreadsMayConnectOneConsumerBesideOneThatRetiresIt) {
   Awaited<int> destroyed;
-  for (int round = 1; round <= 5 * rounds; ++round) {
+  for (int round = 1; round <= rounds; ++round) {
     auto* const shared = new Shared(2, destroyed);
     const auto connectIt = [&] {
       const Result result = connect(*transport, *shared, patient.address());
