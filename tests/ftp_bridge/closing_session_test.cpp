@@ -34,7 +34,7 @@ std::vector<Operation> operations() {
 
 class ClosingSession : public Session {
  protected:
-  /// The operation is tried in the callback that tells of the end.
+  /// The operation is tried in the callback that reports the end.
   void triesInTheEnd(const Operation& operation) {
     Controller& session = *controller;
     client.whenever("onDisconnected", [&session, operation] {

@@ -108,7 +108,7 @@ class InterruptingSignal {
   struct sigaction former_ {};
 };
 
-/// Nothing tells of a thread that it has begun to wait: hence the repetition.
+/// No event reports that a thread has started to wait, so this repeats.
 bool comesAbout(const std::function<bool()>& condition) {
   const auto end = std::chrono::steady_clock::now() + testing_support::deadline;
   while (!condition() && std::chrono::steady_clock::now() < end) {

@@ -164,7 +164,7 @@ Crowd::Session Crowd::make(unsigned number) {
   alive_.change([](long& alive) { ++alive; });
   const Session session(made.release(), [this](Controller* ending) {
     // The same where the control connection has ended before the transfer. As often as not the client starts anew, and
-    // the destructor has an end to tell of.
+    // the destructor has an end to report.
     ending->transport->call([ending] {
       static_cast<void>(ending->stop());
       delete std::exchange(ending->received, nullptr);

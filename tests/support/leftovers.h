@@ -22,7 +22,7 @@ inline void PrintTo(const Held& held, std::ostream* out) {
   *out << held.descriptors << " descriptors, " << held.threads << " threads";
 }
 
-/// A thread that has been joined may stand in the kernel's list for a moment longer: it does not count.
+/// The kernel's list may show a joined thread for a moment longer; it does not count.
 inline Held heldNow() {
   Held held{};
   for (const auto& task : std::filesystem::directory_iterator("/proc/self/task"))

@@ -47,6 +47,22 @@ class CrossingWaits : public testing_support::LeavesNothing {
     EXPECT_TRUE(done.waits());
   }
 
+  /// The generator of a server on the other worker calls the first one, which stops the server.
+  void stopTheServer(int limit_ms) {
+    const Dispatcher otherDispatcher("other");
+    PlacedTransport other(otherDispatcher.get());
+    Generator generator;
+    generator.act = [this] { callBack(); };
+    generator.refuses = true;
+    Server server(other.transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
+    ASSERT_TRUE(server.startListening(loopback()));
+    RawConnection remote = RawConnection::to(server.address());
+    waitThere([&] {
+      EXPECT_TRUE(server.stopListening(limit_ms));
+      EXPECT_TRUE(called);
+    });
+  }
+
   const testing_support::EndsInTime endsInTime;
   testing_support::LogCapture log{30};
   Latch inside;
@@ -58,20 +74,10 @@ class CrossingWaits : public testing_support::LeavesNothing {
 };
 
 // The wait for the generator served nobody.
-TEST_F(CrossingWaits, OfAServerThatStopsAndItsGenerator) {
-  const Dispatcher otherDispatcher("other");
-  PlacedTransport other(otherDispatcher.get());
-  Generator generator;
-  generator.act = [this] { callBack(); };
-  generator.refuses = true;
-  Server server(other.transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
-  ASSERT_TRUE(server.startListening(loopback()));
-  RawConnection remote = RawConnection::to(server.address());
-  waitThere([&] {
-    EXPECT_TRUE(server.stopListening(-1));
-    EXPECT_TRUE(called);
-  });
-}
+TEST_F(CrossingWaits, OfAServerThatStopsAndItsGenerator) { stopTheServer(-1); }
+
+// The same, and so the limit passed.
+TEST_F(CrossingWaits, OfAServerThatStopsWithinALimitAndItsGenerator) { stopTheServer(5000); }
 
 TEST_F(CrossingWaits, OfAServerThatStopsOutlastsTheGenerator) {
   const Dispatcher otherDispatcher("other");
@@ -92,22 +98,6 @@ TEST_F(CrossingWaits, OfAServerThatStopsOutlastsTheGenerator) {
     EXPECT_TRUE(server.stopListening(-1));
     EXPECT_TRUE(called);
     EXPECT_TRUE(returns);
-  });
-}
-
-// The same, and so the limit passed.
-TEST_F(CrossingWaits, OfAServerThatStopsWithinALimitAndItsGenerator) {
-  const Dispatcher otherDispatcher("other");
-  PlacedTransport other(otherDispatcher.get());
-  Generator generator;
-  generator.act = [this] { callBack(); };
-  generator.refuses = true;
-  Server server(other.transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
-  ASSERT_TRUE(server.startListening(loopback()));
-  RawConnection remote = RawConnection::to(server.address());
-  waitThere([&] {
-    EXPECT_TRUE(server.stopListening(5000));
-    EXPECT_TRUE(called);
   });
 }
 

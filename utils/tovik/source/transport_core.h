@@ -34,7 +34,7 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   using OnWorker = std::tr1::function<void(WorkerThread*)>;
   using Conduits = std::list<std::shared_ptr<TcpConduit>>;
 
-  /// Where a conduit stands in the lists of its transport and of its consumer.
+  /// A conduit's positions in the lists of its transport and of its consumer.
   struct Place {
     Conduits::iterator inTransport;
     std::list<TcpConduit*>::iterator inRecord;
