@@ -1,4 +1,4 @@
-#include "reception.h"
+#include "connections/reception.h"
 
 #include <qk/logging/logging.h>
 
@@ -6,14 +6,14 @@
 #include <new>
 #include <utility>
 
-#include "consumer_hold.h"
-#include "handler_exception.h"
-#include "system.h"
+#include "connections/consumer_hold.h"
+#include "connections/transport_core.h"
 #include "tovik/consumer.h"
 #include "tovik/socket.h"
 #include "tovik/thread.h"
 #include "tovik/worker_thread.h"
-#include "transport_core.h"
+#include "values/handler_exception.h"
+#include "values/system.h"
 
 namespace tovik {
 

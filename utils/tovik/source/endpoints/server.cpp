@@ -8,11 +8,11 @@
 #include <new>
 #include <utility>
 
-#include "reception.h"
-#include "system.h"
-#include "system_error.h"
+#include "connections/reception.h"
+#include "connections/transport_core.h"
 #include "tovik/worker_thread.h"
-#include "transport_core.h"
+#include "values/system.h"
+#include "values/system_error.h"
 
 namespace tovik {
 

@@ -11,7 +11,7 @@
 #include <thread>
 #include <utility>
 
-#include "handler_exception.h"
+#include "values/handler_exception.h"
 
 namespace tovik {
 

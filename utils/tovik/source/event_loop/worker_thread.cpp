@@ -12,9 +12,9 @@
 #include <cstdlib>
 #include <utility>
 
-#include "handler_exception.h"
-#include "system.h"
-#include "system_error.h"
+#include "values/handler_exception.h"
+#include "values/system.h"
+#include "values/system_error.h"
 
 namespace tovik {
 

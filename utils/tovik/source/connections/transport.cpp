@@ -2,11 +2,11 @@
 
 #include <utility>
 
+#include "connections/transport_core.h"
 #include "tovik/consumer.h"
 #include "tovik/dispatch_generator.h"
 #include "tovik/exception.h"
 #include "tovik/worker_thread.h"
-#include "transport_core.h"
 
 namespace tovik {
 

@@ -1,10 +1,10 @@
-#include "consumer_record.h"
+#include "connections/consumer_record.h"
 
 #include <algorithm>
 #include <utility>
 
+#include "connections/transport_core.h"
 #include "tovik/channel.h"
-#include "transport_core.h"
 
 namespace tovik {
 

@@ -1,4 +1,4 @@
-#include "handler_exception.h"
+#include "values/handler_exception.h"
 
 #include <qk/logging/logging.h>
 

@@ -1,17 +1,17 @@
-#include "transport_core.h"
+#include "connections/transport_core.h"
 
 #include <utility>
 #include <vector>
 
-#include "consumer_record.h"
-#include "handler_exception.h"
-#include "reception.h"
-#include "tcp_conduit.h"
+#include "connections/consumer_record.h"
+#include "connections/reception.h"
+#include "connections/tcp_conduit.h"
 #include "tovik/consumer.h"
 #include "tovik/socket.h"
 #include "tovik/socket_dir.h"
 #include "tovik/thread_callbacks.h"
 #include "tovik/worker_thread.h"
+#include "values/handler_exception.h"
 
 namespace tovik {
 

@@ -1,4 +1,4 @@
-#include "system.h"
+#include "values/system.h"
 
 #include <sys/eventfd.h>
 #include <sys/sendfile.h>

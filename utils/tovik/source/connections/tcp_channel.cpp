@@ -1,7 +1,7 @@
-#include "tcp_channel.h"
+#include "connections/tcp_channel.h"
 
-#include "consumer_record.h"
-#include "tcp_conduit.h"
+#include "connections/consumer_record.h"
+#include "connections/tcp_conduit.h"
 #include "tovik/socket_dir.h"
 
 namespace tovik {

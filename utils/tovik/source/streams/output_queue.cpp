@@ -1,4 +1,4 @@
-#include "output_queue.h"
+#include "streams/output_queue.h"
 
 #include <algorithm>
 #include <utility>

@@ -3,7 +3,7 @@
 #include <new>
 #include <utility>
 
-#include "consumer_hold.h"
+#include "connections/consumer_hold.h"
 #include "tovik/consumer.h"
 #include "tovik/socket.h"
 

@@ -6,7 +6,7 @@
 #include <system_error>
 #include <utility>
 
-#include "system_error.h"
+#include "values/system_error.h"
 
 namespace tovik {
 

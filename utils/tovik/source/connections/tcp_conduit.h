@@ -6,14 +6,14 @@
 #include <optional>
 #include <string>
 
-#include "output_queue.h"
+#include "connections/transport_core.h"
+#include "streams/output_queue.h"
 #include "tovik/buffer.h"
 #include "tovik/channel.h"
 #include "tovik/conduit.h"
 #include "tovik/event_handler.h"
 #include "tovik/socket.h"
 #include "tovik/timer_queue.h"
-#include "transport_core.h"
 
 namespace tovik {
 

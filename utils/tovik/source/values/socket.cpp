@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <string>
 
-#include "system.h"
-#include "system_error.h"
+#include "values/system.h"
+#include "values/system_error.h"
 
 namespace tovik {
 

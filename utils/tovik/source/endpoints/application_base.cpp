@@ -1,10 +1,10 @@
 #include "tovik/application_base.h"
 
+#include "connections/transport_core.h"
 #include "tovik/consumer.h"
 #include "tovik/factory.h"
 #include "tovik/socket.h"
 #include "tovik/transport.h"
-#include "transport_core.h"
 
 namespace tovik {
 

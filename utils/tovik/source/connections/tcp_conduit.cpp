@@ -1,4 +1,4 @@
-#include "tcp_conduit.h"
+#include "connections/tcp_conduit.h"
 
 #include <qk/logging/logging.h>
 #include <sys/epoll.h>
@@ -10,14 +10,14 @@
 #include <new>
 #include <utility>
 
-#include "consumer_record.h"
-#include "handler_exception.h"
-#include "system_error.h"
-#include "tcp_channel.h"
+#include "connections/consumer_record.h"
+#include "connections/tcp_channel.h"
 #include "tovik/consumer.h"
 #include "tovik/data_aggregator.h"
 #include "tovik/socket_dir.h"
 #include "tovik/worker_thread.h"
+#include "values/handler_exception.h"
+#include "values/system_error.h"
 
 namespace tovik {
 

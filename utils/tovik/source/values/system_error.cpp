@@ -1,4 +1,4 @@
-#include "system_error.h"
+#include "values/system_error.h"
 
 #include <cerrno>
 #include <system_error>

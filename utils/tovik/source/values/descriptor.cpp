@@ -1,6 +1,6 @@
 #include "tovik/descriptor.h"
 
-#include "system.h"
+#include "values/system.h"
 
 namespace tovik {
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "transport_core.h"
+#include "connections/transport_core.h"
 
 namespace tovik {
 
