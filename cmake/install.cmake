@@ -39,10 +39,10 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/tovik_ftp_bridge.pc.in ${PROJECT_BINA
 install(FILES ${PROJECT_BINARY_DIR}/tovik_ftp_bridge.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-if(TOVIK_BUILD_EXAMPLES)
+if(TOVIK_BUILD_TOOLS)
   install(TARGETS ftp_fetch ftp_serve RUNTIME COMPONENT tools)
-  install(FILES ${PROJECT_SOURCE_DIR}/man/ftp_fetch.1 ${PROJECT_SOURCE_DIR}/man/ftp_serve.1
+  install(FILES ${PROJECT_SOURCE_DIR}/tools/man/ftp_fetch.1 ${PROJECT_SOURCE_DIR}/tools/man/ftp_serve.1
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
-  install(FILES ${PROJECT_SOURCE_DIR}/completions/ftp_fetch
+  install(FILES ${PROJECT_SOURCE_DIR}/tools/completions/ftp_fetch
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
 endif()

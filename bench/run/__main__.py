@@ -94,7 +94,7 @@ def main():
         ports = {
             "vsftpd": stack.enter_context(servers.vsftpd(program, served, work)),
             "quick vsftpd": stack.enter_context(servers.vsftpd(program, served, work, one_process=True)),
-            "ftp_serve": stack.enter_context(servers.ftp_serve(options.build / "examples/ftp_serve", served)),
+            "ftp_serve": stack.enter_context(servers.ftp_serve(options.build / "tools/ftp_serve", served)),
         }
         bench = Bench(options.build / "bench/ftp_bench", ports)
         found, drawn = measure(options, plan, bench)

@@ -9,7 +9,7 @@
 
 #include "log_handlers/json_line.h"
 #include "log_handlers/text_line.h"
-#include "temp_directory.h"
+#include "support/temp_directory.h"
 
 namespace log_handlers {
 namespace {

@@ -7,7 +7,7 @@ namespace {
 
 using namespace std::string_literals;
 
-qk::logging::Record recordOf(const std::string& text) {
+qk::logging::Record recordWith(const std::string& text) {
   return {qk::logging::LogLevel::Warning,
           0,
           1,
@@ -21,7 +21,7 @@ qk::logging::Record recordOf(const std::string& text) {
 
 /// The text's own part of the line, between its quotes.
 std::string escaped(const std::string& text) {
-  const std::string line = jsonLine(recordOf(text));
+  const std::string line = jsonLine(recordWith(text));
   const std::string before = "\"text\":\"";
   const auto begin = line.find(before) + before.size();
   EXPECT_EQ(line.substr(line.size() - 3), "\"}\n");
@@ -29,13 +29,13 @@ std::string escaped(const std::string& text) {
 }
 
 TEST(JsonLine, HoldsARecordInOneObject) {
-  EXPECT_EQ(jsonLine(recordOf("hello")),
+  EXPECT_EQ(jsonLine(recordWith("hello")),
             "{\"time\":\"2001-09-09T01:46:40.000007Z\",\"level\":30,\"file\":\"source/conduit.cpp\",\"line\":12,"
             "\"text\":\"hello\"}\n");
 }
 
 TEST(JsonLine, NamesTheSourceAndTheExtraTextWhereThereIsOne) {
-  qk::logging::Record record = recordOf("hello");
+  qk::logging::Record record = recordWith("hello");
   record.source = std::make_shared<const qk::logging::Source>(qk::logging::Source{"the \"ftp\" part"});
   record.extra = "more\\";
   EXPECT_EQ(jsonLine(record),

@@ -4,9 +4,9 @@
 #include <deque>
 #include <sstream>
 
-#include "program.h"
-#include "serving.h"
-#include "sockets.h"
+#include "support/program.h"
+#include "support/serving.h"
+#include "support/sockets.h"
 
 namespace testing_support {
 namespace {

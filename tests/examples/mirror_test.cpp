@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "little_server.h"
-#include "program.h"
-#include "serving.h"
+#include "support/little_server.h"
+#include "support/program.h"
+#include "support/serving.h"
 
 namespace testing_support {
 namespace {

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
-#include "little_server.h"
-#include "program.h"
-#include "serving.h"
+#include "support/little_server.h"
+#include "support/program.h"
+#include "support/serving.h"
 
 namespace testing_support {
 namespace {

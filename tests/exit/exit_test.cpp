@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "examples/program.h"
+#include "support/program.h"
 
 // A host may end its process at any moment, by any thread, with sessions alive: it ends, with the code that it gave.
 

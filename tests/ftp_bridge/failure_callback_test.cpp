@@ -8,8 +8,8 @@ namespace {
 #include <new>
 #include <string>
 
+#include "framework/descriptor_limit.h"
 #include "rig.h"
-#include "tovik/tovik_descriptor_limit.h"
 
 namespace tovik::ftp {
 namespace {

@@ -3,10 +3,10 @@
 #include <atomic>
 #include <memory>
 
+#include "framework/latch.h"
 #include "session.h"
 #include "support/ends_in_time.h"
 #include "support/rest.h"
-#include "tovik/tovik_latch.h"
 
 // A callback that stops another worker's session waits for that worker. Meanwhile nothing else of its own session runs.
 

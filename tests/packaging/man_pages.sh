@@ -3,7 +3,7 @@
 source "$(dirname "$0")/common.sh"
 
 for tool in "$FTP_FETCH" "$FTP_SERVE"; do
-  page=$SOURCE_DIR/man/$(basename "$tool").1
+  page=$SOURCE_DIR/tools/man/$(basename "$tool").1
   groff -man -ww -Tutf8 "$page" >/dev/null 2>complaints
   [ ! -s complaints ] || { cat complaints; fail "$page is not well-formed"; }
   "$tool" --help >help

@@ -11,10 +11,10 @@
 #include <iostream>
 #include <string>
 
-#include "examples/program.h"
-#include "examples/temp_directory.h"
 #include "figures.h"
 #include "ports.h"
+#include "support/program.h"
+#include "support/temp_directory.h"
 #include "visitor.h"
 
 namespace {

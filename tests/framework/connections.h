@@ -1,0 +1,63 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <tovik/client.h>
+#include <tovik/transport.h>
+
+#include <deque>
+#include <memory>
+#include <string>
+
+#include "leaves_nothing.h"
+#include "raw_peer.h"
+#include "recorder.h"
+#include "support/log_capture.h"
+
+namespace testing_support {
+
+/// One transport with one consumer, and a plain listener to connect to.
+class Connections : public LeavesNothing {
+ protected:
+  std::unique_ptr<tovik::Transport> transportWith(const tovik::Traits& traits = {},
+                                                  tovik::ThreadCallbacks* callbacks = nullptr,
+                                                  tovik::Factory* factory = nullptr) {
+    return std::make_unique<tovik::Transport>(dispatcher.get(), traits, callbacks, factory,
+                                              std::tr1::function<void(tovik::WorkerThread*)>(), "transport");
+  }
+
+  static tovik::Result connect(tovik::Transport& through, tovik::Consumer& with, const tovik::Address& remote,
+                               int limit_ms = -1) {
+    tovik::Client client(through, tovik::Protocol::tcp, with, "client", false, nullptr);
+    return client.setup_and_connect(remote, tovik::Address(0), limit_ms);
+  }
+  /// Begins a connection of a consumer, and takes it at the listener.
+  RawConnection peerOf(tovik::Transport& through, tovik::Consumer& with) {
+    EXPECT_TRUE(connect(through, with, listener.address()));
+    return listener.accept();
+  }
+  RawConnection peerOf(tovik::Consumer& with) { return peerOf(*transport, with); }
+  RawConnection peer() { return peerOf(consumer); }
+  /// The same, and waits until the channel is up.
+  RawConnection peerWhenUp() {
+    RawConnection connection = peer();
+    EXPECT_TRUE(consumer.waitsFor("onChannelUp"));
+    return connection;
+  }
+
+  /// Waits until everything that stood before the worker so far is done.
+  void letTheWorkerPass() {
+    for (int turn = 0; turn < 3; ++turn) transport->call([] {});
+  }
+
+  /// A further consumer that outlives the transport.
+  Recorder& another() { return others.emplace_back(); }
+
+  LogCapture log{30};
+  RawListener listener;
+  Dispatcher dispatcher{"d"};
+  Recorder consumer;
+  std::deque<Recorder> others;
+  std::unique_ptr<tovik::Transport> transport = transportWith();
+};
+
+}  // namespace testing_support

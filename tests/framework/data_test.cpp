@@ -1,0 +1,389 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/mman.h>
+#include <tovik/channel.h>
+#include <tovik/worker_thread.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <future>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "connections.h"
+#include "latch.h"
+#include "placed_transport.h"
+#include "support/sample_bytes.h"
+
+namespace tovik {
+namespace {
+
+using ::testing::ElementsAre;
+using testing_support::isWholeLife;
+using testing_support::Latch;
+using testing_support::RawConnection;
+using testing_support::RawListener;
+using testing_support::sampleBytes;
+
+Descriptor fileOf(const std::string& content) {
+  Descriptor file(::memfd_create("content", MFD_CLOEXEC));
+  EXPECT_TRUE(file.isOpen());
+  EXPECT_EQ(::pwrite(file.number(), content.data(), content.size(), 0), static_cast<long>(content.size()));
+  return file;
+}
+
+constexpr unsigned long many = 8UL << 20U;
+
+class Data : public testing_support::Connections {
+ protected:
+  Channel& channel() { return *consumer.channel(); }
+  void send(const std::string& bytes) { channel().send(bytes.data(), bytes.size()); }
+};
+
+TEST_F(Data, ArrivesWholeAndInOrder) {
+  RawConnection remote = peer();
+  const std::string bytes = sampleBytes(many);
+  remote.send(bytes);
+  remote.close();
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_TRUE(consumer.data() == bytes);
+}
+
+// A receive stops before an urgent byte: that it got little then does not say that there is no more.
+TEST_F(Data, BehindAnUrgentByteArrivesThoughThePeerHasEnded) {
+  Latch sent;
+  consumer.when("onNewConduit", [&] { EXPECT_TRUE(sent.waits()); });
+  RawConnection remote = peer();
+  remote.send("before");
+  remote.sendUrgent('!');
+  remote.send("behind");
+  remote.close();
+  sent.open();
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_EQ(consumer.data(), "beforebehind");
+}
+
+TEST_F(Data, BehindAnUrgentByteArrivesThoughNothingFollows) {
+  Latch sent;
+  consumer.when("onChannelUp", [&] { EXPECT_TRUE(sent.waits()); });
+  RawConnection remote = peer();
+  remote.send("before");
+  remote.sendUrgent('!');
+  remote.send("behind");
+  sent.open();
+  ASSERT_TRUE(consumer.waitsForData(12)) << consumer.data();
+  EXPECT_EQ(consumer.data(), "beforebehind");
+}
+
+TEST_F(Data, LeavesWholeAndInOrderThoughThePeerReadsLate) {
+  RawConnection remote = peerWhenUp();
+  const std::string bytes = sampleBytes(many);
+  for (unsigned long at = 0; at < many; at += 100'000) send(bytes.substr(at, 100'000));
+  EXPECT_TRUE(remote.receive(many) == bytes);
+}
+
+TEST_F(Data, LeavesInOnePieceOfAnySizeWhole) {
+  RawConnection remote = peerWhenUp();
+  const std::string bytes = sampleBytes(many);
+  send(bytes);
+  send("end");
+  EXPECT_TRUE(remote.receive(many) == bytes);
+  EXPECT_EQ(remote.receive(3), "end");
+}
+
+TEST_F(Data, FlowsBothWaysAtOnce) {
+  RawConnection remote = peerWhenUp();
+  const std::string out = sampleBytes(many);
+  std::string in = out;
+  std::reverse(in.begin(), in.end());
+  auto sending = std::async(std::launch::async, [&] { remote.send(in); });
+  send(out);
+  EXPECT_TRUE(remote.receive(many) == out);
+  sending.get();
+  ASSERT_TRUE(consumer.waitsForData(many));
+  EXPECT_TRUE(consumer.data() == in);
+}
+
+TEST_F(Data, KeepsItsZeroBytes) {
+  RawConnection remote = peerWhenUp();
+  const std::string zeros("a\0\0b\0", 5);
+  remote.send(zeros);
+  ASSERT_TRUE(consumer.waitsForData(5));
+  EXPECT_EQ(consumer.data(), zeros);
+  send(zeros);
+  EXPECT_EQ(remote.receive(5), zeros);
+}
+
+TEST_F(Data, OfNoLengthIsNothing) {
+  RawConnection remote = peerWhenUp();
+  channel().send("", 0);
+  channel().send(nullptr, 0);
+  send("x");
+  EXPECT_EQ(remote.receive(1), "x");
+}
+
+TEST_F(Data, OfSeveralThreadsLeavesEachPieceWhole) {
+  constexpr unsigned long pieces = 400;
+  constexpr unsigned long size = 10'000;
+  RawConnection remote = peerWhenUp();
+  std::vector<std::thread> threads;
+  for (const char letter : {'a', 'b', 'c'})
+    threads.emplace_back([this, letter] {
+      for (unsigned long i = 0; i < pieces; ++i) send(std::string(size, letter));
+    });
+  const std::string all = remote.receive(3 * pieces * size);
+  for (auto& thread : threads) thread.join();
+  ASSERT_EQ(all.size(), 3 * pieces * size);
+  for (unsigned long at = 0; at < all.size(); at += size)
+    ASSERT_TRUE(all.compare(at, size, std::string(size, all[at])) == 0) << at;
+}
+
+TEST_F(Data, IsAnsweredFromInsideItsHandler) {
+  consumer.when("data", [this] { send("pong"); });
+  RawConnection remote = peer();
+  remote.send("ping");
+  EXPECT_EQ(remote.receive(4), "pong");
+}
+
+TEST_F(Data, MayBeSentAsSoonAsTheChannelIsUp) {
+  consumer.when("onChannelUp", [this] { send("hello"); });
+  RawConnection remote = peer();
+  EXPECT_EQ(remote.receive(5), "hello");
+}
+
+TEST_F(Data, SentAfterTheEndGoesNowhere) {
+  RawConnection remote = peerWhenUp();
+  channel().bringDown();
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  send("late");
+  channel().sendFile(fileOf("late"), 0, 4);
+  channel().bringDownWhenSent();
+  EXPECT_TRUE(remote.isEnded());
+}
+
+TEST_F(Data, SentInsideTheLastEventsGoesNowhere) {
+  consumer.when("onChannelDown", [this] { send("late"); }).when("onConduitInactive", [this] { send("late"); });
+  RawConnection remote = peerWhenUp();
+  channel().bringDown();
+  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(consumer.waitsFor("onConduitInactive"));
+}
+
+// Seen by the thread sanitizer: `written` has no guard of its own.
+TEST_F(Data, OfTheAnswerSeesWhatTheSendingThreadDidBefore) {
+  RawConnection remote = peerWhenUp();
+  int written = 0;
+  int seen = 0;
+  consumer.when("data", [&] { seen = written; });
+  for (int round = 1; round <= 50; ++round) {
+    std::thread([&, round] {
+      written = round;
+      send("?");
+    }).join();
+    remote.send(remote.receive(1));
+    ASSERT_TRUE(consumer.waitsForData(static_cast<unsigned long>(round)));
+    transport->call([] {});
+    EXPECT_EQ(seen, round);
+  }
+}
+
+TEST_F(Data, BehindALineThatBringsTheChannelDownIsDropped) {
+  consumer.takesLines().when("data", [this] { channel().bringDown(); });
+  RawConnection remote = peer();
+  remote.send("first\r\nsecond\r\nthird\r\n");
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_THAT(consumer.lines(), ElementsAre("first\r\n"));
+  EXPECT_THAT(consumer.events().at(6), "onChannelDown local");
+}
+
+TEST_F(Data, BehindALineThatDestroysTheTransportIsDropped) {
+  Latch destroyed;
+  consumer.takesLines().when("data", [&] {
+    transport.reset();
+    destroyed.open();
+  });
+  RawConnection remote = peer();
+  remote.send("first\r\nsecond\r\n");
+  ASSERT_TRUE(destroyed.waits());
+  EXPECT_TRUE(remote.isEnded());
+  EXPECT_THAT(consumer.lines(), ElementsAre("first\r\n"));
+}
+
+TEST_F(Data, BehindASplitLineThatDestroysTheTransportIsDropped) {
+  Latch destroyed;
+  consumer.takesLines().when("data", [&] {
+    transport.reset();
+    destroyed.open();
+  });
+  RawConnection remote = peerWhenUp();
+  remote.send("fir");
+  for (int turn = 0; turn < 3; ++turn) transport->call([] {});
+  remote.send("st\r\nsecond\r\n");
+  ASSERT_TRUE(destroyed.waits());
+  EXPECT_TRUE(remote.isEnded());
+  EXPECT_THAT(consumer.lines(), ElementsAre("first\r\n"));
+}
+
+TEST_F(Data, BehindALineThatRetiresItsConsumerIsDropped) {
+  auto* const fresh = new testing_support::Recorder;
+  const auto heard = fresh->heard();
+  fresh->takesLines().when("data", [&, fresh] {
+    transport->retire(fresh);
+    heard->note("returning");
+  });
+  RawConnection remote = peerOf(*fresh);
+  remote.send("first\r\nsecond\r\n");
+  ASSERT_TRUE(heard->waitsFor("destroyed"));
+  EXPECT_EQ(heard->count("data"), 1);
+  EXPECT_EQ(heard->events().back(), "destroyed");
+}
+
+TEST_F(Data, BehindAPieceThatBringsTheChannelDownIsDropped) {
+  consumer.when("data", [this] { channel().bringDown(); });
+  Latch sent;
+  consumer.when("onNewConduit", [&] { EXPECT_TRUE(sent.waits()); });
+  RawConnection remote = peer();
+  // More than is received at once.
+  const std::string bytes(2UL << 20U, 'x');
+  auto sending = std::async(std::launch::async, [&] {
+    try {
+      remote.send(bytes);
+    } catch (const std::system_error&) {
+      // The connection is ended while bytes are on their way.
+    }
+  });
+  sent.open();
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_EQ(consumer.heard()->count("data"), 1);
+  EXPECT_LT(consumer.data().size(), bytes.size());
+  sending.get();
+}
+
+TEST_F(Data, SentJustBeforeBringDownStillArrives) {
+  RawConnection remote = peerWhenUp();
+  send("QUIT\r\n");
+  channel().bringDown();
+  EXPECT_EQ(remote.receiveAll(), "QUIT\r\n");
+}
+
+TEST_F(Data, AllArrivesBeforeAnEndOnceSent) {
+  RawConnection remote = peerWhenUp();
+  const std::string bytes = sampleBytes(many);
+  send(bytes);
+  channel().bringDownWhenSent();
+  send("dropped");
+  channel().sendFile(fileOf("dropped"), 0, 7);
+  EXPECT_TRUE(remote.receiveAll() == bytes);
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_THAT(consumer.events().at(5), "onChannelDown local");
+}
+
+TEST_F(Data, NeedNotBeSentBeforeAnEndOnceSent) {
+  RawConnection remote = peerWhenUp();
+  channel().bringDownWhenSent();
+  channel().bringDownWhenSent();
+  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(consumer.waitsFor("onConduitInactive"));
+}
+
+TEST_F(Data, StillComesInBeforeAnEndOnceSent) {
+  RawConnection remote = peerWhenUp();
+  send(sampleBytes(many));
+  channel().bringDownWhenSent();
+  remote.send("hello");
+  EXPECT_TRUE(consumer.waitsForData(5));
+  EXPECT_EQ(remote.receiveAll().size(), many);
+}
+
+TEST_F(Data, OfAFileLeavesWholeAndInTurn) {
+  RawConnection remote = peerWhenUp();
+  const std::string bytes = sampleBytes(many);
+  send("before");
+  channel().sendFile(fileOf(bytes), 0, bytes.size());
+  send("after");
+  EXPECT_EQ(remote.receive(6), "before");
+  EXPECT_TRUE(remote.receive(many) == bytes);
+  EXPECT_EQ(remote.receive(5), "after");
+}
+
+TEST_F(Data, OfAFileLeavesFromAnOffset) {
+  RawConnection remote = peerWhenUp();
+  channel().sendFile(fileOf("0123456789"), 3, 4);
+  channel().bringDownWhenSent();
+  EXPECT_EQ(remote.receiveAll(), "3456");
+}
+
+TEST_F(Data, OfSeveralFilesLeavesInTurn) {
+  RawConnection remote = peerWhenUp();
+  for (const char* text : {"one", "two", "three"}) channel().sendFile(fileOf(text), 0, std::string(text).size());
+  channel().sendFile(fileOf(""), 0, 0);
+  channel().bringDownWhenSent();
+  EXPECT_EQ(remote.receiveAll(), "onetwothree");
+}
+
+TEST_F(Data, OfAFileThatIsTooShortEndsTheConnectionAsFailed) {
+  RawConnection remote = peerWhenUp();
+  channel().sendFile(fileOf("short"), 0, 6);
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_EQ(remote.receiveAll(), "short");
+  EXPECT_THAT(consumer.events().at(5), "onChannelDown failed");
+}
+
+TEST_F(Data, OfSomethingThatIsNoFileEndsTheConnectionAsFailed) {
+  RawConnection remote = peerWhenUp();
+  channel().sendFile(Descriptor(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC)), 0, 6);
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_THAT(consumer.events().at(5), "onChannelDown failed");
+}
+
+// The signal would end the process.
+TEST_F(Data, SentToAPeerThatIsGoneRaisesNoSignal) {
+  RawConnection remote = peerWhenUp();
+  const auto file = fileOf(sampleBytes(many));
+  send(sampleBytes(many));
+  channel().sendFile(Descriptor(::dup(file.number())), 0, many);
+  remote.reset();
+  while (consumer.heard()->count("onConduitInactive") == 0) {
+    send("more");
+    channel().sendFile(Descriptor(::dup(file.number())), 0, many);
+  }
+  EXPECT_TRUE(isWholeLife(consumer.events()));
+}
+
+TEST_F(Data, ThatThePeerSentBeforeItWentArrivesThoughSendingFails) {
+  RawConnection remote = peerWhenUp();
+  transport->call([&] {
+    remote.send("421 bye\r\n");
+    remote.reset();
+    for (int i = 0; i < 3; ++i) send("NOOP\r\n");
+  });
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_EQ(consumer.data(), "421 bye\r\n");
+  EXPECT_TRUE(isWholeLife(consumer.events()));
+}
+
+TEST_F(Data, IsCountedByTheWorker) {
+  testing_support::PlacedTransport placed(dispatcher.get());
+  const auto before = placed.worker().bytesReceived();
+  RawConnection remote = peerOf(placed.transport, consumer);
+  remote.send(sampleBytes(many));
+  ASSERT_TRUE(consumer.waitsForData(many));
+  EXPECT_EQ(placed.worker().bytesReceived() - before, many);
+}
+
+TEST_F(Data, OfALineThatOutgrowsTheLimitEndsTheConnection) {
+  Traits traits;
+  traits.max_unit_bytes = 100;
+  transport = transportWith(traits);
+  consumer.takesLines();
+  RawConnection remote = peer();
+  remote.send("fine\r\n" + std::string(101, 'x'));
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_THAT(consumer.lines(), ElementsAre("fine\r\n"));
+  EXPECT_THAT(log.texts(), ElementsAre("Tovik: unit longer than 100 bytes, channel brought down"));
+  EXPECT_THAT(consumer.events().at(6), "onChannelDown local");
+}
+
+}  // namespace
+}  // namespace tovik

@@ -1,0 +1,153 @@
+#include <gmock/gmock.h>
+#include <tovik/channel.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "connections.h"
+#include "latch.h"
+
+namespace tovik {
+namespace {
+
+using ::testing::ElementsAre;
+using testing_support::Events;
+using testing_support::eventsUpTo;
+using testing_support::isWholeLife;
+using testing_support::RawConnection;
+using testing_support::Recorder;
+
+/// The parameter names the event that an exception leaves.
+class ExceptionIn : public testing_support::Connections, public ::testing::WithParamInterface<std::string> {
+ protected:
+  void throwInTheEvent() {
+    consumer.when(GetParam(), [] { throw std::runtime_error("boom"); });
+    RawConnection remote = peer();
+    try {
+      remote.send("x");
+      remote.shutdownSending();
+    } catch (const std::system_error&) {
+      // Ended by the other side already.
+    }
+    EXPECT_TRUE(remote.isEnded());
+    EXPECT_TRUE(log.waitFor("Tovik: client: exception in a handler: boom"));
+    // The end of the other connections comes in turns of its own.
+    for (int turn = 0; turn < 3; ++turn) transport->call([] {});
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Each, ExceptionIn, ::testing::ValuesIn(testing_support::allEvents()));
+
+TEST_P(ExceptionIn, AnEventIsLoggedAtWarning) {
+  throwInTheEvent();
+  EXPECT_THAT(log.texts(), ElementsAre("Tovik: client: exception in a handler: boom"));
+  EXPECT_EQ(log.entries()[0].level, 30);
+}
+
+// Nothing came any more: a session whose client threw was never reported as ended.
+TEST_P(ExceptionIn, AnEventIsFollowedByTheEndAlone) {
+  throwInTheEvent();
+  Events expected = eventsUpTo(GetParam());
+  if (GetParam() == "onChannelUp" || GetParam() == "data") expected.emplace_back("onChannelDown failed");
+  if (GetParam() != "onConduitInactive") expected.emplace_back("onConduitInactive");
+  EXPECT_EQ(consumer.events(), expected);
+}
+
+TEST_P(ExceptionIn, AnEventEndsTheOtherConnectionsOfTheTransport) {
+  Recorder& other = another();
+  RawConnection otherPeer = peerOf(other);
+  ASSERT_TRUE(other.waitsFor("onChannelUp"));
+  throwInTheEvent();
+  EXPECT_TRUE(otherPeer.isEnded());
+  ASSERT_TRUE(other.waitsFor("onConduitInactive"));
+  EXPECT_EQ(other.heard()->count("onChannelDown failed"), 1);
+  EXPECT_TRUE(isWholeLife(other.events()));
+}
+
+TEST_P(ExceptionIn, AnEventLeavesOtherTransportsOfTheWorkerAlone) {
+  const auto neighbour = transportWith();
+  Recorder& other = another();
+  RawConnection otherPeer = peerOf(*neighbour, other);
+  ASSERT_TRUE(other.waitsFor("onChannelUp"));
+  throwInTheEvent();
+  otherPeer.send("hello");
+  EXPECT_TRUE(other.waitsForData(5));
+  other.channel()->send("hi", 2);
+  EXPECT_EQ(otherPeer.receive(2), "hi");
+}
+
+TEST_P(ExceptionIn, AnEventLeavesTheTransportFitForNewConnections) {
+  throwInTheEvent();
+  Recorder& next = another();
+  RawConnection nextPeer = peerOf(next);
+  nextPeer.send("x");
+  EXPECT_TRUE(next.waitsForData(1));
+}
+
+TEST_P(ExceptionIn, AnEventOfAConsumerThatIsRetiredDestroysItAllTheSame) {
+  auto* const fresh = new Recorder;
+  const auto heard = fresh->heard();
+  fresh->when(GetParam(), [&, fresh] {
+    transport->retire(fresh);
+    throw std::runtime_error("boom");
+  });
+  RawConnection remote = peerOf(*fresh);
+  try {
+    remote.send("x");
+    remote.shutdownSending();
+  } catch (const std::system_error&) {
+    // Ended by the other side already.
+  }
+  EXPECT_TRUE(heard->waitsFor("destroyed"));
+}
+
+TEST_P(ExceptionIn, AnEventThatDestroyedTheTransportIsLogged) {
+  testing_support::Latch destroyed;
+  consumer.when(GetParam(), [&] {
+    transport.reset();
+    destroyed.open();
+    throw std::runtime_error("boom");
+  });
+  RawConnection remote = peer();
+  try {
+    remote.send("x");
+    remote.shutdownSending();
+  } catch (const std::system_error&) {
+    // Ended by the other side already.
+  }
+  ASSERT_TRUE(destroyed.waits());
+  EXPECT_TRUE(log.waitFor("Tovik: client: exception in a handler: boom"));
+}
+
+class ExceptionOfNoKnownKind : public testing_support::Connections {};
+
+TEST_F(ExceptionOfNoKnownKind, IsLoggedToo) {
+  consumer.when("onChannelUp", [] { throw 7; });
+  RawConnection remote = peer();
+  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(log.waitFor("Tovik: client: exception in a handler"));
+}
+
+TEST_F(ExceptionOfNoKnownKind, IsTheCauseThatTheChannelGivesForTheEnd) {
+  consumer.when("data", [] { throw 7; });
+  EndCause cause = EndCause::other;
+  consumer.when("onChannelDown", [&] { cause = consumer.channel()->endCause(); });
+  RawConnection remote = peer();
+  remote.send("x");
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_EQ(cause, EndCause::exception);
+}
+
+TEST_F(ExceptionOfNoKnownKind, AfterBringDownEndsAllTheSame) {
+  consumer.when("onChannelUp", [this] {
+    consumer.channel()->bringDown();
+    throw 7;
+  });
+  RawConnection remote = peer();
+  EXPECT_TRUE(remote.isEnded());
+  transport->call([] {});
+  EXPECT_EQ(consumer.events(), testing_support::eventsEndedIn("onChannelUp"));
+}
+
+}  // namespace
+}  // namespace tovik

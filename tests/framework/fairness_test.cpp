@@ -1,0 +1,65 @@
+#include <gmock/gmock.h>
+#include <tovik/channel.h>
+#include <tovik/worker_thread.h>
+
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include "connections.h"
+#include "latch.h"
+#include "placed_transport.h"
+
+namespace tovik {
+namespace {
+
+using testing_support::Events;
+using testing_support::Heard;
+using testing_support::Latch;
+using testing_support::PlacedTransport;
+using testing_support::RawConnection;
+using testing_support::Recorder;
+
+class Fairness : public testing_support::Connections {
+ protected:
+  /// Returns once the running handler has used up its connection's share of a turn, by the worker's clock.
+  void useUpTheShare() const {
+    constexpr std::chrono::milliseconds share{5};
+    while (std::chrono::steady_clock::now() < placed.worker().handlerBegun() + share) std::this_thread::yield();
+  }
+
+  const std::shared_ptr<Heard> order = std::make_shared<Heard>();
+  Latch sent;
+  RawConnection toSlow;
+  RawConnection toOther;
+  PlacedTransport placed{dispatcher.get()};
+};
+
+TEST_F(Fairness, LetsAnotherConnectionBeServedBetweenTwoUnitsOfASlowHandler) {
+  Recorder& other = another();
+  other.when("data", [this] { order->note("other"); });
+  toOther = peerOf(placed.transport, other);
+  ASSERT_TRUE(other.waitsFor("onChannelUp"));
+  consumer.when("onChannelUp", [this] { EXPECT_TRUE(sent.waits()); });
+  consumer.when("data", [this] {
+    order->note("slow");
+    // There is always more to receive, and the other connection has data from the first unit on.
+    if (order->count("slow") == 1) toOther.send("x");
+    if (order->count("slow") <= 10) toSlow.send("y");
+    useUpTheShare();
+  });
+  toSlow = peerOf(placed.transport, consumer);
+  // With an urgent byte in the stream a short receive does not end the turn: the conduit receives again.
+  toSlow.send("y");
+  toSlow.sendUrgent('!');
+  toSlow.send("y");
+  sent.open();
+  ASSERT_TRUE(order->waitsFor("slow", 10));
+  ASSERT_TRUE(order->waitsFor("other"));
+  // A connection that gave way is served once more in the same turn, before the worker polls again.
+  const Events events = order->events();
+  EXPECT_THAT(Events(events.begin(), events.begin() + 3), ::testing::Contains("other"));
+}
+
+}  // namespace
+}  // namespace tovik

@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+#include <tovik/channel.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+#include "connections.h"
+
+namespace tovik {
+namespace {
+
+using testing_support::RawConnection;
+
+class Statistics : public testing_support::Connections {
+ protected:
+  ConnectionStatistics figures() const { return transport->statistics(); }
+};
+
+TEST_F(Statistics, AreZeroBeforeTheFirstConnection) {
+  const ConnectionStatistics none = figures();
+  EXPECT_EQ(none.begun + none.up + none.endedByPeer + none.endedHere + none.failed + none.bytesIn + none.bytesOut, 0U);
+}
+
+TEST_F(Statistics, CountAConnectionAndItsBytesUntilThePeerEndsIt) {
+  RawConnection connection = peerWhenUp();
+  connection.send("hello");
+  ASSERT_TRUE(consumer.waitsForData(5));
+  EXPECT_EQ(figures().begun, 1U);
+  EXPECT_EQ(figures().up, 1U);
+  EXPECT_EQ(figures().open(), 1U);
+  EXPECT_EQ(figures().bytesIn, 5U);
+  EXPECT_EQ(figures().bytesOut, 0U);
+  connection.close();
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_EQ(figures().endedByPeer, 1U);
+  EXPECT_EQ(figures().endedHere + figures().failed, 0U);
+  EXPECT_EQ(figures().open(), 0U);
+}
+
+TEST_F(Statistics, TellWhatThisSideEndedFromWhatFailed) {
+  RawConnection kept = peerWhenUp();
+  consumer.channel()->bringDown();
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_EQ(figures().endedHere, 1U);
+  auto& second = another();
+  RawConnection broken = peerOf(second);
+  ASSERT_TRUE(second.waitsFor("onChannelUp"));
+  broken.reset();
+  ASSERT_TRUE(second.waitsFor("onConduitInactive"));
+  EXPECT_EQ(figures().begun, 2U);
+  EXPECT_EQ(figures().failed, 1U);
+  EXPECT_EQ(figures().endedHere, 1U);
+  EXPECT_EQ(figures().endedByPeer, 0U);
+}
+
+TEST_F(Statistics, CountAConnectionThatNeverComesUp) {
+  const testing_support::MutePlace mute;
+  ASSERT_TRUE(connect(*transport, consumer, mute.address(), 1));
+  ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
+  EXPECT_EQ(figures().begun, 1U);
+  EXPECT_EQ(figures().up, 0U);
+  EXPECT_EQ(figures().endedHere, 1U);
+}
+
+TEST_F(Statistics, CountAConnectionThatEndsBeforeItsFirstTurn) {
+  transport->call([&] {
+    EXPECT_TRUE(connect(*transport, consumer, listener.address()));
+    EXPECT_EQ(figures().begun, 0U);
+    EXPECT_TRUE(transport->deactivateAllConduits(-1));
+    EXPECT_EQ(figures().begun, 1U);
+    EXPECT_EQ(figures().endedHere, 1U);
+  });
+}
+
+TEST_F(Statistics, DoNotCountAConnectionThatIsRefusedAtOnce) {
+  EXPECT_FALSE(connect(*transport, consumer, testing_support::refusingPlace()));
+  transport->call([] {});
+  EXPECT_EQ(figures().begun + figures().failed, 0U);
+}
+
+TEST_F(Statistics, CountWhatTheWorkerSendsAndWhatAnyOtherThreadSends) {
+  consumer.when("onChannelUp", [this] { consumer.channel()->send("abc", 3); });
+  RawConnection connection = peerWhenUp();
+  EXPECT_EQ(figures().bytesOut, 3U);
+  consumer.channel()->send("defgh", 5);
+  EXPECT_EQ(figures().bytesOut, 8U);
+  EXPECT_EQ(connection.receive(8), "abcdefgh");
+}
+
+TEST_F(Statistics, CountWhatTheKernelTakesOnlyLaterAndMayBeReadMeanwhile) {
+  const std::string large(16 << 20, 'x');
+  RawConnection connection = peerWhenUp();
+  std::atomic<bool> done = false;
+  bool everMore = false;
+  std::thread reader([&] {
+    while (!done) everMore = everMore || figures().bytesOut > large.size();
+  });
+  consumer.channel()->send(large.data(), large.size());
+  EXPECT_EQ(connection.receive(large.size()).size(), large.size());
+  consumer.channel()->bringDown();
+  EXPECT_TRUE(consumer.waitsFor("onConduitInactive"));
+  done = true;
+  reader.join();
+  EXPECT_FALSE(everMore);
+  EXPECT_EQ(figures().bytesOut, large.size());
+}
+
+TEST_F(Statistics, NeverShowAConnectionThatIsUpOrHasEndedButHasNotBegun) {
+  constexpr unsigned many = 200;
+  std::atomic<bool> done = false;
+  bool everWrong = false;
+  std::thread reader([&] {
+    while (!done) {
+      const ConnectionStatistics now = figures();
+      everWrong = everWrong || now.up > now.begun || now.open() > many;
+    }
+  });
+  for (unsigned i = 1; i <= many; ++i) {
+    peer().close();
+    EXPECT_TRUE(consumer.waitsFor("onConduitInactive", i));
+  }
+  done = true;
+  reader.join();
+  EXPECT_FALSE(everWrong);
+  EXPECT_EQ(figures().begun, many);
+  EXPECT_EQ(figures().endedByPeer + figures().failed, many);
+}
+
+}  // namespace
+}  // namespace tovik

@@ -1,0 +1,211 @@
+#include <gmock/gmock.h>
+#include <tovik/worker_thread.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "connections.h"
+#include "latch.h"
+#include "support/ends_in_time.h"
+#include "support/rest.h"
+
+// While a handler waits for another worker nothing else of its transport runs; and a worker that is waited for,
+// directly or through others, is served, so that no circle of workers waits forever.
+
+namespace tovik {
+namespace {
+
+using ::testing::ElementsAre;
+using testing_support::Awaited;
+using testing_support::Dispatcher;
+using testing_support::eventsUpTo;
+using testing_support::isWholeLife;
+using testing_support::Latch;
+using testing_support::othersComeToRest;
+using testing_support::RawConnection;
+using testing_support::Recorder;
+
+class WaitingWorker : public testing_support::LeavesNothing {
+ protected:
+  WaitingWorker() {
+    for (WorkerThread* const worker : {&one, &other, &third}) EXPECT_TRUE(worker->start());
+  }
+
+  /// One's handler waits for the other worker, until everybody has come to rest after `calling` has opened.
+  void oneWaitsInAHandler() {
+    one.post([this] {
+      order.emplace_back("handler begins");
+      other.call([this] {
+        waiting.open();
+        EXPECT_TRUE(othersComeToRest([this] { return calling.isOpen(); }));
+      });
+      order.emplace_back("handler ends");
+      ended.open();
+    });
+    ASSERT_TRUE(waiting.waits());
+  }
+  void callOne() {
+    calling.open();
+    one.call([this] { order.emplace_back("call"); });
+  }
+
+  const testing_support::EndsInTime endsInTime;
+  std::vector<std::string> order;  // of one's doing
+  Latch waiting;
+  Latch calling;
+  Latch ended;
+  WorkerThread one{"one"};
+  WorkerThread other{"other"};
+  WorkerThread third{"third"};
+};
+
+// Calls ran on top of the handler that waited.
+TEST_F(WaitingWorker, RunsACallOfAHostThreadAfterItsHandler) {
+  oneWaitsInAHandler();
+  callOne();
+  ASSERT_TRUE(ended.waits());
+  EXPECT_THAT(order, ElementsAre("handler begins", "handler ends", "call"));
+}
+
+// The same.
+TEST_F(WaitingWorker, RunsACallOfAWorkerThatItDoesNotWaitForAfterItsHandler) {
+  oneWaitsInAHandler();
+  Latch called;
+  third.post([&] {
+    callOne();
+    called.open();
+  });
+  ASSERT_TRUE(called.waits());
+  ASSERT_TRUE(ended.waits());
+  EXPECT_THAT(order, ElementsAre("handler begins", "handler ends", "call"));
+}
+
+TEST_F(WaitingWorker, ServesTheWorkerThatItWaitsFor) {
+  one.post([this] {
+    other.call([this] { callOne(); });
+    order.emplace_back("handler ends");
+    ended.open();
+  });
+  ASSERT_TRUE(ended.waits());
+  EXPECT_THAT(order, ElementsAre("call", "handler ends"));
+}
+
+TEST_F(WaitingWorker, ServesTheWorkerThatItWaitsForThroughAnother) {
+  one.post([this] {
+    other.call([this] { third.call([this] { callOne(); }); });
+    order.emplace_back("handler ends");
+    ended.open();
+  });
+  ASSERT_TRUE(ended.waits());
+  EXPECT_THAT(order, ElementsAre("call", "handler ends"));
+}
+
+TEST_F(WaitingWorker, ComesBackWhenItsWaitTurnsIntoACircleOnlyLater) {
+  Latch called;
+  one.post([this] {
+    other.call([this] {
+      waiting.open();
+      EXPECT_TRUE(othersComeToRest([this] { return calling.isOpen(); }));
+      third.call([] {});
+    });
+    ended.open();
+  });
+  ASSERT_TRUE(waiting.waits());
+  third.post([&] {
+    callOne();
+    called.open();
+  });
+  EXPECT_TRUE(ended.waits());
+  EXPECT_TRUE(called.waits());
+}
+
+TEST_F(WaitingWorker, ComesBackFromARingOfThree) {
+  Awaited<int> inside;
+  Awaited<int> done;
+  const std::vector<WorkerThread*> ring{&one, &other, &third};
+  for (std::size_t i = 0; i < ring.size(); ++i)
+    ring[i]->post([&, next = ring[(i + 1) % ring.size()]] {
+      inside.change([](int& count) { ++count; });
+      EXPECT_TRUE(inside.waitUntil([](int count) { return count == 3; }));
+      bool ranThere = false;
+      next->call([&] { ranThere = next->isCurrent(); });
+      EXPECT_TRUE(ranThere);
+      done.change([](int& count) { ++count; });
+    });
+  EXPECT_TRUE(done.waitUntil([](int count) { return count == 3; }));
+}
+
+/// A consumer of one transport waits, inside an event, for the end of another transport's connection, whose consumer
+/// holds it until every other thread has come to rest.
+class WaitingEvent : public testing_support::Connections {
+ protected:
+  ~WaitingEvent() override {
+    second.reset();
+    transport.reset();
+  }
+
+  /// Returns when the event waits.
+  void waitsIn(const std::string& event, const std::function<void()>& wait) {
+    Recorder& secondConsumer = another();
+    secondPeer = peerOf(*second, secondConsumer);
+    ASSERT_TRUE(secondConsumer.waitsFor("onChannelUp"));
+    secondConsumer.when("onConduitInactive", [this] {
+      waiting.open();
+      EXPECT_TRUE(othersComeToRest([this] { return acting.isOpen(); }));
+    });
+    consumer.when(event, [this, event, wait] {
+      wait();
+      EXPECT_EQ(consumer.events(), eventsUpTo(event));
+      eventEnded.open();
+    });
+    firstPeer = peer();
+    firstPeer.send("x");
+    ASSERT_TRUE(waiting.waits());
+  }
+
+  const testing_support::EndsInTime endsInTime;
+  const Dispatcher secondDispatcher{"second"};
+  Latch waiting;
+  Latch acting;
+  Latch eventEnded;
+  RawConnection firstPeer;
+  RawConnection secondPeer;
+  std::unique_ptr<Transport> second = std::make_unique<Transport>(secondDispatcher.get(), Traits(), nullptr, nullptr,
+                                                                  std::tr1::function<void(WorkerThread*)>(), "second");
+};
+
+// The transport was destroyed while its event was still to come back.
+TEST_F(WaitingEvent, HasReturnedWhenTheTransportIsDestroyedOnAnotherThread) {
+  waitsIn("data", [this] { EXPECT_TRUE(second->deactivateAllConduits(-1)); });
+  acting.open();
+  transport.reset();
+  EXPECT_TRUE(eventEnded.isOpen());
+  EXPECT_TRUE(eventEnded.waits());
+  EXPECT_TRUE(isWholeLife(consumer.events()));
+}
+
+// The same.
+TEST_F(WaitingEvent, ThatDestroysATransportHasReturnedWhenItsOwnIsDestroyedOnAnotherThread) {
+  waitsIn("onChannelUp", [this] { second.reset(); });
+  acting.open();
+  transport.reset();
+  EXPECT_TRUE(eventEnded.isOpen());
+  EXPECT_TRUE(eventEnded.waits());
+  EXPECT_TRUE(isWholeLife(consumer.events()));
+}
+
+// The end was told inside of the event that waited.
+TEST_F(WaitingEvent, IsFollowedByTheEndThatAnotherThreadAskedFor) {
+  waitsIn("data", [this] { EXPECT_TRUE(second->deactivateAllConduits(-1)); });
+  acting.open();
+  EXPECT_TRUE(transport->deactivateAllConduits(-1));
+  EXPECT_TRUE(eventEnded.isOpen());
+  EXPECT_TRUE(eventEnded.waits());
+  EXPECT_TRUE(isWholeLife(consumer.events()));
+}
+
+}  // namespace
+}  // namespace tovik

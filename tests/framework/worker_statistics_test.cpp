@@ -1,0 +1,120 @@
+#include <gtest/gtest.h>
+#include <tovik/channel.h>
+#include <tovik/worker_thread.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "connections.h"
+#include "latch.h"
+
+namespace tovik {
+namespace {
+
+using testing_support::Dispatcher;
+using testing_support::Latch;
+using testing_support::RawConnection;
+using Clock = std::chrono::steady_clock;
+
+TEST(WorkerStatisticsOfADispatcher, AreThoseOfEachOfItsWorkers) {
+  const Dispatcher idle{"idle", 3};
+  const std::vector<WorkerStatistics> each = idle.get()->statistics();
+  ASSERT_EQ(each.size(), 3U);
+  for (const auto& worker : each) EXPECT_EQ(worker.connections.begun, 0U);
+}
+
+class ConnectionsOfAWorker : public testing_support::Connections {
+ protected:
+  ConnectionStatistics figures() const { return dispatcher.get()->statistics().at(0).connections; }
+};
+
+TEST_F(ConnectionsOfAWorker, AreThoseOfAllItsTransportsAlsoOfThoseThatAreGone) {
+  RawConnection first = peerWhenUp();
+  first.send("hello");
+  ASSERT_TRUE(consumer.waitsForData(5));
+  auto& second = another();
+  auto other = transportWith();
+  RawConnection connection = peerOf(*other, second);
+  ASSERT_TRUE(second.waitsFor("onChannelUp"));
+  connection.send("you");
+  ASSERT_TRUE(second.waitsForData(3));
+  EXPECT_EQ(figures().begun, 2U);
+  EXPECT_EQ(figures().up, 2U);
+  EXPECT_EQ(figures().open(), 2U);
+  EXPECT_EQ(figures().bytesIn, 8U);
+  EXPECT_EQ(other->statistics().bytesIn, 3U);
+  other.reset();
+  EXPECT_EQ(figures().begun, 2U);
+  EXPECT_EQ(figures().open(), 1U);
+  EXPECT_EQ(figures().endedHere, 1U);
+  EXPECT_EQ(figures().bytesIn, 8U);
+}
+
+TEST_F(ConnectionsOfAWorker, CountWhatTheyHaveSentWhicheverThreadItWas) {
+  consumer.when("onChannelUp", [this] { consumer.channel()->send("abc", 3); });
+  RawConnection connection = peerWhenUp();
+  consumer.channel()->send("defgh", 5);
+  EXPECT_EQ(figures().bytesOut, 8U);
+}
+
+class HandlersOfAWorker : public testing_support::LeavesNothing {
+ protected:
+  HandlersOfAWorker() { EXPECT_TRUE(worker.start()); }
+
+  static void passTime(Clock::duration time) {
+    for (const auto end = Clock::now() + time; Clock::now() < end;) {
+    }
+  }
+  /// Runs something on a worker, as a handler that has been counted when this returns.
+  static void handle(WorkerThread& on, const std::function<void()>& act) {
+    on.call(act);
+    on.call([] {});
+  }
+  std::chrono::nanoseconds longest() const { return worker.statistics().longestHandler; }
+
+  WorkerThread worker{"counted"};
+};
+
+/// What a handler posts has its turn in the next one.
+TEST_F(HandlersOfAWorker, TakeAWakeUpForEachTurn) {
+  unsigned long long first = 0;
+  unsigned long long second = 0;
+  Latch done;
+  worker.post([&] {
+    first = worker.statistics().wakeUps;
+    worker.post([&] {
+      second = worker.statistics().wakeUps;
+      done.open();
+    });
+  });
+  ASSERT_TRUE(done.waits());
+  EXPECT_GT(first, 0U);
+  EXPECT_EQ(second, first + 1);
+}
+
+TEST_F(HandlersOfAWorker, AreTimedAndTheLongestIsKept) {
+  constexpr std::chrono::milliseconds busy{3};
+  handle(worker, [&] { passTime(busy); });
+  const auto before = longest();
+  EXPECT_GE(before, busy);
+  handle(worker, [] {});
+  EXPECT_GE(longest(), before);
+}
+
+TEST_F(HandlersOfAWorker, AreTimedWhenTheyThrowToo) {
+  constexpr std::chrono::milliseconds busy{3};
+  const testing_support::LogCapture log(30);
+  Latch next;
+  worker.post([&] {
+    passTime(busy);
+    throw 1;
+  });
+  worker.post([&] { next.open(); });
+  EXPECT_TRUE(next.waits());
+  EXPECT_GE(longest(), busy);
+}
+
+}  // namespace
+}  // namespace tovik

@@ -1,0 +1,129 @@
+#include <poll.h>
+#include <tovik/worker_thread.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "connections.h"
+#include "latch.h"
+#include "placed_transport.h"
+#include "support/ends_in_time.h"
+#include "support/rest.h"
+
+// A turn of a worker runs the calls that stand there at its start. However many threads call, its connections, timers
+// and tasks go on.
+
+namespace tovik {
+namespace {
+
+using testing_support::Latch;
+using testing_support::PlacedTransport;
+using testing_support::RawConnection;
+using testing_support::Recorder;
+
+constexpr int callingThreads = 16;
+
+class ActingHandler final : public EventHandler {
+ public:
+  void onReady(unsigned /*events*/) override { act(); }
+  void onTimer() override { act(); }
+  std::function<void()> act;
+};
+
+/// As many calls as there are callers wait whenever one has run: a worker that runs calls until there is none has no
+/// end of them.
+class FloodOfCalls : public testing_support::Connections {
+ protected:
+  /// Calls until what is awaited has come so often, or has failed to come after every call that stood there.
+  void call(const std::function<void()>& inEach) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < callingThreads; ++i)
+      threads.emplace_back([&] {
+        while (!over) placed.worker().call([&] { runCall(inEach); });
+      });
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(came, rounds);
+  }
+  /// The awaited event, or one that is known to be ready from now on.
+  void comes() {
+    callsSince = 0;
+    if (++came == rounds) over = true;
+  }
+
+  static constexpr int rounds = 10;
+
+  const testing_support::EndsInTime endsInTime;
+  PlacedTransport placed{dispatcher.get()};
+  std::atomic<bool> over{false};
+
+  // The worker's.
+  int callsSince = 0;
+  int came = 0;
+
+ private:
+  void runCall(const std::function<void()>& inEach) {
+    if (over) return;
+    // Until then the other callers may be about to call again.
+    EXPECT_TRUE(testing_support::othersComeToRest([] { return true; }));
+    inEach();
+    EXPECT_LE(++callsSince, callingThreads);
+    if (callsSince > callingThreads) over = true;
+  }
+};
+
+// Calls ran until there was none, and with so many callers there always was one.
+TEST_F(FloodOfCalls, LeavesTasksTheirTurns) {
+  const auto handler = std::make_shared<ActingHandler>();
+  const auto arm = [&] { placed.worker().schedule(handler); };
+  handler->act = [&] {
+    comes();
+    if (!over) arm();
+  };
+  call([&, first = true]() mutable {
+    if (std::exchange(first, false)) arm();
+  });
+  handler->act = [] {};
+}
+
+// The same.
+TEST_F(FloodOfCalls, LeavesTimersTheirTime) {
+  ActingHandler handler;
+  const auto arm = [&] { placed.worker().timers().add(std::chrono::steady_clock::now(), handler); };
+  handler.act = [&] {
+    comes();
+    if (!over) arm();
+  };
+  call([&, first = true]() mutable {
+    if (std::exchange(first, false)) arm();
+  });
+}
+
+// The same.
+TEST_F(FloodOfCalls, LeavesConnectionsTheirEvents) {
+  int descriptor = -1;
+  consumer.socketAct = [&](Socket& socket) { descriptor = socket.number(); };
+  RawConnection remote = peerOf(placed.transport, consumer);
+  ASSERT_TRUE(consumer.waitsFor("onChannelUp"));
+  bool ready = false;
+  consumer.when("data", [&] {
+    ready = false;
+    comes();
+  });
+  call([&] {
+    if (ready) return;
+    // From here on the worker need only look.
+    remote.send("x");
+    pollfd arrival{descriptor, POLLIN, 0};
+    EXPECT_EQ(::poll(&arrival, 1, 30'000), 1);
+    ready = true;
+    callsSince = 0;
+  });
+}
+
+}  // namespace
+}  // namespace tovik
