@@ -7,7 +7,7 @@ void SessionPool::beginFirst() {
 }
 
 void SessionPool::beginNext() {
-  const auto number = begun_++;
+  const auto number = started_++;
   if (number >= sessions_.size()) return;
   sessions_[number] = std::make_unique<Session>(job_, owner_, number);
   sessions_[number]->start();

@@ -26,7 +26,7 @@ class SessionPool {
  private:
   const Job& job_;
   SessionOwner& owner_;
-  unsigned long begun_ = 0;
+  unsigned long started_ = 0;
   std::vector<std::unique_ptr<Session>> sessions_;
 };
 

@@ -19,7 +19,7 @@ class Swarm {
 
   void logIn() {
     for (const auto& handle : handles_) handle->chooseLogin();
-    while (begun_ < std::min(job_.atOnce, handles_.size())) beginNext();
+    while (started_ < std::min(job_.atOnce, handles_.size())) beginNext();
     multi_.run([this](CurlEasy& /*easy*/) { beginNext(); });
   }
 
@@ -37,7 +37,7 @@ class Swarm {
 
  private:
   void beginNext() {
-    if (begun_ < handles_.size()) multi_.add(*handles_[begun_++]);
+    if (started_ < handles_.size()) multi_.add(*handles_[started_++]);
   }
   void again(CurlEasy& easy) {
     easy.chooseFile();
@@ -53,7 +53,7 @@ class Swarm {
   std::vector<std::unique_ptr<CurlEasy>> handles_;
   CurlMulti multi_;                                          // after the handles: they must outlive it
   std::unordered_map<const CurlEasy*, unsigned long> left_;  // files
-  unsigned long begun_ = 0;
+  unsigned long started_ = 0;
   long connections_ = 0;
 };
 

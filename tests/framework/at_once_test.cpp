@@ -85,7 +85,7 @@ TEST_F(AtOnce, TwoThreadsMayConnectBesideOneThatEndsAllConnections) {
   EXPECT_TRUE(transport->deactivateAllConduits(-1));
   for (const Recorder& recorder : recorders) EXPECT_TRUE(isWholeLife(recorder.events()));
   const auto told = transport->statistics();
-  EXPECT_EQ(told.begun, recorders.size());
+  EXPECT_EQ(told.started, recorders.size());
   EXPECT_EQ(told.open(), 0U);
   transport.reset();
 }

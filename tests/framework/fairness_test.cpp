@@ -25,7 +25,7 @@ class Fairness : public testing_support::Connections {
   /// Returns once the running handler has used up its connection's share of a turn, by the worker's clock.
   void useUpTheShare() const {
     constexpr std::chrono::milliseconds share{5};
-    while (std::chrono::steady_clock::now() < placed.worker().handlerBegun() + share) std::this_thread::yield();
+    while (std::chrono::steady_clock::now() < placed.worker().handlerStart() + share) std::this_thread::yield();
   }
 
   const std::shared_ptr<Heard> order = std::make_shared<Heard>();

@@ -131,8 +131,8 @@ bool isWholeLife(const Events& events) {
   const bool wasUp = std::find(middle.begin(), middle.end(), "onChannelUp") != middle.end();
   if (wasUp && middle.back().rfind("onChannelDown ", 0) != 0) return false;
   if (wasUp) middle.pop_back();
-  const Events begun(allEvents().begin(), allEvents().begin() + 6);
-  return !middle.empty() && middle.size() <= begun.size() && std::equal(middle.begin(), middle.end(), begun.begin());
+  const Events started(allEvents().begin(), allEvents().begin() + 6);
+  return !middle.empty() && middle.size() <= started.size() && std::equal(middle.begin(), middle.end(), started.begin());
 }
 
 }  // namespace testing_support

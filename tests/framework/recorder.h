@@ -27,7 +27,7 @@ class Heard {
   }
   /// An event that is being handled from now on.
   void begin(const std::string& event) {
-    told_.change([&](Told& told) { add(told.begun, event); });
+    told_.change([&](Told& told) { add(told.started, event); });
   }
   void finish(const std::string& event) {
     told_.change([&](Told& told) { add(told.done, event); });
@@ -39,7 +39,7 @@ class Heard {
         [&](const Told& told) { return std::count(told.done.begin(), told.done.end(), event) >= times; });
   }
   /// In the order in which they came.
-  Events events() const { return told_.get().begun; }
+  Events events() const { return told_.get().started; }
   long count(const std::string& event) const {
     const Events all = events();
     return std::count(all.begin(), all.end(), event);
@@ -47,7 +47,7 @@ class Heard {
 
  private:
   struct Told {
-    Events begun;
+    Events started;
     Events done;
   };
   static void add(Events& events, const std::string& event) {

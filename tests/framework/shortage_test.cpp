@@ -35,7 +35,7 @@ class Shortage : public testing_support::Serving {
     // Waits for the first turn, so not to be asked for in the handler.
     const WorkerThread& worker = placed.worker();
     const auto handler = qk::logging::AddHandler([&](const qk::logging::Record& /*record*/) {
-      counts.change([&](Counts& all) { all.push_back(worker.statistics().wakeUps); });
+      counts.change([&](Counts& all) { all.push_back(worker.statistics().wake_ups); });
     });
     RawConnection waiting = RawConnection::unconnected();
     {

@@ -19,22 +19,23 @@ class Statistics : public testing_support::Connections {
 
 TEST_F(Statistics, AreZeroBeforeTheFirstConnection) {
   const ConnectionStatistics none = figures();
-  EXPECT_EQ(none.begun + none.up + none.endedByPeer + none.endedHere + none.failed + none.bytesIn + none.bytesOut, 0U);
+  EXPECT_EQ(
+      none.started + none.up + none.ended_by_peer + none.ended_here + none.failed + none.bytes_in + none.bytes_out, 0U);
 }
 
 TEST_F(Statistics, CountAConnectionAndItsBytesUntilThePeerEndsIt) {
   RawConnection connection = peerWhenUp();
   connection.send("hello");
   ASSERT_TRUE(consumer.waitsForData(5));
-  EXPECT_EQ(figures().begun, 1U);
+  EXPECT_EQ(figures().started, 1U);
   EXPECT_EQ(figures().up, 1U);
   EXPECT_EQ(figures().open(), 1U);
-  EXPECT_EQ(figures().bytesIn, 5U);
-  EXPECT_EQ(figures().bytesOut, 0U);
+  EXPECT_EQ(figures().bytes_in, 5U);
+  EXPECT_EQ(figures().bytes_out, 0U);
   connection.close();
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
-  EXPECT_EQ(figures().endedByPeer, 1U);
-  EXPECT_EQ(figures().endedHere + figures().failed, 0U);
+  EXPECT_EQ(figures().ended_by_peer, 1U);
+  EXPECT_EQ(figures().ended_here + figures().failed, 0U);
   EXPECT_EQ(figures().open(), 0U);
 }
 
@@ -42,49 +43,49 @@ TEST_F(Statistics, TellWhatThisSideEndedFromWhatFailed) {
   RawConnection kept = peerWhenUp();
   consumer.channel()->bringDown();
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
-  EXPECT_EQ(figures().endedHere, 1U);
+  EXPECT_EQ(figures().ended_here, 1U);
   auto& second = another();
   RawConnection broken = peerOf(second);
   ASSERT_TRUE(second.waitsFor("onChannelUp"));
   broken.reset();
   ASSERT_TRUE(second.waitsFor("onConduitInactive"));
-  EXPECT_EQ(figures().begun, 2U);
+  EXPECT_EQ(figures().started, 2U);
   EXPECT_EQ(figures().failed, 1U);
-  EXPECT_EQ(figures().endedHere, 1U);
-  EXPECT_EQ(figures().endedByPeer, 0U);
+  EXPECT_EQ(figures().ended_here, 1U);
+  EXPECT_EQ(figures().ended_by_peer, 0U);
 }
 
 TEST_F(Statistics, CountAConnectionThatNeverComesUp) {
   const testing_support::MutePlace mute;
   ASSERT_TRUE(connect(*transport, consumer, mute.address(), 1));
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
-  EXPECT_EQ(figures().begun, 1U);
+  EXPECT_EQ(figures().started, 1U);
   EXPECT_EQ(figures().up, 0U);
-  EXPECT_EQ(figures().endedHere, 1U);
+  EXPECT_EQ(figures().ended_here, 1U);
 }
 
 TEST_F(Statistics, CountAConnectionThatEndsBeforeItsFirstTurn) {
   transport->call([&] {
     EXPECT_TRUE(connect(*transport, consumer, listener.address()));
-    EXPECT_EQ(figures().begun, 0U);
+    EXPECT_EQ(figures().started, 0U);
     EXPECT_TRUE(transport->deactivateAllConduits(-1));
-    EXPECT_EQ(figures().begun, 1U);
-    EXPECT_EQ(figures().endedHere, 1U);
+    EXPECT_EQ(figures().started, 1U);
+    EXPECT_EQ(figures().ended_here, 1U);
   });
 }
 
 TEST_F(Statistics, DoNotCountAConnectionThatIsRefusedAtOnce) {
   EXPECT_FALSE(connect(*transport, consumer, testing_support::refusingPlace()));
   transport->call([] {});
-  EXPECT_EQ(figures().begun + figures().failed, 0U);
+  EXPECT_EQ(figures().started + figures().failed, 0U);
 }
 
 TEST_F(Statistics, CountWhatTheWorkerSendsAndWhatAnyOtherThreadSends) {
   consumer.when("onChannelUp", [this] { consumer.channel()->send("abc", 3); });
   RawConnection connection = peerWhenUp();
-  EXPECT_EQ(figures().bytesOut, 3U);
+  EXPECT_EQ(figures().bytes_out, 3U);
   consumer.channel()->send("defgh", 5);
-  EXPECT_EQ(figures().bytesOut, 8U);
+  EXPECT_EQ(figures().bytes_out, 8U);
   EXPECT_EQ(connection.receive(8), "abcdefgh");
 }
 
@@ -94,7 +95,7 @@ TEST_F(Statistics, CountWhatTheKernelTakesOnlyLaterAndMayBeReadMeanwhile) {
   std::atomic<bool> done = false;
   bool everMore = false;
   std::thread reader([&] {
-    while (!done) everMore = everMore || figures().bytesOut > large.size();
+    while (!done) everMore = everMore || figures().bytes_out > large.size();
   });
   consumer.channel()->send(large.data(), large.size());
   EXPECT_EQ(connection.receive(large.size()).size(), large.size());
@@ -103,7 +104,7 @@ TEST_F(Statistics, CountWhatTheKernelTakesOnlyLaterAndMayBeReadMeanwhile) {
   done = true;
   reader.join();
   EXPECT_FALSE(everMore);
-  EXPECT_EQ(figures().bytesOut, large.size());
+  EXPECT_EQ(figures().bytes_out, large.size());
 }
 
 TEST_F(Statistics, NeverShowAConnectionThatIsUpOrHasEndedButHasNotBegun) {
@@ -113,7 +114,7 @@ TEST_F(Statistics, NeverShowAConnectionThatIsUpOrHasEndedButHasNotBegun) {
   std::thread reader([&] {
     while (!done) {
       const ConnectionStatistics now = figures();
-      everWrong = everWrong || now.up > now.begun || now.open() > many;
+      everWrong = everWrong || now.up > now.started || now.open() > many;
     }
   });
   for (unsigned i = 1; i <= many; ++i) {
@@ -123,8 +124,8 @@ TEST_F(Statistics, NeverShowAConnectionThatIsUpOrHasEndedButHasNotBegun) {
   done = true;
   reader.join();
   EXPECT_FALSE(everWrong);
-  EXPECT_EQ(figures().begun, many);
-  EXPECT_EQ(figures().endedByPeer + figures().failed, many);
+  EXPECT_EQ(figures().started, many);
+  EXPECT_EQ(figures().ended_by_peer + figures().failed, many);
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ TEST(WorkerStatisticsOfADispatcher, AreThoseOfEachOfItsWorkers) {
   const Dispatcher idle{"idle", 3};
   const std::vector<WorkerStatistics> each = idle.get()->statistics();
   ASSERT_EQ(each.size(), 3U);
-  for (const auto& worker : each) EXPECT_EQ(worker.connections.begun, 0U);
+  for (const auto& worker : each) EXPECT_EQ(worker.connections.started, 0U);
 }
 
 class ConnectionsOfAWorker : public testing_support::Connections {
@@ -40,23 +40,23 @@ TEST_F(ConnectionsOfAWorker, AreThoseOfAllItsTransportsAlsoOfThoseThatAreGone) {
   ASSERT_TRUE(second.waitsFor("onChannelUp"));
   connection.send("you");
   ASSERT_TRUE(second.waitsForData(3));
-  EXPECT_EQ(figures().begun, 2U);
+  EXPECT_EQ(figures().started, 2U);
   EXPECT_EQ(figures().up, 2U);
   EXPECT_EQ(figures().open(), 2U);
-  EXPECT_EQ(figures().bytesIn, 8U);
-  EXPECT_EQ(other->statistics().bytesIn, 3U);
+  EXPECT_EQ(figures().bytes_in, 8U);
+  EXPECT_EQ(other->statistics().bytes_in, 3U);
   other.reset();
-  EXPECT_EQ(figures().begun, 2U);
+  EXPECT_EQ(figures().started, 2U);
   EXPECT_EQ(figures().open(), 1U);
-  EXPECT_EQ(figures().endedHere, 1U);
-  EXPECT_EQ(figures().bytesIn, 8U);
+  EXPECT_EQ(figures().ended_here, 1U);
+  EXPECT_EQ(figures().bytes_in, 8U);
 }
 
 TEST_F(ConnectionsOfAWorker, CountWhatTheyHaveSentWhicheverThreadItWas) {
   consumer.when("onChannelUp", [this] { consumer.channel()->send("abc", 3); });
   RawConnection connection = peerWhenUp();
   consumer.channel()->send("defgh", 5);
-  EXPECT_EQ(figures().bytesOut, 8U);
+  EXPECT_EQ(figures().bytes_out, 8U);
 }
 
 class HandlersOfAWorker : public testing_support::LeavesNothing {
@@ -72,7 +72,7 @@ class HandlersOfAWorker : public testing_support::LeavesNothing {
     on.call(act);
     on.call([] {});
   }
-  std::chrono::nanoseconds longest() const { return worker.statistics().longestHandler; }
+  std::chrono::nanoseconds longest() const { return worker.statistics().longest_handler; }
 
   WorkerThread worker{"counted"};
 };
@@ -83,9 +83,9 @@ TEST_F(HandlersOfAWorker, TakeAWakeUpForEachTurn) {
   unsigned long long second = 0;
   Latch done;
   worker.post([&] {
-    first = worker.statistics().wakeUps;
+    first = worker.statistics().wake_ups;
     worker.post([&] {
-      second = worker.statistics().wakeUps;
+      second = worker.statistics().wake_ups;
       done.open();
     });
   });

@@ -46,14 +46,14 @@ bool RecordingClient::waits(const std::string& callback, long times) const {
   });
 }
 
-long RecordingClient::callsOf(const std::string& callback) const { return state_.get().begun[callback]; }
+long RecordingClient::callsOf(const std::string& callback) const { return state_.get().started[callback]; }
 
 void RecordingClient::called(const std::string& callback, const std::function<std::string()>& line) {
   const std::string before = line();
   Action action;
   state_.change([&](State& state) {
     state.lines.push_back(before);
-    ++state.begun[callback];
+    ++state.started[callback];
     action = state.actions[callback];
   });
   const Ending ending([&] { state_.change([&](State& state) { ++state.ended[callback]; }); });

@@ -47,7 +47,7 @@ class RecordingClient : public FTPclient {
  private:
   struct State {
     std::vector<std::string> lines;
-    std::map<std::string, long> begun;
+    std::map<std::string, long> started;
     std::map<std::string, long> ended;
     std::map<std::string, Action> actions;
     std::shared_ptr<const std::string> content;

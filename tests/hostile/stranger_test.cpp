@@ -128,7 +128,7 @@ TEST_F(Strangers, CostNoMemoryOnceTheyHaveLeft) {
     for (int i = 0; i < count; ++i) {
       LoopbackSocket::connected(listener).close();
       ++gone;
-      ASSERT_TRUE(comesAbout([&] { return controller->statistics().endedByPeer == gone; }));
+      ASSERT_TRUE(comesAbout([&] { return controller->statistics().ended_by_peer == gone; }));
     }
     onWorker([] {});
   };

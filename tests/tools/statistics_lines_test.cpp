@@ -9,13 +9,13 @@ namespace {
 using std::chrono::microseconds;
 using testing::ElementsAre;
 
-SessionStatistics session(unsigned number, unsigned long long begun, unsigned long long bytesIn,
+SessionStatistics session(unsigned number, unsigned long long begun, unsigned long long bytes_in,
                           std::chrono::nanoseconds longest) {
   SessionStatistics made;
   made.number = number;
-  made.worker.connections = {begun, begun - 1, begun - 3, 1, 1, bytesIn, 700};
-  made.worker.wakeUps = 10 * begun;
-  made.worker.longestHandler = longest;
+  made.worker.connections = {begun, begun - 1, begun - 3, 1, 1, bytes_in, 700};
+  made.worker.wake_ups = 10 * begun;
+  made.worker.longest_handler = longest;
   return made;
 }
 
@@ -25,7 +25,7 @@ std::string lastLineFor(std::chrono::nanoseconds longest) {
 
 TEST(StatisticsLines, OfOneSessionAreAListWithTheFiguresInAColumn) {
   EXPECT_THAT(statisticsLines({session(1, 12, 64'000'000, microseconds(1234))}, std::nullopt),
-              ElementsAre("connections begun    12",  //
+              ElementsAre("connections          12",  //
                           "connected            11",  //
                           "ended by the server   9",  //
                           "ended by this side    1",  //
@@ -41,7 +41,7 @@ TEST(StatisticsLines, OfSeveralSessionsAreTheirSumAndALineForEach) {
                                                 session(3, 5, 4'000, microseconds(2'000))};
   EXPECT_THAT(statisticsLines(sessions, std::nullopt),
               ElementsAre("sessions              2",  //
-                          "connections begun    17",  //
+                          "connections          17",  //
                           "connected            15",  //
                           "ended by the server  11",  //
                           "ended by this side    2",  //

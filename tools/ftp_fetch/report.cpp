@@ -27,7 +27,7 @@ std::size_t terminalWidth(int terminal) {
 }  // namespace
 
 Report::Report(Detail detail)
-    : detail_(detail), onTerminal_(::isatty(STDOUT_FILENO) == 1), begun_(std::chrono::steady_clock::now()) {}
+    : detail_(detail), onTerminal_(::isatty(STDOUT_FILENO) == 1), started_(std::chrono::steady_clock::now()) {}
 
 Report::~Report() { clearProgress(); }
 
@@ -85,7 +85,7 @@ void Report::progress(const std::string& doing, unsigned long long moreBytes) {
   if (!onTerminal_ || detail_ != Detail::normal) return;
   const std::lock_guard lock(mutex_);
   received_ += moreBytes;
-  const Progress now{fetched_ + failed_, expected_, static_cast<double>(received_), since(begun_), printable(doing)};
+  const Progress now{fetched_ + failed_, expected_, static_cast<double>(received_), since(started_), printable(doing)};
   clearProgress();
   std::fputs(progressLine(now, terminalWidth(STDOUT_FILENO)).c_str(), stdout);
   std::fflush(stdout);
@@ -95,7 +95,7 @@ void Report::progress(const std::string& doing, unsigned long long moreBytes) {
 void Report::summary() {
   const std::lock_guard lock(mutex_);
   if (detail_ == Detail::quiet || (problem_ && fetched_ + failed_ == 0)) return;
-  print(stdout, summaryLine(fetched_, fetched_ + failed_, static_cast<double>(bytes_), since(begun_), width()));
+  print(stdout, summaryLine(fetched_, fetched_ + failed_, static_cast<double>(bytes_), since(started_), width()));
 }
 
 void Report::statistics(const std::vector<SessionStatistics>& sessions) {

@@ -57,7 +57,7 @@ class Report {
 
   const Detail detail_;
   const bool onTerminal_;
-  const std::chrono::steady_clock::time_point begun_;
+  const std::chrono::steady_clock::time_point started_;
 
   mutable std::mutex mutex_;  // guards the members below, and the order of what is printed
   bool progressShown_ = false;

@@ -38,15 +38,15 @@ std::string duration(std::chrono::nanoseconds time) {
 
 void add(WorkerStatistics& sum, const WorkerStatistics& each) {
   tovik::ConnectionStatistics& all = sum.connections;
-  all.begun += each.connections.begun;
+  all.started += each.connections.started;
   all.up += each.connections.up;
-  all.endedByPeer += each.connections.endedByPeer;
-  all.endedHere += each.connections.endedHere;
+  all.ended_by_peer += each.connections.ended_by_peer;
+  all.ended_here += each.connections.ended_here;
   all.failed += each.connections.failed;
-  all.bytesIn += each.connections.bytesIn;
-  all.bytesOut += each.connections.bytesOut;
-  sum.wakeUps += each.wakeUps;
-  sum.longestHandler = std::max(sum.longestHandler, each.longestHandler);
+  all.bytes_in += each.connections.bytes_in;
+  all.bytes_out += each.connections.bytes_out;
+  sum.wake_ups += each.wake_ups;
+  sum.longest_handler = std::max(sum.longest_handler, each.longest_handler);
 }
 
 std::size_t widest(const Column& column) {
@@ -62,15 +62,15 @@ std::vector<std::string> list(const WorkerStatistics& sum, std::size_t sessions)
   const tovik::ConnectionStatistics& all = sum.connections;
   std::vector<std::pair<std::string, std::string>> figures;
   if (sessions > 1) figures.emplace_back("sessions", std::to_string(sessions));
-  figures.insert(figures.end(), {{"connections begun", std::to_string(all.begun)},
+  figures.insert(figures.end(), {{"connections", std::to_string(all.started)},
                                  {"connected", std::to_string(all.up)},
-                                 {"ended by the server", std::to_string(all.endedByPeer)},
-                                 {"ended by this side", std::to_string(all.endedHere)},
+                                 {"ended by the server", std::to_string(all.ended_by_peer)},
+                                 {"ended by this side", std::to_string(all.ended_here)},
                                  {"failed", std::to_string(all.failed)},
-                                 {"received", size(all.bytesIn)},
-                                 {"sent", size(all.bytesOut)},
-                                 {"wake-ups", std::to_string(sum.wakeUps)},
-                                 {"longest handler", duration(sum.longestHandler)}});
+                                 {"received", size(all.bytes_in)},
+                                 {"sent", size(all.bytes_out)},
+                                 {"wake-ups", std::to_string(sum.wake_ups)},
+                                 {"longest handler", duration(sum.longest_handler)}});
   std::size_t whole = 0;
   for (const auto& [name, value] : figures) whole = std::max(whole, name.size() + gap + value.size());
   std::vector<std::string> lines;
@@ -84,11 +84,11 @@ std::vector<Column> tableOf(const std::vector<SessionStatistics>& sessions) {
                               {"wake-ups"}, {"longest handler"}, {"failed"}};
   for (const auto& [number, worker] : sessions) {
     const Column row{std::to_string(number),
-                     std::to_string(worker.connections.begun),
-                     size(worker.connections.bytesIn),
-                     size(worker.connections.bytesOut),
-                     std::to_string(worker.wakeUps),
-                     duration(worker.longestHandler),
+                     std::to_string(worker.connections.started),
+                     size(worker.connections.bytes_in),
+                     size(worker.connections.bytes_out),
+                     std::to_string(worker.wake_ups),
+                     duration(worker.longest_handler),
                      std::to_string(worker.connections.failed)};
     for (std::size_t i = 0; i < columns.size(); ++i) columns[i].push_back(row[i]);
   }

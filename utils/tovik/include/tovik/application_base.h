@@ -29,8 +29,8 @@ class TOVIK_API ApplicationBase {
   const std::string& name() const { return name_; }
 
  protected:
-  /// Null options: those of the transport's traits. keepAlive: TCP keep-alive probes on the connections.
-  ApplicationBase(Transport& transport, Protocol protocol, const std::string& name, bool keepAlive,
+  /// Null options: those of the transport's traits. keep_alive: TCP keep-alive probes on the connections.
+  ApplicationBase(Transport& transport, Protocol protocol, const std::string& name, bool keep_alive,
                   const SocketOptions* options);
 
   const std::shared_ptr<TransportCore> core_;  ///< what connections are added to

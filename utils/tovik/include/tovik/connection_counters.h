@@ -18,8 +18,8 @@ class TOVIK_API ConnectionCounters {
   /// Whatever is counted here counts in the sum too; null: there is none.
   explicit ConnectionCounters(ConnectionCounters* sum = nullptr) : sum_(sum) {}
 
-  /// A connection was begun: made, or accepted.
-  void countBegun() { add(&ConnectionCounters::begun_, 1); }
+  /// A connection was started or accepted.
+  void countStarted() { add(&ConnectionCounters::started_, 1); }
   /// It has come up.
   void countUp() { add(&ConnectionCounters::up_, 1); }
   /// It has ended. direction: a SocketDir.
@@ -42,13 +42,13 @@ class TOVIK_API ConnectionCounters {
   /// All of them, the ends first: see add.
   ConnectionStatistics read() const {
     ConnectionStatistics now;
-    now.endedByPeer = get(endedByPeer_);
-    now.endedHere = get(endedHere_);
+    now.ended_by_peer = get(endedByPeer_);
+    now.ended_here = get(endedHere_);
     now.failed = get(failed_);
     now.up = get(up_);
-    now.begun = get(begun_);
-    now.bytesIn = get(bytesIn_);
-    now.bytesOut = get(bytesOut_) + get(bytesOutElsewhere_);
+    now.started = get(started_);
+    now.bytes_in = get(bytesIn_);
+    now.bytes_out = get(bytesOut_) + get(bytesOutElsewhere_);
     return now;
   }
 
@@ -65,7 +65,7 @@ class TOVIK_API ConnectionCounters {
   static unsigned long long get(const Counter& counter) { return counter.load(std::memory_order_acquire); }
 
   ConnectionCounters* const sum_;
-  Counter begun_{0};
+  Counter started_{0};
   Counter up_{0};
   Counter endedByPeer_{0};
   Counter endedHere_{0};

@@ -23,8 +23,8 @@ class TOVIK_API EventHandler {
 
  private:
   friend class WorkerThread;
-  std::shared_ptr<EventHandler> next_;    // of the worker's chain of scheduled handlers; guarded by its mutex
-  std::shared_ptr<EventHandler> buried_;  // of the worker's chain of ended handlers; the worker's alone
+  std::shared_ptr<EventHandler> next_;      // of the worker's chain of scheduled handlers; guarded by its mutex
+  std::shared_ptr<EventHandler> retained_;  // of the worker's chain of ended handlers; the worker's alone
   std::atomic<bool> scheduled_{false};
 };
 

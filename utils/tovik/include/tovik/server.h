@@ -12,7 +12,7 @@
 namespace tovik {
 
 class ConsumerGenerator;
-class Reception;
+class Acceptor;
 class SocketCreationCallback;
 
 /// Listens, and asks the generator on the transport's worker for the consumer that serves each accepted connection.
@@ -63,7 +63,7 @@ class TOVIK_API Server : public ApplicationBase, public Thread {
   Result refuse(int error);
 
   SocketCreationCallback* const callback_;
-  const std::shared_ptr<Reception> reception_;
+  const std::shared_ptr<Acceptor> acceptor_;
   Socket socket_;  // this and the next: constant while it is running
   Address address_;
 };

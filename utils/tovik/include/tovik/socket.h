@@ -31,7 +31,7 @@ class TOVIK_API Socket {
   /// Asks the kernel for a socket.
   Result open(Protocol protocol);
   /// Sets the options, and keep-alive probes if asked for.
-  Result apply(const SocketOptions& options, bool keepAlive);
+  Result apply(const SocketOptions& options, bool keep_alive);
 
   /// Binds the local end of a connection that will be made; any host with port 0 needs no call at all. Port 0 is
   /// chosen only when connecting, so that connections to different servers can share local ports.

@@ -60,7 +60,7 @@ class TOVIK_API WorkerThread : private Thread {
   bool pass(int limit_ms) { return calls_.pass(limit_ms); }
 
   /// Calls the handler whenever the descriptor's readiness changes (edge-triggered), until `unwatch`. The handler
-  /// stays alive until `bury` has been called for it.
+  /// stays alive until `retainUntilTurnEnd` has been called for it.
   Result watch(int descriptor, EventHandler& handler);
   /// The same, save that it may become writable without a call: an open connection always is, and would tell so at
   /// once.
@@ -75,17 +75,17 @@ class TOVIK_API WorkerThread : private Thread {
   /// The deadlines of the worker's handlers.
   TimerQueue& timers() { return timers_; }
   /// Keeps what a handler that ends may still be reached by until the turn is over.
-  void bury(std::shared_ptr<EventHandler> handler) noexcept;
+  void retainUntilTurnEnd(std::shared_ptr<EventHandler> handler) noexcept;
 
   /// Where the worker's connections receive; what stands in it is whole until the handler that asked for it returns.
   Buffer receiveBuffer();
   /// When the running handler began: a time that takes no look at the clock.
-  std::chrono::steady_clock::time_point handlerBegun() const { return handlerBegun_; }
+  std::chrono::steady_clock::time_point handlerStart() const { return handlerStart_; }
   /// What the counters of its transports add up in.
   ConnectionCounters& connections() { return connections_; }
 
   /// Of all connections that this worker ever served.
-  unsigned long long bytesReceived() const { return connections_.read().bytesIn; }
+  unsigned long long bytesReceived() const { return connections_.read().bytes_in; }
   /// Of its whole life so far. Waits for nothing.
   WorkerStatistics statistics() const;
 
@@ -102,7 +102,7 @@ class TOVIK_API WorkerThread : private Thread {
   int waitLimit();
   void runScheduled();
   void dropScheduled();
-  static void letGo(std::shared_ptr<EventHandler> first, std::shared_ptr<EventHandler> EventHandler::*next);
+  static void releaseChain(std::shared_ptr<EventHandler> first, std::shared_ptr<EventHandler> EventHandler::*next);
   void wake();
   void noteWakeUp();
   void noteHandlerEnd();
@@ -119,8 +119,8 @@ class TOVIK_API WorkerThread : private Thread {
   WorkerCalls calls_;
   TimerQueue timers_;
   std::vector<char> receiveStorage_;
-  std::shared_ptr<EventHandler> buried_;  // linked through themselves too: ending must not fail for want of memory
-  std::chrono::steady_clock::time_point handlerBegun_;
+  std::shared_ptr<EventHandler> retained_;  // linked through themselves too: ending must not fail for want of memory
+  std::chrono::steady_clock::time_point handlerStart_;
 
   // Written by the worker alone, and read by any thread.
   ConnectionCounters connections_;

@@ -14,7 +14,7 @@ class ConsumerHold {
   ConsumerHold(const ConsumerHold&) = delete;
   ConsumerHold& operator=(const ConsumerHold&) = delete;
   ~ConsumerHold() {
-    if (record_ != nullptr) core_.letGo(record_);
+    if (record_ != nullptr) core_.release(record_);
   }
 
   explicit operator bool() const { return record_ != nullptr; }

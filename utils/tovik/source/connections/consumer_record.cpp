@@ -15,14 +15,14 @@ bool ConsumerRecord::hold() {
   return false;
 }
 
-ConsumerRecord::Left ConsumerRecord::letGo() {
+ConsumerRecord::Remaining ConsumerRecord::release() {
   switch (state_.fetch_sub(holder, std::memory_order_acq_rel)) {
     case holder:
-      return Left::none;
+      return Remaining::none;
     case holder | retired:
-      return Left::noneOfRetired;
+      return Remaining::noneAndRetired;
     default:
-      return Left::others;
+      return Remaining::others;
   }
 }
 

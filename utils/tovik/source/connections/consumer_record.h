@@ -32,8 +32,8 @@ class ConsumerRecord final : public EventHandler {
   /// False once the consumer is retired.
   [[nodiscard]] bool hold();
   /// What is left of the holders afterwards: others, none, or none of a retired consumer, which the caller destroys.
-  enum class Left { others, none, noneOfRetired };
-  [[nodiscard]] Left letGo();
+  enum class Remaining { others, none, noneAndRetired };
+  [[nodiscard]] Remaining release();
   /// True when there is no holder: the caller destroys the consumer.
   [[nodiscard]] bool retire();
   bool isRetired() const { return (state_.load(std::memory_order_acquire) & retired) != 0; }

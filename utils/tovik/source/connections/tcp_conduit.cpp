@@ -41,7 +41,7 @@ TcpConduit::TcpConduit(std::shared_ptr<TransportCore> core, std::shared_ptr<Cons
       number_(number),
       connected_(connected),
       connectLimit_ms_(connectLimit_ms),
-      begunAt_(std::chrono::steady_clock::now()),
+      startedAt_(std::chrono::steady_clock::now()),
       socket_(std::move(socket)),
       outputWatched_(!connected),
       requestedEnd_(noEnd) {}
@@ -61,7 +61,7 @@ void TcpConduit::onReady(unsigned events) {
 
 void TcpConduit::begin() {
   stage_ = Stage::connecting;
-  core_->counters().countBegun();
+  core_->counters().countStarted();
   WorkerThread& worker = core_->worker();
   const Result watched =
       connected_ ? worker.watchInput(socket_.number(), *this) : worker.watch(socket_.number(), *this);
@@ -69,7 +69,7 @@ void TcpConduit::begin() {
     QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << name_ << ": " << watched.message;
     return end(dirFailed);
   }
-  limitWait();
+  armDeadline();
   newTold_ = true;
   tell([this](Consumer& consumer) { consumer.onNewConduit(this); });
   if (connected_ && stage_ == Stage::connecting) becomeUp();
@@ -81,11 +81,11 @@ void TcpConduit::advance(unsigned events) {
     if (events != 0) {
       peerEnded_ = (events & EPOLLRDHUP) != 0;
       // A receive stops before an urgent byte, whatever is behind it; an error is there to be received too.
-      shortIsLast_ = (events & (EPOLLPRI | EPOLLHUP | EPOLLERR)) == 0;
+      shortReadDrains_ = (events & (EPOLLPRI | EPOLLHUP | EPOLLERR)) == 0;
     }
     // Where sending failed, what the peer sent before (why it closed, say) may still be there to receive.
     const int requested = requestedEnd_.load(std::memory_order_acquire);
-    if ((events & ~unsigned{EPOLLOUT}) != 0 || receivesOn_ || requested == dirFailed) receive();
+    if ((events & ~unsigned{EPOLLOUT}) != 0 || moreToRead_ || requested == dirFailed) receive();
   }
   if (stage_ == Stage::up) writeMore();
   const int requested = requestedEnd_.load(std::memory_order_acquire);
@@ -104,13 +104,13 @@ void TcpConduit::finishConnecting(unsigned events) {
 void TcpConduit::becomeUp() {
   stage_ = Stage::up;
   core_->counters().countUp();
-  limitWait();
+  armDeadline();
   channel_ = std::make_shared<TcpChannel>(*this, *record_, core_->traits().max_unit_bytes);
   record_->addChannel(channel_);
   tell([this](Consumer& consumer) { consumer.onConduitActive(this); });
   if (stage_ == Stage::up) makeAggregator();
   if (stage_ == Stage::up) tell([this](Consumer& consumer) { consumer.onNewChannel(channel_.get()); });
-  if (stage_ != Stage::up || silenced_) return;
+  if (stage_ != Stage::up || consumerFailed_) return;
   upTold_ = true;
   tell([this](Consumer& consumer) { consumer.onChannelUp(channel_.get()); });
 }
@@ -124,8 +124,8 @@ void TcpConduit::makeAggregator() {
 }
 
 void TcpConduit::receive() {
-  receivesOn_ = false;
-  const auto givesWay = core_->worker().handlerBegun() + receivingPerTurn;
+  moreToRead_ = false;
+  const auto givesWay = core_->worker().handlerStart() + receivingPerTurn;
   for (int i = 0; i < receivesPerTurn && (i == 0 || std::chrono::steady_clock::now() < givesWay); ++i) {
     Buffer buffer = core_->worker().receiveBuffer();
     const long received = receiveInto(buffer);
@@ -134,12 +134,12 @@ void TcpConduit::receive() {
     const auto size = static_cast<unsigned long>(received);
     handOn(Buffer(buffer.curr(), size));
     if (!delivers()) return;
-    if (size == buffer.remaining() || !shortIsLast_) continue;
+    if (size == buffer.remaining() || !shortReadDrains_) continue;
     // What arrives from now on is a new edge; the end is none when it has been seen.
     if (peerEnded_) end(dirPeer);
     return;
   }
-  receivesOn_ = true;
+  moreToRead_ = true;
   core_->worker().schedule(shared_from_this());
 }
 
@@ -150,12 +150,12 @@ long TcpConduit::receiveInto(Buffer& buffer) {
 
 void TcpConduit::handOn(Buffer buffer) {
   core_->counters().countReceived(buffer.remaining());
-  if (!std::exchange(anyReceived_, true)) endLimit();
+  if (!std::exchange(anyReceived_, true)) cancelDeadline();
   if (delivers()) tell([&](Consumer& /*consumer*/) { aggregator_->handleBuffer(&buffer, nullptr); });
 }
 
 bool TcpConduit::delivers() const {
-  return stage_ == Stage::up && upTold_ && !muted_ && !silenced_ && !record_->isRetired();
+  return stage_ == Stage::up && upTold_ && !deliveryStopped_ && !consumerFailed_ && !record_->isRetired();
 }
 
 void TcpConduit::send(const char* data, unsigned long size) {
@@ -228,19 +228,19 @@ void TcpConduit::watchOutput() {
 void TcpConduit::requestEnd(int direction) noexcept {
   int none = noEnd;
   requestedEnd_.compare_exchange_strong(none, direction, std::memory_order_acq_rel);
-  if (direction == dirLocal && core_->worker().isCurrent()) muted_ = true;
+  if (direction == dirLocal && core_->worker().isCurrent()) deliveryStopped_ = true;
   core_->worker().schedule(shared_from_this());
 }
 
 void TcpConduit::end(int direction) {
   const auto self = shared_from_this();
   if (stage_ != Stage::ended) {
-    if (stage_ == Stage::fresh) core_->counters().countBegun();
+    if (stage_ == Stage::fresh) core_->counters().countStarted();
     stage_ = Stage::ended;
-    endLimit();
+    cancelDeadline();
     closeSocket();
     core_->counters().countEnd(direction);
-    core_->worker().bury(self);
+    core_->worker().retainUntilTurnEnd(self);
   }
   if (!std::exchange(newTold_, true)) tell([this](Consumer& consumer) { consumer.onNewConduit(this); });
   if (upTold_ && !std::exchange(downTold_, true))
@@ -248,7 +248,7 @@ void TcpConduit::end(int direction) {
   if (std::exchange(inactiveTold_, true)) return;
   core_->removeConduit(place_, *record_);
   tellEnd([this](Consumer& consumer) { consumer.onConduitInactive(this); });
-  core_->letGo(record_);
+  core_->release(record_);
 }
 
 void TcpConduit::closeSocket() {
@@ -261,19 +261,19 @@ void TcpConduit::closeSocket() {
 }
 
 /// Arms the nearest of the limits that hold in this stage.
-void TcpConduit::limitWait() {
-  endLimit();
+void TcpConduit::armDeadline() {
+  cancelDeadline();
   std::optional<TimerQueue::Time> deadline;
   const int firstByte_s = core_->traits().first_byte_limit_s;
-  if (firstByte_s > 0 && !anyReceived_) deadline = begunAt_ + std::chrono::seconds(firstByte_s);
+  if (firstByte_s > 0 && !anyReceived_) deadline = startedAt_ + std::chrono::seconds(firstByte_s);
   if (stage_ == Stage::connecting && connectLimit_ms_ >= 0) {
-    const auto connected = begunAt_ + std::chrono::milliseconds(connectLimit_ms_);
+    const auto connected = startedAt_ + std::chrono::milliseconds(connectLimit_ms_);
     deadline = deadline ? std::min(*deadline, connected) : connected;
   }
   if (deadline) limit_ = core_->worker().timers().add(*deadline, *this);
 }
 
-void TcpConduit::endLimit() {
+void TcpConduit::cancelDeadline() {
   if (limit_) core_->worker().timers().cancel(*limit_);
   limit_.reset();
 }
@@ -290,7 +290,7 @@ void TcpConduit::onTimer() {
 /// Calls the consumer, unless it is retired or has thrown in an earlier event of this conduit.
 template <class Event>
 void TcpConduit::tell(Event&& event) {
-  if (!silenced_) tellEnd(event);
+  if (!consumerFailed_) tellEnd(event);
 }
 
 /// Calls the consumer, unless it is retired.
@@ -301,12 +301,12 @@ void TcpConduit::tellEnd(Event&& event) {
   try {
     event(record_->consumer());
   } catch (...) {
-    silenced_ = true;
+    consumerFailed_ = true;
     cause_ = EndCause::exception;
     logHandlerException(name_.c_str());
     core_->endConduitsSoon();
   }
-  core_->letGo(record_);
+  core_->release(record_);
 }
 
 }  // namespace tovik

@@ -71,8 +71,8 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
   void countSent(unsigned long bytes);
   void watchOutput();
   void closeSocket();
-  void limitWait();
-  void endLimit();
+  void armDeadline();
+  void cancelDeadline();
   template <class Event>
   void tell(Event&& event);
   template <class Event>
@@ -92,14 +92,14 @@ class TcpConduit final : public Conduit, public EventHandler, public std::enable
   bool upTold_ = false;
   bool downTold_ = false;
   bool inactiveTold_ = false;
-  bool muted_ = false;     // brought down on the worker: no more data for the consumer
-  bool silenced_ = false;  // an exception left an event: the consumer is notified of the end alone
+  bool deliveryStopped_ = false;  // brought down on the worker: no more data for the consumer
+  bool consumerFailed_ = false;   // an exception left an event: the consumer is notified of the end alone
   EndCause cause_ = EndCause::other;
-  bool peerEnded_ = false;   // the kernel has the end of the peer's data
-  bool shortIsLast_ = true;  // a receive of less than asked for has emptied the socket
-  bool receivesOn_ = false;  // has given way to others with data left to receive
+  bool peerEnded_ = false;       // the kernel has the end of the peer's data
+  bool shortReadDrains_ = true;  // a receive of less than asked for has emptied the socket
+  bool moreToRead_ = false;      // has given way to others with data left to receive
   bool anyReceived_ = false;
-  TimerQueue::Time begunAt_;
+  TimerQueue::Time startedAt_;
   std::optional<TimerQueue::Id> limit_;
   std::shared_ptr<TcpChannel> channel_;
   std::unique_ptr<DataAggregator> aggregator_;

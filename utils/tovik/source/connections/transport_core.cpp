@@ -3,8 +3,8 @@
 #include <utility>
 #include <vector>
 
+#include "connections/acceptor.h"
 #include "connections/consumer_record.h"
-#include "connections/reception.h"
 #include "connections/tcp_conduit.h"
 #include "tovik/consumer.h"
 #include "tovik/socket.h"
@@ -34,11 +34,11 @@ std::shared_ptr<ConsumerRecord> TransportCore::hold(Consumer& consumer) {
   return record != nullptr && record->hold() ? record : nullptr;
 }
 
-void TransportCore::letGo(const std::shared_ptr<ConsumerRecord>& record) {
-  const ConsumerRecord::Left left = record->letGo();
-  if (left == ConsumerRecord::Left::others) return;
+void TransportCore::release(const std::shared_ptr<ConsumerRecord>& record) {
+  const ConsumerRecord::Remaining left = record->release();
+  if (left == ConsumerRecord::Remaining::others) return;
   std::unique_lock lock(mutex_);
-  if (left == ConsumerRecord::Left::noneOfRetired) return destroy(record->consumer(), std::move(lock));
+  if (left == ConsumerRecord::Remaining::noneAndRetired) return destroy(record->consumer(), std::move(lock));
   // Another thread may hold or retire the consumer by now, and there may be a new one at its address.
   const auto found = records_.find(&record->consumer());
   if (found != records_.end() && found->second == record && record->isIdle()) records_.erase(found);
@@ -67,16 +67,16 @@ void TransportCore::removeConduit(const Place& place, ConsumerRecord& record) no
   removed.splice(removed.begin(), conduits_, place.inTransport);
 }
 
-Result TransportCore::addReception(std::shared_ptr<Reception> reception) {
+Result TransportCore::addAcceptor(std::shared_ptr<Acceptor> acceptor) {
   const std::lock_guard lock(mutex_);
   if (closed_) return failure("transport " + name_ + " is closed");
-  receptions_.insert(std::move(reception));
+  acceptors_.insert(std::move(acceptor));
   return Success;
 }
 
-void TransportCore::removeReception(const std::shared_ptr<Reception>& reception) noexcept {
+void TransportCore::removeAcceptor(const std::shared_ptr<Acceptor>& acceptor) noexcept {
   const std::lock_guard lock(mutex_);
-  receptions_.erase(reception);
+  acceptors_.erase(acceptor);
 }
 
 void TransportCore::retire(Consumer& consumer) {
@@ -90,19 +90,19 @@ void TransportCore::retire(Consumer& consumer) {
 
 /// With the lock, but not around the destructor: that may wait for other threads, and use the transport.
 void TransportCore::destroy(Consumer& consumer, std::unique_lock<std::mutex> lock) {
-  Leaving self{&consumer, leaving_};
-  leaving_ = &self;
+  BeingDestroyed self{&consumer, beingDestroyed_};
+  beingDestroyed_ = &self;
   records_.erase(&consumer);
   lock.unlock();
   delete &consumer;
   lock.lock();
-  Leaving** link = &leaving_;
+  BeingDestroyed** link = &beingDestroyed_;
   while (*link != &self) link = &(*link)->next;
   *link = self.next;
 }
 
 void TransportCore::begin() {
-  if (std::exchange(begun_, true)) return;
+  if (std::exchange(started_, true)) return;
   try {
     if (callbacks_ != nullptr) callbacks_->onThreadStart(*worker_);
     if (onWorker_) onWorker_(worker_.get());
@@ -139,13 +139,13 @@ void TransportCore::refuseNew() {
 }
 
 void TransportCore::close() {
-  decltype(receptions_) open;
+  decltype(acceptors_) open;
   {
     const std::lock_guard lock(mutex_);
     closed_ = true;
-    open.swap(receptions_);
+    open.swap(acceptors_);
   }
-  for (const auto& reception : open) reception->end();
+  for (const auto& acceptor : open) acceptor->end();
   // The turn that was to begin it may still be to come, when the callbacks are gone.
   begin();
   endConduits();
@@ -163,8 +163,9 @@ std::shared_ptr<ConsumerRecord> TransportCore::findRecord(Consumer& consumer) co
 
 /// Null for a consumer that is being destroyed.
 std::shared_ptr<ConsumerRecord> TransportCore::recordFor(Consumer& consumer) {
-  for (const Leaving* leaving = leaving_; leaving != nullptr; leaving = leaving->next)
-    if (leaving->consumer == &consumer) return nullptr;
+  for (const BeingDestroyed* beingDestroyed = beingDestroyed_; beingDestroyed != nullptr;
+       beingDestroyed = beingDestroyed->next)
+    if (beingDestroyed->consumer == &consumer) return nullptr;
   auto record = findRecord(consumer);
   if (record == nullptr) {
     record = std::make_shared<ConsumerRecord>(weak_from_this(), consumer);

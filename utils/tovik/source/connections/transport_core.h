@@ -19,7 +19,7 @@ namespace tovik {
 class Consumer;
 class ConsumerRecord;
 class Factory;
-class Reception;
+class Acceptor;
 class Socket;
 class TcpConduit;
 class ThreadCallbacks;
@@ -27,7 +27,7 @@ class WorkerThread;
 
 /// The part of a transport that lives on for as long as one of its events is on a stack.
 ///
-/// Threads: hold, letGo, addConduit, addReception, removeReception, retire and endConduitsSoon by any thread; the
+/// Threads: hold, release, addConduit, addAcceptor, removeAcceptor, retire and endConduitsSoon by any thread; the
 ///          counters as they say; the rest on the worker.
 class TransportCore final : public EventHandler, public std::enable_shared_from_this<TransportCore> {
  public:
@@ -54,7 +54,7 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   std::shared_ptr<ConsumerRecord> hold(Consumer& consumer);
   /// Gives a hold back. Destroys the consumer if that was the last one and it is retired; forgets it if that was the
   /// last one and it never was connected.
-  void letGo(const std::shared_ptr<ConsumerRecord>& record);
+  void release(const std::shared_ptr<ConsumerRecord>& record);
 
   /// Takes over a socket that is connecting, or connected already, for a consumer. limit_ms as in Client.
   Result addConduit(Socket socket, bool connected, const std::shared_ptr<ConsumerRecord>& record,
@@ -62,9 +62,9 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   /// Forgets a conduit whose consumer has been told everything.
   void removeConduit(const Place& place, ConsumerRecord& record) noexcept;
 
-  /// Ends the reception with the transport, unless it is removed before. Fails once the transport is closed.
-  Result addReception(std::shared_ptr<Reception> reception);
-  void removeReception(const std::shared_ptr<Reception>& reception) noexcept;
+  /// Ends the acceptor with the transport, unless it is removed before. Fails once the transport is closed.
+  Result addAcceptor(std::shared_ptr<Acceptor> acceptor);
+  void removeAcceptor(const std::shared_ptr<Acceptor>& acceptor) noexcept;
 
   void retire(Consumer& consumer);
 
@@ -86,9 +86,9 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
 
  private:
   /// A consumer whose destructor is running on some thread: nothing may be added for it any more.
-  struct Leaving {
+  struct BeingDestroyed {
     const Consumer* consumer;
-    Leaving* next;
+    BeingDestroyed* next;
   };
 
   std::shared_ptr<ConsumerRecord> findRecord(Consumer& consumer) const;
@@ -106,15 +106,16 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   ConnectionCounters counters_;
 
   const OnWorker onWorker_;
-  bool begun_ = false;  // the worker's alone
+  bool started_ = false;  // the worker's alone
 
   std::mutex mutex_;                 // guards the members below; never held while a consumer is called
   std::atomic<bool> closed_{false};  // read without the mutex, too
   unsigned long long conduitsAdded_ = 0;
   Conduits conduits_;
-  std::set<std::shared_ptr<Reception>> receptions_;  // the open ones
+  std::set<std::shared_ptr<Acceptor>> acceptors_;  // the open ones
   std::unordered_map<Consumer*, std::shared_ptr<ConsumerRecord>> records_;
-  Leaving* leaving_ = nullptr;  // linked through the stacks of the threads that destroy: that must not need memory
+  BeingDestroyed* beingDestroyed_ =
+      nullptr;  // linked through the stacks of the threads that destroy: that must not need memory
 };
 
 }  // namespace tovik

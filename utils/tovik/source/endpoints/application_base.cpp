@@ -8,12 +8,12 @@
 
 namespace tovik {
 
-ApplicationBase::ApplicationBase(Transport& transport, Protocol protocol, const std::string& name, bool keepAlive,
+ApplicationBase::ApplicationBase(Transport& transport, Protocol protocol, const std::string& name, bool keep_alive,
                                  const SocketOptions* options)
     : core_(transport.core()),
       protocol_(protocol),
       name_(name),
-      keepAlive_(keepAlive),
+      keepAlive_(keep_alive),
       options_(options != nullptr ? *options : core_->traits()) {}
 
 Result ApplicationBase::setupSocket(Socket& socket, SocketCreationCallback* callback) {

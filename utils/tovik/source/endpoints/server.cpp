@@ -8,7 +8,7 @@
 #include <new>
 #include <utility>
 
-#include "connections/reception.h"
+#include "connections/acceptor.h"
 #include "connections/transport_core.h"
 #include "tovik/worker_thread.h"
 #include "values/system.h"
@@ -44,7 +44,7 @@ Server::Server(Transport& transport, Protocol protocol, ConsumerGenerator* gener
     : ApplicationBase(transport, protocol, name, keep_alive, options),
       Thread(name),
       callback_(callback),
-      reception_(std::make_shared<Reception>(core_, generator, *this, name)) {}
+      acceptor_(std::make_shared<Acceptor>(core_, generator, *this, name)) {}
 
 Server::~Server() { static_cast<void>(Server::stopListening(-1)); }
 
@@ -75,14 +75,14 @@ Result Server::stopListening(int limit_ms) {
 }
 
 Result Server::start() {
-  return socket_.isOpen() ? reception_->open(socket_.number()) : failure(ApplicationBase::name() + " does not listen");
+  return socket_.isOpen() ? acceptor_->open(socket_.number()) : failure(ApplicationBase::name() + " does not listen");
 }
 
-void Server::stop() { reception_->close(); }
+void Server::stop() { acceptor_->close(); }
 
-bool Server::join(int limit_ms) { return reception_->wait(limit_ms); }
+bool Server::join(int limit_ms) { return acceptor_->wait(limit_ms); }
 
-bool Server::is_running() const { return reception_->isOpen(); }
+bool Server::is_running() const { return acceptor_->isOpen(); }
 
 void Server::run(const volatile bool& /*stopping*/) {
   Socket connection;
@@ -90,8 +90,8 @@ void Server::run(const volatile bool& /*stopping*/) {
   Address local;
   if (!waitForConnection(connection, remote, local, 0)) return;
   // The generator may destroy this server.
-  const auto reception = reception_;
-  reception->admit(std::move(connection));
+  const auto acceptor = acceptor_;
+  acceptor->admit(std::move(connection));
 }
 
 Result Server::waitForConnection(Socket& connection, Address& remote, Address& local, int limit_ms) {
@@ -115,7 +115,7 @@ Result Server::waitForConnection(Socket& connection, Address& remote, Address& l
 Result Server::refuse(int error) {
   Result refused = systemFailure("accept on ", address_, error);
   if (error != EMFILE && error != ENFILE && error != ENOBUFS && error != ENOMEM) return refused;
-  if (core_->worker().isCurrent()) reception_->pause();
+  if (core_->worker().isCurrent()) acceptor_->pause();
   // Last, since a log handler may destroy this server.
   QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << ApplicationBase::name() << ": " << refused.message;
   return refused;

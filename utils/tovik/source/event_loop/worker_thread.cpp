@@ -118,10 +118,10 @@ Result WorkerThread::watchArrivals(int descriptor, EventHandler& handler) {
 /// on telling of it here.
 void WorkerThread::unwatch(int descriptor) { sys::epoll_remove(epoll_.number(), descriptor); }
 
-void WorkerThread::bury(std::shared_ptr<EventHandler> handler) noexcept {
+void WorkerThread::retainUntilTurnEnd(std::shared_ptr<EventHandler> handler) noexcept {
   requireCurrent();
-  handler->buried_ = std::move(buried_);
-  buried_ = std::move(handler);
+  handler->retained_ = std::move(retained_);
+  retained_ = std::move(handler);
 }
 
 Buffer WorkerThread::receiveBuffer() {
@@ -157,9 +157,9 @@ void WorkerThread::turn() {
   runScheduled();
   // 4. Tell the handlers whose time has come.
   const auto deadline = timers_.next();
-  if (deadline && *deadline <= handlerBegun_) guarded([this] { timers_.fire(handlerBegun_); });
+  if (deadline && *deadline <= handlerStart_) guarded([this] { timers_.fire(handlerStart_); });
   // 5. Let go of the handlers that ended in this turn: none of its events can reach them any more.
-  letGo(std::move(buried_), &EventHandler::buried_);
+  releaseChain(std::move(retained_), &EventHandler::retained_);
 }
 
 int WorkerThread::waitLimit() {
@@ -205,11 +205,12 @@ void WorkerThread::dropScheduled() {
     takesTurns_ = false;
     std::swap(chain, scheduled_);
   }
-  letGo(std::move(chain.first), &EventHandler::next_);
+  releaseChain(std::move(chain.first), &EventHandler::next_);
 }
 
 /// One by one: a chain of shared pointers that is left to its destructors takes a stack frame for each link.
-void WorkerThread::letGo(std::shared_ptr<EventHandler> first, std::shared_ptr<EventHandler> EventHandler::*next) {
+void WorkerThread::releaseChain(std::shared_ptr<EventHandler> first,
+                                std::shared_ptr<EventHandler> EventHandler::*next) {
   while (first != nullptr) first = std::move(first.get()->*next);
 }
 
@@ -227,13 +228,13 @@ void WorkerThread::guarded(Task&& task) noexcept {
 
 void WorkerThread::noteWakeUp() {
   wakeUps_.store(wakeUps_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-  handlerBegun_ = std::chrono::steady_clock::now();
+  handlerStart_ = std::chrono::steady_clock::now();
 }
 
 /// One handler's end is the next one's begin: the clock is read once for each.
 void WorkerThread::noteHandlerEnd() {
   const auto now = std::chrono::steady_clock::now();
-  const std::chrono::nanoseconds took = now - std::exchange(handlerBegun_, now);
+  const std::chrono::nanoseconds took = now - std::exchange(handlerStart_, now);
   if (took > longestHandler_.load(std::memory_order_relaxed)) longestHandler_.store(took, std::memory_order_relaxed);
 }
 

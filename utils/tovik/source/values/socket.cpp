@@ -37,12 +37,12 @@ Result Socket::open(Protocol protocol) {
   return isOpen() ? Success : systemFailure("socket");
 }
 
-Result Socket::apply(const SocketOptions& options, bool keepAlive) {
+Result Socket::apply(const SocketOptions& options, bool keep_alive) {
   const auto set = [this](int level, int option, int value) {
     return sys::setsockopt(number(), level, option, value) == 0;
   };
   if (options.no_delay && !set(IPPROTO_TCP, TCP_NODELAY, 1)) return systemFailure("no_delay");
-  if (keepAlive && !set(SOL_SOCKET, SO_KEEPALIVE, 1)) return systemFailure("keep_alive");
+  if (keep_alive && !set(SOL_SOCKET, SO_KEEPALIVE, 1)) return systemFailure("keep_alive");
   if (options.receive_buffer_bytes > 0 && !set(SOL_SOCKET, SO_RCVBUF, options.receive_buffer_bytes))
     return systemFailure("receive_buffer_bytes");
   if (options.send_buffer_bytes > 0 && !set(SOL_SOCKET, SO_SNDBUF, options.send_buffer_bytes))

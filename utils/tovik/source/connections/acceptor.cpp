@@ -1,4 +1,4 @@
-#include "connections/reception.h"
+#include "connections/acceptor.h"
 
 #include <qk/logging/logging.h>
 
@@ -23,16 +23,15 @@ constexpr std::chrono::milliseconds pauseLength{100};
 
 }  // namespace
 
-Reception::Reception(std::shared_ptr<TransportCore> core, ConsumerGenerator* generator, Thread& server,
-                     std::string name)
+Acceptor::Acceptor(std::shared_ptr<TransportCore> core, ConsumerGenerator* generator, Thread& server, std::string name)
     : core_(std::move(core)), generator_(generator), server_(server), name_(std::move(name)) {}
 
-Result Reception::open(int listening) {
+Result Acceptor::open(int listening) {
   const std::lock_guard lock(mutex_);
   if (!stopping_) return failure(name_ + " is running already");
-  if (Result added = core_->addReception(shared_from_this()); !added) return added;
+  if (Result added = core_->addAcceptor(shared_from_this()); !added) return added;
   if (Result watched = core_->worker().watchArrivals(listening, *this); !watched) {
-    core_->removeReception(shared_from_this());
+    core_->removeAcceptor(shared_from_this());
     return watched;
   }
   listening_ = listening;
@@ -41,29 +40,29 @@ Result Reception::open(int listening) {
   return Success;
 }
 
-void Reception::close() {
+void Acceptor::close() {
   {
     const std::lock_guard lock(mutex_);
     stopWatching();
   }
-  core_->removeReception(shared_from_this());
+  core_->removeAcceptor(shared_from_this());
 }
 
-void Reception::end() {
+void Acceptor::end() {
   const std::lock_guard lock(mutex_);
   if (!stopping_) sys::shutdown(listening_);
   stopWatching();
 }
 
 /// That turn is the first one in which no event can still reach this, and keeps it until then.
-void Reception::stopWatching() {
+void Acceptor::stopWatching() {
   if (stopping_) return;
   __atomic_store_n(&stopping_, true, __ATOMIC_RELEASE);
   if (std::exchange(watched_, false)) core_->worker().unwatch(listening_);
   core_->worker().schedule(shared_from_this());
 }
 
-bool Reception::wait(int limit_ms) {
+bool Acceptor::wait(int limit_ms) {
   {
     const std::lock_guard lock(mutex_);
     if (!calling_) return true;
@@ -71,12 +70,12 @@ bool Reception::wait(int limit_ms) {
   return core_->worker().pass(limit_ms);
 }
 
-bool Reception::isOpen() const {
+bool Acceptor::isOpen() const {
   const std::lock_guard lock(mutex_);
   return !stopping_ || calling_;
 }
 
-void Reception::onReady(unsigned events) {
+void Acceptor::onReady(unsigned events) {
   if (events == 0) return watchAgain();
   core_->begin();
   if (!beginCall()) return;
@@ -88,19 +87,19 @@ void Reception::onReady(unsigned events) {
   endCall();
 }
 
-bool Reception::beginCall() {
+bool Acceptor::beginCall() {
   const std::lock_guard lock(mutex_);
   calling_ = !stopping_;
   return calling_;
 }
 
-void Reception::endCall() noexcept {
+void Acceptor::endCall() noexcept {
   const std::lock_guard lock(mutex_);
   calling_ = false;
 }
 
 /// Without memory for the timer there is no pause: the next turn tries again.
-void Reception::pause() {
+void Acceptor::pause() {
   try {
     if (!pause_) pause_ = core_->worker().timers().add(std::chrono::steady_clock::now() + pauseLength, *this);
   } catch (const std::bad_alloc&) {
@@ -110,13 +109,13 @@ void Reception::pause() {
   if (std::exchange(watched_, false)) core_->worker().unwatch(listening_);
 }
 
-void Reception::onTimer() {
+void Acceptor::onTimer() {
   pause_.reset();
   watchAgain();
 }
 
 /// After a pause, and in the turn that follows each stop. Whoever stops may have started again by then.
-void Reception::watchAgain() {
+void Acceptor::watchAgain() {
   std::unique_lock lock(mutex_);
   if (stopping_ && pause_) core_->worker().timers().cancel(*std::exchange(pause_, std::nullopt));
   if (stopping_ || watched_ || pause_) return;
@@ -131,7 +130,7 @@ void Reception::watchAgain() {
   if (!pause_) core_->worker().schedule(shared_from_this());
 }
 
-void Reception::admit(Socket connection) {
+void Acceptor::admit(Socket connection) {
   try {
     if (Consumer* const consumer = generator_->getConsumer()) handOver(std::move(connection), *consumer);
   } catch (...) {
@@ -139,7 +138,7 @@ void Reception::admit(Socket connection) {
   }
 }
 
-void Reception::handOver(Socket connection, Consumer& consumer) {
+void Acceptor::handOver(Socket connection, Consumer& consumer) {
   const ConsumerHold hold(*core_, consumer);
   if (!hold) return;
   consumer.onNewSocket(connection);
@@ -147,7 +146,7 @@ void Reception::handOver(Socket connection, Consumer& consumer) {
   if (!added) QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: " << name_ << ": " << added.message;
 }
 
-Result Reception::add(Socket connection, const std::shared_ptr<ConsumerRecord>& consumer) {
+Result Acceptor::add(Socket connection, const std::shared_ptr<ConsumerRecord>& consumer) {
   const std::lock_guard lock(mutex_);
   return stopping_ ? failure("stopped listening") : core_->addConduit(std::move(connection), true, consumer, name_, -1);
 }

@@ -23,10 +23,10 @@ class TransportCore;
 ///
 /// Threads:   open, close, wait and isOpen by any thread; the rest on the worker.
 /// Ownership: the server's, and while it is open the transport's too. Borrows the listening socket.
-class Reception final : public EventHandler, public std::enable_shared_from_this<Reception> {
+class Acceptor final : public EventHandler, public std::enable_shared_from_this<Acceptor> {
  public:
   /// Borrows the server, until `wait` has come true after `close`. The name is for logs, and the connections'.
-  Reception(std::shared_ptr<TransportCore> core, ConsumerGenerator* generator, Thread& server, std::string name);
+  Acceptor(std::shared_ptr<TransportCore> core, ConsumerGenerator* generator, Thread& server, std::string name);
 
   /// Fails when it is open already, or the transport is closed.
   Result open(int listening);
