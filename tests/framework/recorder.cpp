@@ -132,7 +132,8 @@ bool isWholeLife(const Events& events) {
   if (wasUp && middle.back().rfind("onChannelDown ", 0) != 0) return false;
   if (wasUp) middle.pop_back();
   const Events started(allEvents().begin(), allEvents().begin() + 6);
-  return !middle.empty() && middle.size() <= started.size() && std::equal(middle.begin(), middle.end(), started.begin());
+  return !middle.empty() && middle.size() <= started.size() &&
+         std::equal(middle.begin(), middle.end(), started.begin());
 }
 
 }  // namespace testing_support
