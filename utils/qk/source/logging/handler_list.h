@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "qk/logging/handlers.h"
+#include "qk/logging/handler.h"
 
 namespace qk::logging {
 

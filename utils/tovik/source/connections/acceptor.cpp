@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "connections/consumer_hold.h"
+#include "connections/tcp_conduit.h"
 #include "connections/transport_core.h"
 #include "tovik/consumer.h"
 #include "tovik/socket.h"
@@ -29,9 +30,9 @@ Acceptor::Acceptor(std::shared_ptr<TransportCore> core, ConsumerGenerator* gener
 Result Acceptor::open(int listening) {
   const std::lock_guard lock(mutex_);
   if (!stopping_) return failure(name_ + " is running already");
-  if (Result added = core_->addAcceptor(shared_from_this()); !added) return added;
+  if (Result added = core_->addCloseListener(shared_from_this()); !added) return added;
   if (Result watched = core_->worker().watchArrivals(listening, *this); !watched) {
-    core_->removeAcceptor(shared_from_this());
+    core_->removeCloseListener(shared_from_this());
     return watched;
   }
   listening_ = listening;
@@ -45,10 +46,11 @@ void Acceptor::close() {
     const std::lock_guard lock(mutex_);
     stopWatching();
   }
-  core_->removeAcceptor(shared_from_this());
+  core_->removeCloseListener(shared_from_this());
 }
 
-void Acceptor::end() {
+void Acceptor::onTransportClose() {
+  core_->worker().requireCurrent();
   const std::lock_guard lock(mutex_);
   if (!stopping_) sys::shutdown(listening_);
   stopWatching();
@@ -76,9 +78,10 @@ bool Acceptor::isOpen() const {
 }
 
 void Acceptor::onReady(unsigned events) {
+  core_->worker().requireCurrent();
   if (events == 0) return watchAgain();
-  core_->begin();
-  if (!beginCall()) return;
+  core_->start();
+  if (!startCall()) return;
   try {
     server_.run(stopping_);
   } catch (...) {
@@ -87,7 +90,7 @@ void Acceptor::onReady(unsigned events) {
   endCall();
 }
 
-bool Acceptor::beginCall() {
+bool Acceptor::startCall() {
   const std::lock_guard lock(mutex_);
   calling_ = !stopping_;
   return calling_;
@@ -100,6 +103,7 @@ void Acceptor::endCall() noexcept {
 
 /// Without memory for the timer there is no pause: the next turn tries again.
 void Acceptor::pause() {
+  core_->worker().requireCurrent();
   try {
     if (!pause_) pause_ = core_->worker().timers().add(std::chrono::steady_clock::now() + pauseLength, *this);
   } catch (const std::bad_alloc&) {
@@ -110,6 +114,7 @@ void Acceptor::pause() {
 }
 
 void Acceptor::onTimer() {
+  core_->worker().requireCurrent();
   pause_.reset();
   watchAgain();
 }
@@ -148,7 +153,8 @@ void Acceptor::handOver(Socket connection, Consumer& consumer) {
 
 Result Acceptor::add(Socket connection, const std::shared_ptr<ConsumerRecord>& consumer) {
   const std::lock_guard lock(mutex_);
-  return stopping_ ? failure("stopped listening") : core_->addConduit(std::move(connection), true, consumer, name_, -1);
+  return stopping_ ? failure("stopped listening")
+                   : TcpConduit::add(core_, consumer, std::move(connection), true, name_, -1);
 }
 
 }  // namespace tovik

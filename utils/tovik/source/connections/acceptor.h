@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "connections/transport_core.h"
 #include "tovik/event_handler.h"
 #include "tovik/result.h"
 #include "tovik/timer_queue.h"
@@ -16,14 +17,15 @@ class ConsumerGenerator;
 class ConsumerRecord;
 class Socket;
 class Thread;
-class TransportCore;
 
 /// Where a server's connections arrive: calls the server on the worker while one waits, and hands it to its consumer.
 /// Lives on while the worker is in it, when the server may be gone already.
 ///
 /// Threads:   open, close, wait and isOpen by any thread; the rest on the worker.
 /// Ownership: the server's, and while it is open the transport's too. Borrows the listening socket.
-class Acceptor final : public EventHandler, public std::enable_shared_from_this<Acceptor> {
+class Acceptor final : public EventHandler,
+                       public TransportCloseListener,
+                       public std::enable_shared_from_this<Acceptor> {
  public:
   /// Borrows the server, until `wait` has come true after `close`. The name is for logs, and the connections'.
   Acceptor(std::shared_ptr<TransportCore> core, ConsumerGenerator* generator, Thread& server, std::string name);
@@ -32,8 +34,8 @@ class Acceptor final : public EventHandler, public std::enable_shared_from_this<
   Result open(int listening);
   /// No call of the server begins any more, and no connection is handed over.
   void close();
-  /// The same for a transport that closes before its server stops: who connects then is refused.
-  void end();
+  /// The same for a transport that closes before its server stops: a peer that connects then is refused.
+  void onTransportClose() override;
   /// Waits for a call of the server to return, at most limit_ms milliseconds (-1: until it has). On the worker there is
   /// none, except one further up this very stack.
   bool wait(int limit_ms);
@@ -51,7 +53,7 @@ class Acceptor final : public EventHandler, public std::enable_shared_from_this<
  private:
   void stopWatching();
   void watchAgain();
-  bool beginCall();
+  bool startCall();
   void endCall() noexcept;
   void handOver(Socket connection, Consumer& consumer);
   Result add(Socket connection, const std::shared_ptr<ConsumerRecord>& consumer);

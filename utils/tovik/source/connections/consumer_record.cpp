@@ -1,9 +1,7 @@
 #include "connections/consumer_record.h"
 
 #include <algorithm>
-#include <utility>
 
-#include "connections/transport_core.h"
 #include "tovik/channel.h"
 
 namespace tovik {
@@ -28,17 +26,13 @@ ConsumerRecord::Remaining ConsumerRecord::release() {
 
 bool ConsumerRecord::retire() { return state_.fetch_or(retired, std::memory_order_acq_rel) == 0; }
 
-/// A channel whose connection is still there lives on with that.
+/// A channel whose connection has not ended lives on with that.
 void ConsumerRecord::dropChannel(const Channel& channel) {
   const auto found =
       std::find_if(channels_.begin(), channels_.end(), [&](const auto& each) { return each.get() == &channel; });
   if (found == channels_.end()) return;
   const std::shared_ptr<Channel> dropped = std::exchange(*found, std::move(channels_.back()));
   channels_.pop_back();
-}
-
-void ConsumerRecord::onReady(unsigned /*events*/) {
-  if (const auto core = core_.lock()) core->endConduitsOf(*this);
 }
 
 }  // namespace tovik

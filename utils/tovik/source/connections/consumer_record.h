@@ -1,63 +1,56 @@
 #pragma once
 
 #include <atomic>
-#include <list>
 #include <memory>
+#include <utility>
 #include <vector>
 
-#include "tovik/event_handler.h"
+#include "connections/connection.h"
 
 namespace tovik {
 
 class Channel;
 class Consumer;
-class TcpConduit;
-class TransportCore;
 
-/// What a transport knows of one consumer: who still holds it, and whether it has been given back.
+/// What a transport knows of one consumer: its holders, and whether it is retired.
 ///
-/// Holders are the consumer's connections and its running events. A retired consumer gets no new holder, and goes
-/// with its last one.
+/// The holders are the consumer's connections and its running events. A retired consumer gets no new holder, and is
+/// destroyed when its last one releases it.
 ///
-/// Threads:   any; addChannel and dropChannel on the worker.
+/// Threads:   hold, release, retire and isRetired by any thread; the channels on the worker; the connections and
+///            nextRetired are guarded by the transport's mutex.
 /// Ownership: keeps the channels that the consumer was given until the consumer releases them or is destroyed.
-class ConsumerRecord final : public EventHandler {
+class ConsumerRecord {
  public:
-  using Conduits = std::list<TcpConduit*>;
-
-  ConsumerRecord(std::weak_ptr<TransportCore> core, Consumer& consumer) : core_(std::move(core)), consumer_(consumer) {}
+  explicit ConsumerRecord(Consumer& consumer) : consumer_(consumer) {}
 
   Consumer& consumer() const { return consumer_; }
 
   /// False once the consumer is retired.
   [[nodiscard]] bool hold();
-  /// What is left of the holders afterwards: others, none, or none of a retired consumer, which the caller destroys.
+  /// The holders that remain: others, none, or none of a retired consumer, which the caller destroys.
   enum class Remaining { others, none, noneAndRetired };
   [[nodiscard]] Remaining release();
-  /// True when there is no holder: the caller destroys the consumer.
+  /// True if there is no holder: the caller destroys the consumer.
   [[nodiscard]] bool retire();
   bool isRetired() const { return (state_.load(std::memory_order_acquire) & retired) != 0; }
 
-  /// Whether nothing has to be known of the consumer any more: it has no holder, and no channel that it may call.
+  /// Whether the record may be forgotten: no holder, and no channel that the consumer may still call.
   bool isIdle() const { return state_.load(std::memory_order_acquire) == 0 && channels_.empty(); }
 
   void addChannel(std::shared_ptr<Channel> channel) { channels_.push_back(std::move(channel)); }
   void dropChannel(const Channel& channel);
-  /// Its connections in order of adding, for the transport, whose mutex guards them.
-  Conduits& conduits() { return conduits_; }
 
-  /// The turn that a retirement on another thread asks for: ends the consumer's connections.
-  void onReady(unsigned events) override;
+  ConnectionList<&Connection::ofConsumer> connections;
+  std::shared_ptr<ConsumerRecord> nextRetired;  // in the transport's chain of consumers retired by other threads
 
  private:
   static constexpr unsigned retired = 1;
   static constexpr unsigned holder = 2;
 
-  const std::weak_ptr<TransportCore> core_;
   Consumer& consumer_;
   std::atomic<unsigned> state_{0};  // the retired bit, and the count of holders above it
   std::vector<std::shared_ptr<Channel>> channels_;
-  Conduits conduits_;
 };
 
 }  // namespace tovik

@@ -1,33 +1,34 @@
 #include "connections/tcp_channel.h"
 
+#include <utility>
+
+#include "connections/connection.h"
 #include "connections/consumer_record.h"
-#include "connections/tcp_conduit.h"
 #include "tovik/socket_dir.h"
 
 namespace tovik {
 
-void TcpChannel::send(const char* data, unsigned long size) {
-  const std::lock_guard lock(mutex_);
-  if (conduit_ != nullptr) conduit_->send(data, size);
-}
+TcpChannel::TcpChannel(Connection& connection, ConsumerRecord& record, unsigned long maxUnitBytes, WorkerThread& worker,
+                       ConnectionCounters& counters, Socket socket, bool isConnected)
+    : maxUnitBytes_(maxUnitBytes),
+      record_(record),
+      connection_(&connection),
+      sendSide_(connection, worker, counters, std::move(socket), isConnected) {}
 
 void TcpChannel::sendFile(Descriptor file, long offset, unsigned long size) {
-  const std::lock_guard lock(mutex_);
-  if (conduit_ != nullptr) conduit_->sendFile(std::move(file), offset, size);
+  sendSide_.sendFile(std::move(file), offset, size);
 }
 
-void TcpChannel::bringDown() {
-  const std::lock_guard lock(mutex_);
-  if (conduit_ != nullptr) conduit_->requestEnd(dirLocal);
-}
+void TcpChannel::bringDown() { sendSide_.requestEnd(dirLocal); }
 
-void TcpChannel::bringDownWhenSent() {
-  const std::lock_guard lock(mutex_);
-  if (conduit_ != nullptr) conduit_->endWhenSent();
-}
+bool TcpChannel::delivers() const { return connection_ != nullptr && connection_->delivers(); }
 
 void TcpChannel::release() { record_.dropChannel(*this); }
 
-bool TcpChannel::delivers() const { return conduit_ != nullptr && conduit_->delivers(); }
+void TcpChannel::close(EndCause cause) {
+  sendSide_.close();
+  connection_ = nullptr;
+  endCause_ = cause;
+}
 
 }  // namespace tovik

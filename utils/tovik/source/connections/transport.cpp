@@ -38,8 +38,8 @@ Transport::~Transport() {
 bool Transport::deactivateAllConduits(int limit_ms) {
   const auto core = core_;
   // What outlasts the limit keeps the core; without one nothing is allocated.
-  if (limit_ms >= 0) return core->worker().callWithin([core] { core->endConduits(); }, limit_ms);
-  core->worker().call([&core] { core->endConduits(); });
+  if (limit_ms >= 0) return core->worker().callWithin([core] { core->endConnections(); }, limit_ms);
+  core->worker().call([&core] { core->endConnections(); });
   return true;
 }
 

@@ -1,13 +1,9 @@
 #include "connections/transport_core.h"
 
 #include <utility>
-#include <vector>
 
-#include "connections/acceptor.h"
 #include "connections/consumer_record.h"
-#include "connections/tcp_conduit.h"
 #include "tovik/consumer.h"
-#include "tovik/socket.h"
 #include "tovik/socket_dir.h"
 #include "tovik/thread_callbacks.h"
 #include "tovik/worker_thread.h"
@@ -25,7 +21,10 @@ TransportCore::TransportCore(std::shared_ptr<WorkerThread> worker, const Traits&
       counters_(&worker_->connections()),
       onWorker_(onWorker) {}
 
-TransportCore::~TransportCore() = default;
+TransportCore::~TransportCore() {
+  while (takeRetired() != nullptr) {
+  }
+}
 
 std::shared_ptr<ConsumerRecord> TransportCore::hold(Consumer& consumer) {
   const std::lock_guard lock(mutex_);
@@ -35,57 +34,56 @@ std::shared_ptr<ConsumerRecord> TransportCore::hold(Consumer& consumer) {
 }
 
 void TransportCore::release(const std::shared_ptr<ConsumerRecord>& record) {
-  const ConsumerRecord::Remaining left = record->release();
-  if (left == ConsumerRecord::Remaining::others) return;
+  const ConsumerRecord::Remaining remaining = record->release();
+  if (remaining == ConsumerRecord::Remaining::others) return;
   std::unique_lock lock(mutex_);
-  if (left == ConsumerRecord::Remaining::noneAndRetired) return destroy(record->consumer(), std::move(lock));
+  if (remaining == ConsumerRecord::Remaining::noneAndRetired) return destroy(record->consumer(), std::move(lock));
   // Another thread may hold or retire the consumer by now, and there may be a new one at its address.
   const auto found = records_.find(&record->consumer());
   if (found != records_.end() && found->second == record && record->isIdle()) records_.erase(found);
 }
 
-Result TransportCore::addConduit(Socket socket, bool connected, const std::shared_ptr<ConsumerRecord>& record,
-                                 const std::string& name, int limit_ms) {
+Result TransportCore::add(const std::shared_ptr<Connection>& connection, ConsumerRecord& record) {
   const std::lock_guard lock(mutex_);
   if (closed_) return failure("transport " + name_ + " is closed");
-  const auto conduit = std::make_shared<TcpConduit>(shared_from_this(), record, std::move(socket), connected, name,
-                                                    ++conduitsAdded_, limit_ms);
-  Conduits inTransport{conduit};
-  ConsumerRecord::Conduits inRecord{conduit.get()};
-  if (!record->hold()) return failure("the consumer of " + name + " is retired");
-  conduit->setPlace({inTransport.begin(), inRecord.begin()});
-  conduits_.splice(conduits_.end(), inTransport);
-  record->conduits().splice(record->conduits().end(), inRecord);
-  worker_->schedule(conduit);
+  if (!record.hold()) return failure("the consumer of " + connection->name() + " is retired");
+  connection->number = ++connectionsAdded_;
+  connections_.add(*connection);
+  record.connections.add(*connection);
+  worker_->schedule(connection);
   return Success;
 }
 
-void TransportCore::removeConduit(const Place& place, ConsumerRecord& record) noexcept {
-  Conduits removed;  // released without the lock
+void TransportCore::removeConnection(Connection& connection, ConsumerRecord& record) noexcept {
+  std::shared_ptr<Connection> removed;  // released without the lock
   const std::lock_guard lock(mutex_);
-  record.conduits().erase(place.inRecord);
-  removed.splice(removed.begin(), conduits_, place.inTransport);
+  removed = record.connections.remove(connection);
+  removed = connections_.remove(connection);
 }
 
-Result TransportCore::addAcceptor(std::shared_ptr<Acceptor> acceptor) {
+Result TransportCore::addCloseListener(std::shared_ptr<TransportCloseListener> listener) {
   const std::lock_guard lock(mutex_);
   if (closed_) return failure("transport " + name_ + " is closed");
-  acceptors_.insert(std::move(acceptor));
+  closeListeners_.insert(std::move(listener));
   return Success;
 }
 
-void TransportCore::removeAcceptor(const std::shared_ptr<Acceptor>& acceptor) noexcept {
+void TransportCore::removeCloseListener(const std::shared_ptr<TransportCloseListener>& listener) noexcept {
   const std::lock_guard lock(mutex_);
-  acceptors_.erase(acceptor);
+  closeListeners_.erase(listener);
 }
 
 void TransportCore::retire(Consumer& consumer) {
   std::unique_lock lock(mutex_);
   const auto record = findRecord(consumer);
   if (record == nullptr || record->retire()) return destroy(consumer, std::move(lock));
-  if (!worker_->isCurrent()) return worker_->schedule(record);
-  lock.unlock();
-  endConduitsOf(*record);
+  if (worker_->isCurrent()) {
+    lock.unlock();
+    return endConnections(record.get());
+  }
+  record->nextRetired = std::move(retiredElsewhere_);
+  retiredElsewhere_ = record;
+  worker_->schedule(shared_from_this());
 }
 
 /// With the lock, but not around the destructor: that may wait for other threads, and use the transport.
@@ -101,7 +99,8 @@ void TransportCore::destroy(Consumer& consumer, std::unique_lock<std::mutex> loc
   *link = self.next;
 }
 
-void TransportCore::begin() {
+void TransportCore::start() {
+  worker_->requireCurrent();
   if (std::exchange(started_, true)) return;
   try {
     if (callbacks_ != nullptr) callbacks_->onThreadStart(*worker_);
@@ -111,26 +110,29 @@ void TransportCore::begin() {
   }
 }
 
-void TransportCore::endConduits() { endConduits(nullptr); }
+void TransportCore::onReady(unsigned /*events*/) {
+  start();
+  while (const auto record = takeRetired()) endConnections(record.get());
+}
 
-void TransportCore::endConduitsOf(ConsumerRecord& record) { endConduits(&record); }
+void TransportCore::endConnections() { endConnections(nullptr); }
 
-/// One at a time and up to a mark: a consumer that is told may end others, or begin new ones, which are not meant.
-void TransportCore::endConduits(ConsumerRecord* record) {
+/// Of one consumer, or all. One at a time and up to a mark: a consumer that is notified may end others, or start new
+/// ones, which are not meant.
+void TransportCore::endConnections(const ConsumerRecord* record) {
   worker_->requireCurrent();
   unsigned long long last = 0;
   {
     const std::lock_guard lock(mutex_);
-    last = conduitsAdded_;
+    last = connectionsAdded_;
   }
-  for (auto conduit = firstConduit(record); conduit != nullptr && conduit->number() <= last;
-       conduit = firstConduit(record))
-    conduit->end(dirLocal);
+  while (const auto connection = firstConnection(record, last)) connection->end(dirLocal);
 }
 
-void TransportCore::endConduitsSoon() noexcept {
+void TransportCore::endConnectionsSoon() noexcept {
   const std::lock_guard lock(mutex_);
-  for (const auto& conduit : conduits_) conduit->requestEnd(dirFailed);
+  for (Connection* each = connections_.first(); each != nullptr; each = connections_.next(*each))
+    each->requestEnd(dirFailed);
 }
 
 void TransportCore::refuseNew() {
@@ -139,16 +141,17 @@ void TransportCore::refuseNew() {
 }
 
 void TransportCore::close() {
-  decltype(acceptors_) open;
+  worker_->requireCurrent();
+  decltype(closeListeners_) listeners;
   {
     const std::lock_guard lock(mutex_);
     closed_ = true;
-    open.swap(acceptors_);
+    listeners.swap(closeListeners_);
   }
-  for (const auto& acceptor : open) acceptor->end();
-  // The turn that was to begin it may still be to come, when the callbacks are gone.
-  begin();
-  endConduits();
+  for (const auto& listener : listeners) listener->onTransportClose();
+  // The turn that was to start it may still be to come, when the callbacks are gone.
+  start();
+  endConnections();
   try {
     if (callbacks_ != nullptr) callbacks_->onThreadStop(*worker_);
   } catch (...) {
@@ -163,22 +166,30 @@ std::shared_ptr<ConsumerRecord> TransportCore::findRecord(Consumer& consumer) co
 
 /// Null for a consumer that is being destroyed.
 std::shared_ptr<ConsumerRecord> TransportCore::recordFor(Consumer& consumer) {
-  for (const BeingDestroyed* beingDestroyed = beingDestroyed_; beingDestroyed != nullptr;
-       beingDestroyed = beingDestroyed->next)
-    if (beingDestroyed->consumer == &consumer) return nullptr;
+  for (const BeingDestroyed* each = beingDestroyed_; each != nullptr; each = each->next)
+    if (each->consumer == &consumer) return nullptr;
   auto record = findRecord(consumer);
   if (record == nullptr) {
-    record = std::make_shared<ConsumerRecord>(weak_from_this(), consumer);
+    record = std::make_shared<ConsumerRecord>(consumer);
     records_.emplace(&consumer, record);
   }
   return record;
 }
 
-/// Of one consumer, or of all: the one that was added first.
-std::shared_ptr<TcpConduit> TransportCore::firstConduit(ConsumerRecord* record) {
+/// The last consumer that another thread has retired, once; null if there is none.
+std::shared_ptr<ConsumerRecord> TransportCore::takeRetired() {
   const std::lock_guard lock(mutex_);
-  if (record == nullptr) return conduits_.empty() ? nullptr : conduits_.front();
-  return record->conduits().empty() ? nullptr : record->conduits().front()->shared_from_this();
+  auto taken = std::move(retiredElsewhere_);
+  if (taken != nullptr) retiredElsewhere_ = std::move(taken->nextRetired);
+  return taken;
+}
+
+/// Of one consumer, or all. Null if the first one has a higher number.
+std::shared_ptr<Connection> TransportCore::firstConnection(const ConsumerRecord* record,
+                                                           unsigned long long highestNumber) {
+  const std::lock_guard lock(mutex_);
+  Connection* const first = record == nullptr ? connections_.first() : record->connections.first();
+  return first == nullptr || first->number > highestNumber ? nullptr : first->shared_from_this();
 }
 
 }  // namespace tovik

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <list>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -9,6 +8,7 @@
 #include <tr1/functional>
 #include <unordered_map>
 
+#include "connections/connection.h"
 #include "tovik/connection_counters.h"
 #include "tovik/event_handler.h"
 #include "tovik/result.h"
@@ -19,26 +19,24 @@ namespace tovik {
 class Consumer;
 class ConsumerRecord;
 class Factory;
-class Acceptor;
-class Socket;
-class TcpConduit;
 class ThreadCallbacks;
 class WorkerThread;
 
-/// The part of a transport that lives on for as long as one of its events is on a stack.
+/// Something besides connections that ends with its transport.
+class TransportCloseListener {
+ public:
+  virtual ~TransportCloseListener() = default;
+  /// The transport closes. On the worker.
+  virtual void onTransportClose() = 0;
+};
+
+/// The part of a transport that exists until the last of its events has returned.
 ///
-/// Threads: hold, release, addConduit, addAcceptor, removeAcceptor, retire and endConduitsSoon by any thread; the
-///          counters as they say; the rest on the worker.
+/// Threads: hold, release, add, addCloseListener, removeCloseListener, retire, refuseNew, refusesNew and
+///          endConnectionsSoon by any thread; the counters as they say; the rest on the worker.
 class TransportCore final : public EventHandler, public std::enable_shared_from_this<TransportCore> {
  public:
   using OnWorker = std::tr1::function<void(WorkerThread*)>;
-  using Conduits = std::list<std::shared_ptr<TcpConduit>>;
-
-  /// A conduit's positions in the lists of its transport and of its consumer.
-  struct Place {
-    Conduits::iterator inTransport;
-    std::list<TcpConduit*>::iterator inRecord;
-  };
 
   TransportCore(std::shared_ptr<WorkerThread> worker, const Traits& traits, ThreadCallbacks* callbacks,
                 Factory* factory, const OnWorker& onWorker, std::string name);
@@ -49,43 +47,42 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   Factory* factory() const { return factory_; }
   ConnectionCounters& counters() { return counters_; }
 
-  /// Keeps a consumer from going while something is done for it: see ConsumerHold. Null when it has been given back or
-  /// the transport is closed.
+  /// Keeps a consumer from being destroyed while it is called: see ConsumerHold. Null if it is retired or the transport
+  /// is closed.
   std::shared_ptr<ConsumerRecord> hold(Consumer& consumer);
-  /// Gives a hold back. Destroys the consumer if that was the last one and it is retired; forgets it if that was the
-  /// last one and it never was connected.
+  /// Undoes one hold. After the last one the consumer is destroyed if it is retired, and forgotten if it never was
+  /// connected.
   void release(const std::shared_ptr<ConsumerRecord>& record);
 
-  /// Takes over a socket that is connecting, or connected already, for a consumer. limit_ms as in Client.
-  Result addConduit(Socket socket, bool connected, const std::shared_ptr<ConsumerRecord>& record,
-                    const std::string& name, int limit_ms);
-  /// Forgets a conduit whose consumer has been told everything.
-  void removeConduit(const Place& place, ConsumerRecord& record) noexcept;
+  /// Adds a connection of the consumer and gives it a turn. Holds the consumer until the connection is removed.
+  Result add(const std::shared_ptr<Connection>& connection, ConsumerRecord& record);
+  /// The connection's holder still releases the consumer.
+  void removeConnection(Connection& connection, ConsumerRecord& record) noexcept;
 
-  /// Ends the acceptor with the transport, unless it is removed before. Fails once the transport is closed.
-  Result addAcceptor(std::shared_ptr<Acceptor> acceptor);
-  void removeAcceptor(const std::shared_ptr<Acceptor>& acceptor) noexcept;
+  /// Fails once the transport is closed.
+  Result addCloseListener(std::shared_ptr<TransportCloseListener> listener);
+  void removeCloseListener(const std::shared_ptr<TransportCloseListener>& listener) noexcept;
 
   void retire(Consumer& consumer);
 
-  /// The transport's first turn, before its first event.
-  void begin();
-  void onReady(unsigned /*events*/) override { begin(); }
+  /// Notifies the transport's owner that the worker serves it: in its first turn, before its first event.
+  void start();
+  /// Starts the transport, and ends the connections of consumers that other threads have retired.
+  void onReady(unsigned events) override;
 
-  /// Ends every connection there is now, and has told its consumer when it returns.
-  void endConduits();
-  void endConduitsOf(ConsumerRecord& record);
+  /// Ends every connection that exists now. Each consumer has been notified when it returns.
+  void endConnections();
   /// Ends every connection as failed, each in a turn of its own.
-  void endConduitsSoon() noexcept;
+  void endConnectionsSoon() noexcept;
 
-  /// Nothing is added any more.
+  /// Nothing is added from now on.
   void refuseNew();
   bool refusesNew() const { return closed_; }
-  /// Ends everything and takes nothing new.
+  /// Ends everything. Nothing is added from now on.
   void close();
 
  private:
-  /// A consumer whose destructor is running on some thread: nothing may be added for it any more.
+  /// A consumer whose destructor runs on some thread: nothing may be added for it any more.
   struct BeingDestroyed {
     const Consumer* consumer;
     BeingDestroyed* next;
@@ -93,9 +90,10 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
 
   std::shared_ptr<ConsumerRecord> findRecord(Consumer& consumer) const;
   std::shared_ptr<ConsumerRecord> recordFor(Consumer& consumer);
+  std::shared_ptr<ConsumerRecord> takeRetired();
   void destroy(Consumer& consumer, std::unique_lock<std::mutex> lock);
-  void endConduits(ConsumerRecord* record);
-  std::shared_ptr<TcpConduit> firstConduit(ConsumerRecord* record);
+  void endConnections(const ConsumerRecord* record);
+  std::shared_ptr<Connection> firstConnection(const ConsumerRecord* record, unsigned long long highestNumber);
 
   const std::shared_ptr<WorkerThread> worker_;  // ends with its dispatcher; a listener may outlive both
   const Traits traits_;
@@ -110,12 +108,12 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
 
   std::mutex mutex_;                 // guards the members below; never held while a consumer is called
   std::atomic<bool> closed_{false};  // read without the mutex, too
-  unsigned long long conduitsAdded_ = 0;
-  Conduits conduits_;
-  std::set<std::shared_ptr<Acceptor>> acceptors_;  // the open ones
+  unsigned long long connectionsAdded_ = 0;
+  ConnectionList<&Connection::inTransport> connections_;
+  std::set<std::shared_ptr<TransportCloseListener>> closeListeners_;
   std::unordered_map<Consumer*, std::shared_ptr<ConsumerRecord>> records_;
-  BeingDestroyed* beingDestroyed_ =
-      nullptr;  // linked through the stacks of the threads that destroy: that must not need memory
+  std::shared_ptr<ConsumerRecord> retiredElsewhere_;  // linked through the records: retiring must not need memory
+  BeingDestroyed* beingDestroyed_ = nullptr;          // linked through the destroying threads' stacks, likewise
 };
 
 }  // namespace tovik

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "connections/consumer_hold.h"
+#include "connections/tcp_conduit.h"
 #include "tovik/consumer.h"
 #include "tovik/socket.h"
 
@@ -21,7 +22,7 @@ Result Client::setup_and_connect(const Address& remote, const Address& local, in
   if (Result bound = socket.bindToConnect(local); !bound) return bound;
   bool connected = false;
   if (Result connecting = socket.connect(remote, connected); !connecting) return connecting;
-  return core_->addConduit(std::move(socket), connected, hold.record(), name_, limit_ms);
+  return TcpConduit::add(core_, hold.record(), std::move(socket), connected, name_, limit_ms);
 } catch (const std::bad_alloc&) {
   return failure("out of memory");
 }

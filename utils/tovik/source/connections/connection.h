@@ -1,0 +1,70 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "tovik/conduit.h"
+#include "tovik/event_handler.h"
+
+namespace tovik {
+
+class Connection;
+
+/// A connection's place in one ConnectionList.
+struct ConnectionLinks {
+  std::shared_ptr<Connection> self;  // null while it is in no list
+  Connection* previous = nullptr;
+  Connection* next = nullptr;
+};
+
+/// What a transport needs of its connections: to end them, and their places in its lists.
+///
+/// Threads:   requestEnd by any thread; number and the links are guarded by the transport's mutex; the rest on the
+///            worker.
+/// Ownership: the transport's and its consumer's lists; the worker keeps one until the end of the turn in which it
+/// ends.
+class Connection : public Conduit, public EventHandler, public std::enable_shared_from_this<Connection> {
+ public:
+  /// Ends the connection now and notifies its consumer before it returns, also when called from inside one of the
+  /// connection's own events. direction: a SocketDir.
+  virtual void end(int direction) = 0;
+  /// Ends the connection in a turn of its own. The first request counts.
+  virtual void requestEnd(int direction) noexcept = 0;
+  /// Whether received data still goes to the consumer.
+  virtual bool delivers() const = 0;
+
+  unsigned long long number = 0;  // a transport's connections are numbered in order of adding
+  ConnectionLinks inTransport;
+  ConnectionLinks ofConsumer;
+};
+
+/// Connections in order of adding, linked through themselves: adding and removing one takes constant time and no
+/// memory. Not thread-safe.
+template <ConnectionLinks Connection::*links>
+class ConnectionList {
+ public:
+  Connection* first() const { return first_; }
+  static Connection* next(const Connection& connection) { return (connection.*links).next; }
+
+  void add(Connection& connection) {
+    ConnectionLinks& added = connection.*links;
+    added.self = connection.shared_from_this();
+    added.previous = last_;
+    (last_ == nullptr ? first_ : (last_->*links).next) = &connection;
+    last_ = &connection;
+  }
+
+  /// The connection is in the list. Destroys nothing: the caller releases what is returned.
+  [[nodiscard]] std::shared_ptr<Connection> remove(Connection& connection) noexcept {
+    ConnectionLinks removed = std::exchange(connection.*links, ConnectionLinks());
+    (removed.previous == nullptr ? first_ : (removed.previous->*links).next) = removed.next;
+    (removed.next == nullptr ? last_ : (removed.next->*links).previous) = removed.previous;
+    return std::move(removed.self);
+  }
+
+ private:
+  Connection* first_ = nullptr;
+  Connection* last_ = nullptr;
+};
+
+}  // namespace tovik

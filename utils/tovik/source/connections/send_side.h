@@ -1,0 +1,65 @@
+#pragma once
+
+#include <mutex>
+
+#include "streams/output_queue.h"
+#include "tovik/descriptor.h"
+#include "tovik/result.h"
+#include "tovik/socket.h"
+
+namespace tovik {
+
+class Connection;
+class ConnectionCounters;
+class WorkerThread;
+
+/// A connection's socket and what waits to be sent on it: what its channel, which any thread may call, and its conduit
+/// share.
+///
+/// Threads:   send, sendFile, endWhenSent and requestEnd by any thread; the rest on the worker.
+/// Ownership: owns the socket; borrows the connection, the worker and the counters until close.
+class SendSide {
+ public:
+  /// isConnected: whether the socket is connected already.
+  SendSide(Connection& connection, WorkerThread& worker, ConnectionCounters& counters, Socket socket, bool isConnected);
+
+  /// Sends at once as much as the kernel takes, and copies the rest. Has no effect after endWhenSent and close.
+  void send(const char* data, unsigned long size);
+  /// Queues size bytes of the file from offset on.
+  void sendFile(Descriptor file, long offset, unsigned long size);
+  /// Ends the connection once everything that was sent has been handed to the kernel.
+  void endWhenSent();
+  /// Ends the connection in a turn of its own, unless it has ended. direction: a SocketDir.
+  void requestEnd(int direction);
+
+  /// Makes the worker call the connection when the socket's readiness changes.
+  Result watch();
+  /// As Socket::recv. What a thread did before a send happens-before the handling of what is received after it.
+  long receive(char* data, unsigned long size);
+  /// Hands the queue to the kernel, as much as it takes.
+  void writeMore();
+  /// Hands the queue to the kernel, as much as it takes, and closes the socket.
+  void close();
+
+  /// For what the worker alone does with the socket.
+  Socket& socket() { return socket_; }
+  const Socket& socket() const { return socket_; }
+
+ private:
+  OutputQueue::Outcome write();
+  void watchOutput();
+  void requestTurn();
+  void countSent(unsigned long bytes);
+
+  WorkerThread& worker_;
+  ConnectionCounters& counters_;
+
+  std::mutex mutex_;
+  Socket socket_;           // used with the mutex held, except by the worker, which alone closes it
+  Connection* connection_;  // this and the rest guarded by the mutex; null once closed
+  OutputQueue output_;
+  bool endsWhenSent_ = false;
+  bool outputWatched_;
+};
+
+}  // namespace tovik
