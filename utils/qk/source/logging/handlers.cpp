@@ -2,12 +2,12 @@
 
 #include <array>
 #include <cstddef>
-#include <mutex>
 #include <new>
 #include <stdexcept>
 #include <utility>
 
 #include "logging/handler_list.h"
+#include "qk/mutex.h"
 
 namespace qk::logging {
 
@@ -24,14 +24,14 @@ class Registry {
   }
 
   std::shared_ptr<const HandlerList> handlers() noexcept {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return handlers_;
   }
 
   HandlerId add(Handler handler) {
     // Declared before the lock: the list that is replaced may take a callable with it, whose destructor may log.
     std::shared_ptr<const HandlerList> list;
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     list = handlers_->with(lastId_ + 1, std::move(handler));
     handlers_.swap(list);
     return ++lastId_;
@@ -39,7 +39,7 @@ class Registry {
 
   bool remove(HandlerId id) {
     std::shared_ptr<const HandlerList> list;
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     list = handlers_->without(id);
     if (list == nullptr) {
       return false;
@@ -49,11 +49,12 @@ class Registry {
   }
 
  private:
-  std::mutex mutex_;
   const HandlerList none_{};
-  // Guarded by mutex_. At first none_, not owned: to log needs no memory here.
-  std::shared_ptr<const HandlerList> handlers_{std::shared_ptr<const HandlerList>(), &none_};
-  HandlerId lastId_ = 0;
+
+  Mutex mutex_;
+  // At first none_, not owned: to log needs no memory here.
+  std::shared_ptr<const HandlerList> handlers_ QK_GUARDED_BY(mutex_){std::shared_ptr<const HandlerList>(), &none_};
+  HandlerId lastId_ QK_GUARDED_BY(mutex_) = 0;
 };
 
 constinit thread_local HandlerPin* innermostPin = nullptr;
