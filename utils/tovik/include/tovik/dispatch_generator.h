@@ -1,7 +1,8 @@
 #pragma once
 
+#include <qk/mutex.h>
+
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -43,19 +44,15 @@ class TOVIK_API DispatchGenerator {
   bool join();
 
  private:
-  struct Place {
-    std::shared_ptr<WorkerThread> worker;
-    unsigned long transports = 0;
-  };
-
   void stopWorkers();
 
   const std::string name_;
-  std::vector<Place> places_;  // its length is constant after start
+  std::vector<std::shared_ptr<WorkerThread>> workers_;  // constant after start
 
-  mutable std::mutex mutex_;  // guards the counts of places_ and the members below
-  unsigned long transports_ = 0;
-  bool retired_ = false;
+  mutable qk::Mutex mutex_;
+  std::vector<unsigned long> transportsOf_ QK_GUARDED_BY(mutex_);  // each worker, at its place in workers_
+  unsigned long transports_ QK_GUARDED_BY(mutex_) = 0;
+  bool retired_ QK_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace tovik

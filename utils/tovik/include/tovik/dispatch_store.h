@@ -1,8 +1,9 @@
 #pragma once
 
+#include <qk/mutex.h>
+
 #include <functional>
 #include <list>
-#include <mutex>
 #include <string>
 
 #include "tovik/dispatch_generator.h"
@@ -51,13 +52,13 @@ class TOVIK_API DispatchStore {
 
   DispatchStore() = default;
   ~DispatchStore() = default;
-  Dispatchers::iterator find(const std::string& name);
-  DispatchGenerator* at(unsigned long number);
+  Dispatchers::iterator find(const std::string& name) QK_REQUIRES(mutex_);
+  DispatchGenerator* at(unsigned long number) QK_REQUIRES(mutex_);
   void destroyUnused();
 
-  std::mutex mutex_;  // guards both
-  Dispatchers dispatchers_;
-  Dispatchers removed_;  // still used by a transport when last looked at
+  qk::Mutex mutex_;
+  Dispatchers dispatchers_ QK_GUARDED_BY(mutex_);
+  Dispatchers removed_ QK_GUARDED_BY(mutex_);  // still used by a transport when last looked at
 };
 
 }  // namespace tovik

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <condition_variable>
+#include <qk/mutex.h>
+
 #include <iosfwd>
-#include <mutex>
 #include <string>
 #include <thread>
 
@@ -46,15 +46,16 @@ class TOVIK_API Thread {
 
  private:
   void main();
+  bool awaitEnd(int limit_ms);
   void setRunning(bool running);
 
   const std::string name_;
   std::thread thread_;
   volatile bool stopping_ = false;
 
-  mutable std::mutex mutex_;  // guards running_
-  std::condition_variable ended_;
-  bool running_ = false;
+  mutable qk::Mutex mutex_;
+  qk::ConditionVariable ended_;
+  bool running_ QK_GUARDED_BY(mutex_) = false;
 };
 
 /// Calls print.

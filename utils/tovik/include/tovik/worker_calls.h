@@ -1,8 +1,9 @@
 #pragma once
 
+#include <qk/mutex.h>
+
 #include <atomic>
 #include <functional>
-#include <mutex>
 #include <string>
 
 #include "tovik/visibility.h"
@@ -62,33 +63,32 @@ class TOVIK_API WorkerCalls {
   struct Call;
   struct DetachedCall;
   enum class State { idle, running, ended };
-  using Lock = std::unique_lock<std::mutex>;
 
   bool request(const std::function<void()>& f, bool nests, int limit_ms);
-  static bool await(Lock& lock, Wait& wait, int limit_ms);
-  void add(Call& call);
-  Call* takeOldest(unsigned long long highestNumber);
-  Call* takeNestable();
-  Call* take(Call** link);
-  bool hasNestable(const Wait& wait) const;
-  void beginWait(Wait& wait);
-  static void run(Call& call);
-  static const Wait* waitFor(const WorkerCalls& from, const WorkerCalls& to);
-  static const WorkerCalls* targetOf(const WorkerCalls& worker);
-  static void logSlowWait(const Wait& wait) noexcept;
+  static bool await(Wait& wait, int limit_ms) QK_REQUIRES(mutex_);
+  void add(Call& call) QK_REQUIRES(mutex_);
+  Call* takeOldest(unsigned long long highestNumber) QK_REQUIRES(mutex_);
+  Call* takeNestable() QK_REQUIRES(mutex_);
+  Call* take(Call** link) QK_REQUIRES(mutex_);
+  bool hasNestable(const Wait& wait) const QK_REQUIRES(mutex_);
+  void beginWait(Wait& wait) QK_REQUIRES(mutex_);
+  static void run(Call& call) noexcept QK_EXCLUDES(mutex_);
+  static const Wait* waitFor(const WorkerCalls& from, const WorkerCalls& to) QK_REQUIRES(mutex_);
+  static const WorkerCalls* targetOf(const WorkerCalls& worker) QK_REQUIRES(mutex_);
+  static void logSlowWait(const Wait& wait) noexcept QK_EXCLUDES(mutex_);
 
   static inline thread_local WorkerCalls* current_ = nullptr;
+  static qk::Mutex mutex_;  // of all workers: waits cross them
 
   const std::string name_;
   const std::function<void()> wake_;
   std::atomic<unsigned long> waiting_{0};  // changed with the mutex held
 
-  // Guarded by the one mutex of all workers, like every Call and Wait: waits cross workers.
-  Call* first_ = nullptr;
-  unsigned long long added_ = 0;
-  Wait* wait_ = nullptr;    // what this worker waits for: the innermost of its waits
-  Wait* joiner_ = nullptr;  // who waits for its end
-  State state_ = State::idle;
+  Call* first_ QK_GUARDED_BY(mutex_) = nullptr;
+  unsigned long long added_ QK_GUARDED_BY(mutex_) = 0;
+  Wait* wait_ QK_GUARDED_BY(mutex_) = nullptr;    // what this worker waits for: the innermost of its waits
+  Wait* joiner_ QK_GUARDED_BY(mutex_) = nullptr;  // who waits for its end
+  State state_ QK_GUARDED_BY(mutex_) = State::idle;
 };
 
 }  // namespace tovik

@@ -1,10 +1,11 @@
 #pragma once
 
+#include <qk/mutex.h>
+
 #include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -112,9 +113,9 @@ class TOVIK_API WorkerThread : private Thread {
   Descriptor epoll_;
   Descriptor wakeUp_;
 
-  std::mutex mutex_;  // guards the two below
-  Chain scheduled_;
-  bool takesTurns_ = true;  // false once it has ended
+  qk::Mutex mutex_;
+  Chain scheduled_ QK_GUARDED_BY(mutex_);
+  bool takesTurns_ QK_GUARDED_BY(mutex_) = true;  // false once it has ended
 
   WorkerCalls calls_;
   TimerQueue timers_;

@@ -24,37 +24,37 @@ Result DispatchStore::add(const std::string& name, unsigned workerCount) {
   Dispatchers added;  // destroyed without the lock, too: that waits for the workers
   added.emplace_back(name);
   if (Result result = added.back().start(workerCount); !result) return result;
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   if (find(name) != dispatchers_.end()) return taken();
   dispatchers_.splice(dispatchers_.end(), added);
   return Success;
 }
 
 DispatchGenerator* DispatchStore::fetch(const std::string& name) {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   const auto found = find(name);
   return found == dispatchers_.end() ? nullptr : &*found;
 }
 
 DispatchGenerator* DispatchStore::fetch(unsigned long number) {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   return at(number);
 }
 
 void DispatchStore::use(const std::string& name, const std::function<void(DispatchGenerator*)>& f) {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   const auto found = find(name);
   f(found == dispatchers_.end() ? nullptr : &*found);
 }
 
 void DispatchStore::use(unsigned long number, const std::function<void(DispatchGenerator*)>& f) {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   f(at(number));
 }
 
 Result DispatchStore::remove(const std::string& name) {
   {
-    const std::lock_guard lock(mutex_);
+    const qk::MutexLock lock(mutex_);
     const auto found = find(name);
     if (found == dispatchers_.end()) return failure("no dispatcher " + name);
     found->retire();
@@ -77,7 +77,7 @@ DispatchGenerator* DispatchStore::at(unsigned long number) {
 void DispatchStore::destroyUnused() {
   Dispatchers unused;
   {
-    const std::lock_guard lock(mutex_);
+    const qk::MutexLock lock(mutex_);
     for (auto next = removed_.begin(); next != removed_.end();) {
       const auto dispatcher = next++;
       if (!dispatcher->isUsed()) unused.splice(unused.end(), removed_, dispatcher);
@@ -85,7 +85,7 @@ void DispatchStore::destroyUnused() {
   }
   unused.remove_if([](DispatchGenerator& dispatcher) { return dispatcher.join(); });
   // What waits for this thread is looked at again when the store next changes.
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   removed_.splice(removed_.end(), unused);
 }
 

@@ -3,7 +3,6 @@
 #include <qk/logging/logging.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -17,14 +16,14 @@ namespace tovik {
 
 namespace {
 
-/// Of all workers: waits cross them. Its destructor does nothing, so it serves while the program exits, too.
-std::mutex callsMutex;
-
 #ifndef NDEBUG
 constexpr std::chrono::seconds slowWait{5};
 #endif
 
 }  // namespace
+
+/// Its destructor does nothing, so it serves while the program exits, too.
+constinit qk::Mutex WorkerCalls::mutex_;
 
 /// A thread's wait for a worker; on that thread's stack. It has a condition of its own, so that nobody else wakes.
 struct WorkerCalls::Wait {
@@ -34,19 +33,19 @@ struct WorkerCalls::Wait {
   WorkerCalls* const waiter;  // null: the thread is no worker
   const WorkerCalls& target;
   Wait* const outer;  // the waiter's, inside which it runs what waits here
-  bool done = false;
-  std::condition_variable changed;
+  bool done QK_GUARDED_BY(mutex_) = false;
+  qk::ConditionVariable changed;
 };
 
 /// A function that is to run; on the stack of the thread that waits for it, or part of a DetachedCall.
 struct WorkerCalls::Call {
   const std::function<void()>& f;
-  const bool nests;  // may run inside a handler
-  Wait* wait;        // null once nobody waits any more
-  std::shared_ptr<DetachedCall> self = nullptr;
-  std::exception_ptr failure = nullptr;
-  unsigned long long number = 0;
-  Call* next = nullptr;
+  const bool nests;                  // may run inside a handler
+  Wait* wait QK_GUARDED_BY(mutex_);  // null once nobody waits any more
+  std::shared_ptr<DetachedCall> self QK_GUARDED_BY(mutex_) = nullptr;
+  std::exception_ptr failure QK_GUARDED_BY(mutex_) = nullptr;
+  unsigned long long number QK_GUARDED_BY(mutex_) = 0;
+  Call* next QK_GUARDED_BY(mutex_) = nullptr;
 };
 
 /// A call that may outlast the wait for it.
@@ -61,7 +60,7 @@ WorkerCalls::WorkerCalls(std::string name, std::function<void()> wake)
     : name_(std::move(name)), wake_(std::move(wake)) {}
 
 WorkerCalls::~WorkerCalls() {
-  const Lock lock(callsMutex);
+  const qk::MutexLock lock(mutex_);
   while (first_ != nullptr) {
     const auto self = std::move(first_->self);
     take(&first_);
@@ -85,26 +84,24 @@ bool WorkerCalls::request(const std::function<void()>& f, bool nests, int limit_
   Call attached{f, nests, &wait};
   const auto detached = limit_ms < 0 ? nullptr : std::make_shared<DetachedCall>(f, nests, &wait);
   Call& call = detached == nullptr ? attached : detached->call;
-  call.self = detached;
-  Lock lock(callsMutex);
+  qk::MutexLock lock(mutex_);
   if (state_ == State::ended) {
-    call.self = nullptr;
     lock.unlock();
     f();
     return true;
   }
+  call.self = detached;
   add(call);
-  if (!await(lock, wait, limit_ms)) {
+  if (!await(wait, limit_ms)) {
     call.wait = nullptr;
     return false;
   }
-  lock.unlock();
   if (call.failure) std::rethrow_exception(call.failure);
   return true;
 }
 
 bool WorkerCalls::awaitEnd(int limit_ms) {
-  Lock lock(callsMutex);
+  const qk::MutexLock lock(mutex_);
   if (state_ != State::running) return true;
   if (isCurrent()) return false;
   // What waits for this very thread can end only if the thread runs what it waits for.
@@ -112,28 +109,28 @@ bool WorkerCalls::awaitEnd(int limit_ms) {
   if (forCaller != nullptr && !current_->hasNestable(*forCaller)) return false;
   Wait wait(*this);
   joiner_ = &wait;
-  const bool ended = await(lock, wait, limit_ms);
+  const bool ended = await(wait, limit_ms);
   joiner_ = nullptr;
   return ended;
 }
 
 void WorkerCalls::open() {
-  const Lock lock(callsMutex);
+  const qk::MutexLock lock(mutex_);
   state_ = State::running;
 }
 
 void WorkerCalls::close() {
-  const Lock lock(callsMutex);
+  const qk::MutexLock lock(mutex_);
   state_ = State::idle;
 }
 
 unsigned long long WorkerCalls::newest() const {
-  const Lock lock(callsMutex);
+  const qk::MutexLock lock(mutex_);
   return added_;
 }
 
 bool WorkerCalls::runOldest(unsigned long long highestNumber) {
-  Lock lock(callsMutex);
+  qk::MutexLock lock(mutex_);
   Call* const call = takeOldest(highestNumber);
   lock.unlock();
   if (call != nullptr) run(*call);
@@ -141,7 +138,7 @@ bool WorkerCalls::runOldest(unsigned long long highestNumber) {
 }
 
 void WorkerCalls::end() {
-  Lock lock(callsMutex);
+  qk::MutexLock lock(mutex_);
   while (Call* const call = takeOldest(added_)) {
     lock.unlock();
     run(*call);
@@ -155,7 +152,7 @@ void WorkerCalls::end() {
 }
 
 /// Waits until wait.done or the limit; a worker that waits runs the calls that nest meanwhile.
-bool WorkerCalls::await(Lock& lock, Wait& wait, int limit_ms) {
+bool WorkerCalls::await(Wait& wait, int limit_ms) {
   using Clock = std::chrono::steady_clock;
   WorkerCalls* const self = wait.waiter;
   std::optional<Clock::time_point> limit;
@@ -167,21 +164,21 @@ bool WorkerCalls::await(Lock& lock, Wait& wait, int limit_ms) {
   while (!wait.done) {
     Call* const nested = self == nullptr ? nullptr : self->takeNestable();
     if (nested != nullptr) {
-      lock.unlock();
+      mutex_.unlock();
       run(*nested);
-      lock.lock();
+      mutex_.lock();
     } else if (limit) {
-      if (wait.changed.wait_until(lock, *limit) == std::cv_status::timeout) break;
+      if (!wait.changed.wait_until(mutex_, *limit)) break;
 #ifndef NDEBUG
     } else if (slow) {
-      if (wait.changed.wait_until(lock, *slow) == std::cv_status::no_timeout) continue;
+      if (wait.changed.wait_until(mutex_, *slow)) continue;
       slow.reset();
-      lock.unlock();
+      mutex_.unlock();
       logSlowWait(wait);
-      lock.lock();
+      mutex_.lock();
 #endif
     } else {
-      wait.changed.wait(lock);
+      wait.changed.wait(mutex_);
     }
   }
   if (self != nullptr) self->wait_ = wait.outer;
@@ -229,7 +226,7 @@ void WorkerCalls::beginWait(Wait& wait) {
   for (const WorkerCalls* each = &wait.target; each != this; each = targetOf(*each)) each->wait_->changed.notify_one();
 }
 
-void WorkerCalls::run(Call& call) {
+void WorkerCalls::run(Call& call) noexcept {
   std::exception_ptr failure;
   try {
     call.f();
@@ -238,7 +235,7 @@ void WorkerCalls::run(Call& call) {
   }
   std::shared_ptr<DetachedCall> self;
   {
-    const Lock lock(callsMutex);
+    const qk::MutexLock lock(mutex_);
     self = std::move(call.self);
     if (call.wait != nullptr) {
       // With the mutex held: once it is free the waiting thread may be gone, and the call with it.

@@ -53,7 +53,10 @@ Result WorkerThread::start() {
   // Edge-triggered: each wake-up is a new edge, and nobody needs to read the counter.
   if (sys::epoll_add(epoll_.number(), wakeUp_.number(), EPOLLIN | EPOLLET, nullptr) != 0)
     return systemFailure("epoll_add");
-  takesTurns_ = true;
+  {
+    const qk::MutexLock lock(mutex_);
+    takesTurns_ = true;
+  }
   calls_.open();
   Result started = Thread::start();
   if (!started) calls_.close();
@@ -80,7 +83,7 @@ void WorkerThread::schedule(std::shared_ptr<EventHandler> handler) noexcept {
   if (handler->scheduled_.exchange(true, std::memory_order_acq_rel)) return;
   bool wasEmpty = false;
   {
-    const std::lock_guard lock(mutex_);
+    const qk::MutexLock lock(mutex_);
     if (!takesTurns_) return;
     wasEmpty = scheduled_.last == nullptr;
     EventHandler* const last = handler.get();
@@ -165,7 +168,7 @@ void WorkerThread::turn() {
 int WorkerThread::waitLimit() {
   if (!calls_.isEmpty()) return 0;
   {
-    const std::lock_guard lock(mutex_);
+    const qk::MutexLock lock(mutex_);
     if (scheduled_.last != nullptr) return 0;
   }
   const auto deadline = timers_.next();
@@ -186,7 +189,7 @@ void WorkerThread::runCalls() {
 void WorkerThread::runScheduled() {
   Chain chain;
   {
-    const std::lock_guard lock(mutex_);
+    const qk::MutexLock lock(mutex_);
     std::swap(chain, scheduled_);
   }
   while (chain.first != nullptr) {
@@ -201,7 +204,7 @@ void WorkerThread::runScheduled() {
 void WorkerThread::dropScheduled() {
   Chain chain;
   {
-    const std::lock_guard lock(mutex_);
+    const qk::MutexLock lock(mutex_);
     takesTurns_ = false;
     std::swap(chain, scheduled_);
   }

@@ -45,10 +45,7 @@ void Thread::stop() { __atomic_store_n(&stopping_, true, __ATOMIC_RELEASE); }
 bool Thread::join(int limit_ms) {
   if (current == this) return false;
   if (!thread_.joinable()) return true;
-  if (limit_ms >= 0) {
-    std::unique_lock lock(mutex_);
-    if (!ended_.wait_for(lock, std::chrono::milliseconds(limit_ms), [this] { return !running_; })) return false;
-  }
+  if (limit_ms >= 0 && !awaitEnd(limit_ms)) return false;
   thread_.join();
   return true;
 }
@@ -59,7 +56,7 @@ void Thread::kill() {
 }
 
 bool Thread::is_running() const {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   return running_;
 }
 
@@ -73,8 +70,17 @@ void Thread::main() {
   setRunning(false);
 }
 
+/// False when the limit has passed.
+bool Thread::awaitEnd(int limit_ms) {
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(limit_ms);
+  const qk::MutexLock lock(mutex_);
+  while (running_ && ended_.wait_until(mutex_, limit)) {
+  }
+  return !running_;
+}
+
 void Thread::setRunning(bool running) {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   running_ = running;
   ended_.notify_all();
 }
