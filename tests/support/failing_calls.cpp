@@ -1,8 +1,5 @@
 #include "failing_calls.h"
 
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 
@@ -11,6 +8,36 @@
 #include <cerrno>
 #include <cstddef>
 #include <initializer_list>
+
+#include "values/system.h"
+
+// What system.cpp defines, compiled under this name too: see CMakeLists.txt.
+namespace tovik::kernel {
+
+decltype(sys::socket) socket;
+decltype(sys::bind) bind;
+decltype(sys::connect) connect;
+decltype(sys::listen) listen;
+decltype(sys::accept) accept;
+decltype(sys::getsockname) getsockname;
+decltype(sys::getpeername) getpeername;
+decltype(sys::setsockopt) setsockopt;
+decltype(sys::getsockopt) getsockopt;
+decltype(sys::recv) recv;
+decltype(sys::send) send;
+decltype(sys::sendfile) sendfile;
+decltype(sys::epoll_create) epoll_create;
+decltype(sys::epoll_add) epoll_add;
+decltype(sys::epoll_modify) epoll_modify;
+decltype(sys::epoll_remove) epoll_remove;
+decltype(sys::epoll_wait) epoll_wait;
+decltype(sys::eventfd) eventfd;
+decltype(sys::signal_eventfd) signal_eventfd;
+decltype(sys::shutdown) shutdown;
+decltype(sys::poll) poll;
+decltype(sys::close) close;
+
+}  // namespace tovik::kernel
 
 namespace {
 
@@ -67,85 +94,104 @@ ssize_t receiveShort(int descriptor, void* data) {
 
 }  // namespace
 
-// The linker puts wrap_NAME in the place of tovik::sys::NAME, and real_NAME stands for that function itself.
-#define REPLACES(result, name, mangled, ...)              \
-  result real_##name(__VA_ARGS__) asm("__real_" mangled); \
-  result wrap_##name(__VA_ARGS__) asm("__wrap_" mangled); \
-  result wrap_##name(__VA_ARGS__)
+// In the place of the library's. One that is missing here brings in the library's object, and the program does not link.
+namespace tovik::sys {
 
-REPLACES(int, socket, "_ZN5tovik3sys6socketEiii", int domain, int type, int protocol) {
-  return failsNow({EMFILE, ENFILE, ENOBUFS}) ? -1 : real_socket(domain, type, protocol);
+int socket(int domain, int type, int protocol) {
+  return failsNow({EMFILE, ENFILE, ENOBUFS}) ? -1 : kernel::socket(domain, type, protocol);
 }
-REPLACES(int, bind, "_ZN5tovik3sys4bindEiRK11sockaddr_in", int descriptor, const sockaddr_in& address) {
-  return failsNow({EADDRINUSE, EADDRNOTAVAIL}) ? -1 : real_bind(descriptor, address);
+
+int bind(int descriptor, const sockaddr_in& address) {
+  return failsNow({EADDRINUSE, EADDRNOTAVAIL}) ? -1 : kernel::bind(descriptor, address);
 }
-REPLACES(int, connect, "_ZN5tovik3sys7connectEiRK11sockaddr_in", int descriptor, const sockaddr_in& address) {
+
+int connect(int descriptor, const sockaddr_in& address) {
   return failsNow({ENETUNREACH, ECONNREFUSED, EADDRNOTAVAIL, ETIMEDOUT, EINPROGRESS})
              ? -1
-             : real_connect(descriptor, address);
+             : kernel::connect(descriptor, address);
 }
-REPLACES(int, listen, "_ZN5tovik3sys6listenEii", int descriptor, int backlog) {
-  return failsNow({EADDRINUSE}) ? -1 : real_listen(descriptor, backlog);
-}
-REPLACES(int, accept, "_ZN5tovik3sys6acceptEiR11sockaddr_in", int descriptor, sockaddr_in& peer) {
+
+int listen(int descriptor, int backlog) { return failsNow({EADDRINUSE}) ? -1 : kernel::listen(descriptor, backlog); }
+
+int accept(int descriptor, sockaddr_in& peer) {
   if (isInterrupted(accepting)) return -1;
-  return failsNow({EMFILE, ENFILE, ENOBUFS, ECONNABORTED, EINTR}) ? -1 : real_accept(descriptor, peer);
+  return failsNow({EMFILE, ENFILE, ENOBUFS, ECONNABORTED, EINTR}) ? -1 : kernel::accept(descriptor, peer);
 }
-REPLACES(int, getsockname, "_ZN5tovik3sys11getsocknameEiR11sockaddr_in", int descriptor, sockaddr_in& address) {
-  return failsNow({ENOBUFS}) ? -1 : real_getsockname(descriptor, address);
+
+int getsockname(int descriptor, sockaddr_in& address) {
+  return failsNow({ENOBUFS}) ? -1 : kernel::getsockname(descriptor, address);
 }
-REPLACES(int, setsockopt, "_ZN5tovik3sys10setsockoptEiiii", int descriptor, int level, int option, int value) {
-  return failsNow({ENOPROTOOPT, ENOBUFS}) ? -1 : real_setsockopt(descriptor, level, option, value);
+
+int setsockopt(int descriptor, int level, int option, int value) {
+  return failsNow({ENOPROTOOPT, ENOBUFS}) ? -1 : kernel::setsockopt(descriptor, level, option, value);
 }
-REPLACES(int, getsockopt, "_ZN5tovik3sys10getsockoptEiiiRi", int descriptor, int level, int option, int& value) {
+
+int getsockopt(int descriptor, int level, int option, int& value) {
   const int error = failure({ENOBUFS, pending(ECONNREFUSED), pending(ETIMEDOUT), pending(ECONNRESET)});
   if (error < 0) value = -error;
   if (error > 0) errno = error;
   if (error != 0) return error < 0 ? 0 : -1;
-  return real_getsockopt(descriptor, level, option, value);
+  return kernel::getsockopt(descriptor, level, option, value);
 }
-REPLACES(ssize_t, recv, "_ZN5tovik3sys4recvEiPvm", int descriptor, void* data, size_t size) {
+
+ssize_t recv(int descriptor, void* data, size_t size) {
   if (isInterrupted(receiving)) return -1;
   const int error = failure({ECONNRESET, ETIMEDOUT, ENOBUFS, EINTR, shortRead});
   if (error > 0) errno = error;
   if (error > 0) return -1;
-  const ssize_t received = error == shortRead ? receiveShort(descriptor, data) : real_recv(descriptor, data, size);
+  const ssize_t received = error == shortRead ? receiveShort(descriptor, data) : kernel::recv(descriptor, data, size);
   if (received > 0) {
     receivedBytes += static_cast<unsigned long long>(received);
     eventfd_write(receivedNews, 1);
   }
   return received;
 }
-REPLACES(ssize_t, send, "_ZN5tovik3sys4sendEiPKvm", int descriptor, const void* data, size_t size) {
+
+ssize_t send(int descriptor, const void* data, size_t size) {
   if (isInterrupted(sending)) return -1;
   const int error = failure({EPIPE, ECONNRESET, ENOBUFS, ETIMEDOUT, EINTR, shortWrite});
   if (error > 0) errno = error;
-  return error > 0 ? -1 : real_send(descriptor, data, error == shortWrite ? 1 : size);
+  return error > 0 ? -1 : kernel::send(descriptor, data, error == shortWrite ? 1 : size);
 }
-REPLACES(ssize_t, sendfile, "_ZN5tovik3sys8sendfileEiiRlm", int descriptor, int file, off_t& offset, size_t size) {
+
+ssize_t sendfile(int descriptor, int file, off_t& offset, size_t size) {
   if (isInterrupted(sendingFile)) return -1;
   const int error = failure({EIO, shortWrite});
   if (error > 0) errno = error;
-  return error > 0 ? -1 : real_sendfile(descriptor, file, offset, error == shortWrite ? 1 : size);
+  return error > 0 ? -1 : kernel::sendfile(descriptor, file, offset, error == shortWrite ? 1 : size);
 }
-REPLACES(int, epoll_create, "_ZN5tovik3sys12epoll_createEv") {
-  return failsNow({EMFILE, ENFILE}) ? -1 : real_epoll_create();
+
+int epoll_create() { return failsNow({EMFILE, ENFILE}) ? -1 : kernel::epoll_create(); }
+
+int epoll_add(int epoll, int descriptor, unsigned events, void* data) {
+  return failsNow({ENOSPC, ENOMEM}) ? -1 : kernel::epoll_add(epoll, descriptor, events, data);
 }
-REPLACES(int, epoll_add, "_ZN5tovik3sys9epoll_addEiijPv", int epoll, int descriptor, unsigned events, void* data) {
-  return failsNow({ENOSPC, ENOMEM}) ? -1 : real_epoll_add(epoll, descriptor, events, data);
+
+int epoll_modify(int epoll, int descriptor, unsigned events, void* data) {
+  return failsNow({ENOMEM}) ? -1 : kernel::epoll_modify(epoll, descriptor, events, data);
 }
-REPLACES(int, epoll_modify, "_ZN5tovik3sys12epoll_modifyEiijPv", int epoll, int descriptor, unsigned events,
-         void* data) {
-  return failsNow({ENOMEM}) ? -1 : real_epoll_modify(epoll, descriptor, events, data);
+
+int epoll_wait(int epoll, epoll_event* events, int count, int limit_ms) {
+  return isInterrupted(waiting) || failsNow({EINTR}) ? -1 : kernel::epoll_wait(epoll, events, count, limit_ms);
 }
-REPLACES(int, epoll_wait, "_ZN5tovik3sys10epoll_waitEiP11epoll_eventii", int epoll, epoll_event* events, int count,
-         int limit_ms) {
-  return isInterrupted(waiting) || failsNow({EINTR}) ? -1 : real_epoll_wait(epoll, events, count, limit_ms);
+
+int eventfd() { return failsNow({EMFILE, ENFILE}) ? -1 : kernel::eventfd(); }
+
+int poll(pollfd* descriptors, nfds_t count, int limit_ms) {
+  return isInterrupted(polling) || failsNow({EINTR, ENOMEM}) ? -1 : kernel::poll(descriptors, count, limit_ms);
 }
-REPLACES(int, eventfd, "_ZN5tovik3sys7eventfdEv") { return failsNow({EMFILE, ENFILE}) ? -1 : real_eventfd(); }
-REPLACES(int, poll, "_ZN5tovik3sys4pollEP6pollfdmi", pollfd* descriptors, nfds_t count, int limit_ms) {
-  return isInterrupted(polling) || failsNow({EINTR, ENOMEM}) ? -1 : real_poll(descriptors, count, limit_ms);
-}
+
+int getpeername(int descriptor, sockaddr_in& address) { return kernel::getpeername(descriptor, address); }
+
+int epoll_remove(int epoll, int descriptor) { return kernel::epoll_remove(epoll, descriptor); }
+
+int signal_eventfd(int descriptor) { return kernel::signal_eventfd(descriptor); }
+
+int shutdown(int descriptor) { return kernel::shutdown(descriptor); }
+
+int close(int descriptor) { return kernel::close(descriptor); }
+
+}  // namespace tovik::sys
 
 namespace testing_support {
 

@@ -6,7 +6,8 @@
 #include <sys/socket.h>
 
 /// The one home of the framework's system calls: each function is the call of that name, with errno as it leaves it,
-/// so that a test can put failures in their place.
+/// so that a test can put failures in their place: a program that defines all of these itself has the static library
+/// call its own, since the linker then leaves this file's object out.
 namespace tovik::sys {
 
 int socket(int domain, int type, int protocol);
