@@ -28,8 +28,8 @@ Acceptor::Acceptor(std::shared_ptr<TransportCore> core, ConsumerGenerator* gener
     : core_(std::move(core)), generator_(generator), server_(server), name_(std::move(name)) {}
 
 Result Acceptor::open(int listening) {
-  const std::lock_guard lock(mutex_);
-  if (!stopping_) return failure(name_ + " is running already");
+  const qk::MutexLock lock(mutex_);
+  if (!stopping_) return failure(name_ + " is already running");
   if (Result added = core_->addCloseListener(shared_from_this()); !added) return added;
   if (Result watched = core_->worker().watchArrivals(listening, *this); !watched) {
     core_->removeCloseListener(shared_from_this());
@@ -43,7 +43,7 @@ Result Acceptor::open(int listening) {
 
 void Acceptor::close() {
   {
-    const std::lock_guard lock(mutex_);
+    const qk::MutexLock lock(mutex_);
     stopWatching();
   }
   core_->removeCloseListener(shared_from_this());
@@ -51,12 +51,12 @@ void Acceptor::close() {
 
 void Acceptor::onTransportClose() {
   core_->worker().requireCurrent();
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   if (!stopping_) sys::shutdown(listening_);
   stopWatching();
 }
 
-/// That turn is the first one in which no event can still reach this, and keeps it until then.
+/// An event of this turn may still call the acceptor. The turn that is asked for here keeps it until then.
 void Acceptor::stopWatching() {
   if (stopping_) return;
   __atomic_store_n(&stopping_, true, __ATOMIC_RELEASE);
@@ -66,14 +66,14 @@ void Acceptor::stopWatching() {
 
 bool Acceptor::wait(int limit_ms) {
   {
-    const std::lock_guard lock(mutex_);
+    const qk::MutexLock lock(mutex_);
     if (!calling_) return true;
   }
   return core_->worker().pass(limit_ms);
 }
 
 bool Acceptor::isOpen() const {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   return !stopping_ || calling_;
 }
 
@@ -91,17 +91,17 @@ void Acceptor::onReady(unsigned events) {
 }
 
 bool Acceptor::startCall() {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   calling_ = !stopping_;
   return calling_;
 }
 
 void Acceptor::endCall() noexcept {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   calling_ = false;
 }
 
-/// Without memory for the timer there is no pause: the next turn tries again.
+/// If there is no memory for the timer, there is no pause: the next turn tries again.
 void Acceptor::pause() {
   core_->worker().requireCurrent();
   try {
@@ -109,7 +109,7 @@ void Acceptor::pause() {
   } catch (const std::bad_alloc&) {
     return;
   }
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   if (std::exchange(watched_, false)) core_->worker().unwatch(listening_);
 }
 
@@ -119,15 +119,15 @@ void Acceptor::onTimer() {
   watchAgain();
 }
 
-/// After a pause, and in the turn that follows each stop. Whoever stops may have started again by then.
+/// After a pause, and in the turn after each stop. The server may have been started again by then.
 void Acceptor::watchAgain() {
-  std::unique_lock lock(mutex_);
+  qk::MutexLock lock(mutex_);
   if (stopping_ && pause_) core_->worker().timers().cancel(*std::exchange(pause_, std::nullopt));
   if (stopping_ || watched_ || pause_) return;
   try {
     watched_ = bool{core_->worker().watchArrivals(listening_, *this)};
   } catch (const std::bad_alloc&) {
-    // Nor is there any for the text of the failure.
+    // There is no memory for the text of the failure either.
   }
   if (watched_) return;
   lock.unlock();
@@ -152,8 +152,8 @@ void Acceptor::handOver(Socket connection, Consumer& consumer) {
 }
 
 Result Acceptor::add(Socket connection, const std::shared_ptr<ConsumerRecord>& consumer) {
-  const std::lock_guard lock(mutex_);
-  return stopping_ ? failure("stopped listening")
+  const qk::MutexLock lock(mutex_);
+  return stopping_ ? failure("no longer listening")
                    : TcpConduit::add(core_, consumer, std::move(connection), true, name_, -1);
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 
+#include <qk/mutex.h>
+
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -18,40 +19,41 @@ class ConsumerRecord;
 class Socket;
 class Thread;
 
-/// Where a server's connections arrive: calls the server on the worker while one waits, and hands it to its consumer.
-/// Lives on while the worker is in it, when the server may be gone already.
+/// Calls a server on the worker when a connection waits, and hands the accepted connection to its consumer. It may
+/// outlive the server while the worker uses it.
 ///
 /// Threads:   open, close, wait and isOpen by any thread; the rest on the worker.
-/// Ownership: the server's, and while it is open the transport's too. Borrows the listening socket.
+/// Ownership: owned by the server and, while it is open, by the transport. Borrows the listening socket.
 class Acceptor final : public EventHandler,
                        public TransportCloseListener,
                        public std::enable_shared_from_this<Acceptor> {
  public:
-  /// Borrows the server, until `wait` has come true after `close`. The name is for logs, and the connections'.
+  /// Borrows the server until `wait` has returned true after `close`. The name is that of the connections, and for
+  /// logs.
   Acceptor(std::shared_ptr<TransportCore> core, ConsumerGenerator* generator, Thread& server, std::string name);
 
-  /// Fails when it is open already, or the transport is closed.
+  /// Fails if it is open already or the transport is closed.
   Result open(int listening);
-  /// No call of the server begins any more, and no connection is handed over.
+  /// From now on the server is not called, and no connection is handed over.
   void close();
   /// The same for a transport that closes before its server stops: a peer that connects then is refused.
   void onTransportClose() override;
-  /// Waits for a call of the server to return, at most limit_ms milliseconds (-1: until it has). On the worker there is
-  /// none, except one further up this very stack.
+  /// Waits until a call of the server that is running has returned, for at most limit_ms milliseconds (-1: without
+  /// limit). Returns true at once on the worker.
   bool wait(int limit_ms);
-  /// Also while the last call of the server is still running.
+  /// True also while the last call of the server is running.
   bool isOpen() const;
 
-  /// Asks for the connection's consumer and adds it to the transport; closes it where there is none.
+  /// Asks the generator for a consumer and adds the connection to the transport; closes it if there is no consumer.
   void admit(Socket connection);
-  /// Leaves the server alone for a while.
+  /// Does not call the server for a while.
   void pause();
 
   void onReady(unsigned events) override;
   void onTimer() override;
 
  private:
-  void stopWatching();
+  void stopWatching() QK_REQUIRES(mutex_);
   void watchAgain();
   bool startCall();
   void endCall() noexcept;
@@ -65,11 +67,11 @@ class Acceptor final : public EventHandler,
 
   std::optional<TimerQueue::Id> pause_;  // the worker's alone
 
-  mutable std::mutex mutex_;  // guards the members below
-  int listening_ = -1;
-  bool watched_ = false;           // the worker watches for arrivals
-  volatile bool stopping_ = true;  // read by the server without the mutex
-  bool calling_ = false;
+  mutable qk::Mutex mutex_;
+  int listening_ QK_GUARDED_BY(mutex_) = -1;
+  bool watched_ QK_GUARDED_BY(mutex_) = false;  // the worker watches for arrivals
+  bool calling_ QK_GUARDED_BY(mutex_) = false;
+  volatile bool stopping_ = true;  // changed with the mutex held; read by the server without it
 };
 
 }  // namespace tovik

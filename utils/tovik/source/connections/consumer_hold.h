@@ -6,8 +6,8 @@
 
 namespace tovik {
 
-/// Keeps a consumer alive while it is called outside the events of a conduit: given back meanwhile, it goes when the
-/// hold ends. False when it has been given back already or the transport is closed: then it must not be touched.
+/// Keeps a consumer alive while it is called outside a connection's events: if it is retired meanwhile, it is destroyed
+/// when the hold ends. Converts to false if it was retired before or the transport is closed; then it must not be used.
 class ConsumerHold {
  public:
   ConsumerHold(TransportCore& core, Consumer& consumer) : core_(core), record_(core.hold(consumer)) {}

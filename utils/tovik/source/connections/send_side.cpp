@@ -26,7 +26,7 @@ SendSide::SendSide(Connection& connection, WorkerThread& worker, ConnectionCount
       outputWatched_(!isConnected) {}
 
 void SendSide::send(const char* data, unsigned long size) {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   if (connection_ == nullptr || endsWhenSent_) return;
   long sent = output_.isEmpty() ? socket_.send(data, size) : 0;
   if (sent == Socket::wouldBlock) sent = 0;
@@ -44,7 +44,7 @@ void SendSide::send(const char* data, unsigned long size) {
 }
 
 void SendSide::sendFile(Descriptor file, long offset, unsigned long size) {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   if (connection_ == nullptr || endsWhenSent_) return;
   try {
     output_.addFile(std::move(file), offset, size);
@@ -55,29 +55,29 @@ void SendSide::sendFile(Descriptor file, long offset, unsigned long size) {
 }
 
 void SendSide::endWhenSent() {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   endsWhenSent_ = true;
   if (connection_ != nullptr && output_.isEmpty()) connection_->requestEnd(dirLocal);
 }
 
 void SendSide::requestEnd(int direction) {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   if (connection_ != nullptr) connection_->requestEnd(direction);
 }
 
 Result SendSide::watch() {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   return outputWatched_ ? worker_.watch(socket_.number(), *connection_)
                         : worker_.watchInput(socket_.number(), *connection_);
 }
 
 long SendSide::receive(char* data, unsigned long size) {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   return socket_.recv(data, size);
 }
 
 void SendSide::writeMore() {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   if (output_.isEmpty()) return;
   switch (write()) {
     case OutputQueue::Outcome::failed:
@@ -94,7 +94,7 @@ void SendSide::writeMore() {
 
 void SendSide::close() {
   worker_.unwatch(socket_.number());
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   write();
   output_ = OutputQueue();  // the channel may outlive the connection by far
   socket_.close();

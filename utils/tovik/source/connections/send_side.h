@@ -1,6 +1,6 @@
 #pragma once
 
-#include <mutex>
+#include <qk/mutex.h>
 
 #include "streams/output_queue.h"
 #include "tovik/descriptor.h"
@@ -46,20 +46,20 @@ class SendSide {
   const Socket& socket() const { return socket_; }
 
  private:
-  OutputQueue::Outcome write();
-  void watchOutput();
-  void requestTurn();
+  OutputQueue::Outcome write() QK_REQUIRES(mutex_);
+  void watchOutput() QK_REQUIRES(mutex_);
+  void requestTurn() QK_REQUIRES(mutex_);
   void countSent(unsigned long bytes);
 
   WorkerThread& worker_;
   ConnectionCounters& counters_;
 
-  std::mutex mutex_;
-  Socket socket_;           // used with the mutex held, except by the worker, which alone closes it
-  Connection* connection_;  // this and the rest guarded by the mutex; null once closed
-  OutputQueue output_;
-  bool endsWhenSent_ = false;
-  bool outputWatched_;
+  qk::Mutex mutex_;
+  Socket socket_;  // used with the mutex held, except by the worker, which alone closes it
+  Connection* connection_ QK_GUARDED_BY(mutex_);  // null once closed
+  OutputQueue output_ QK_GUARDED_BY(mutex_);
+  bool endsWhenSent_ QK_GUARDED_BY(mutex_) = false;
+  bool outputWatched_ QK_GUARDED_BY(mutex_);
 };
 
 }  // namespace tovik

@@ -27,7 +27,7 @@ TransportCore::~TransportCore() {
 }
 
 std::shared_ptr<ConsumerRecord> TransportCore::hold(Consumer& consumer) {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   if (closed_) return nullptr;
   auto record = recordFor(consumer);
   return record != nullptr && record->hold() ? record : nullptr;
@@ -36,15 +36,15 @@ std::shared_ptr<ConsumerRecord> TransportCore::hold(Consumer& consumer) {
 void TransportCore::release(const std::shared_ptr<ConsumerRecord>& record) {
   const ConsumerRecord::Remaining remaining = record->release();
   if (remaining == ConsumerRecord::Remaining::others) return;
-  std::unique_lock lock(mutex_);
-  if (remaining == ConsumerRecord::Remaining::noneAndRetired) return destroy(record->consumer(), std::move(lock));
+  const qk::MutexLock lock(mutex_);
+  if (remaining == ConsumerRecord::Remaining::noneAndRetired) return destroy(record->consumer());
   // Another thread may hold or retire the consumer by now, and there may be a new one at its address.
   const auto found = records_.find(&record->consumer());
   if (found != records_.end() && found->second == record && record->isIdle()) records_.erase(found);
 }
 
 Result TransportCore::add(const std::shared_ptr<Connection>& connection, ConsumerRecord& record) {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   if (closed_) return failure("transport " + name_ + " is closed");
   if (!record.hold()) return failure("the consumer of " + connection->name() + " is retired");
   connection->number = ++connectionsAdded_;
@@ -56,27 +56,27 @@ Result TransportCore::add(const std::shared_ptr<Connection>& connection, Consume
 
 void TransportCore::removeConnection(Connection& connection, ConsumerRecord& record) noexcept {
   std::shared_ptr<Connection> removed;  // released without the lock
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   removed = record.connections.remove(connection);
   removed = connections_.remove(connection);
 }
 
 Result TransportCore::addCloseListener(std::shared_ptr<TransportCloseListener> listener) {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   if (closed_) return failure("transport " + name_ + " is closed");
   closeListeners_.insert(std::move(listener));
   return Success;
 }
 
 void TransportCore::removeCloseListener(const std::shared_ptr<TransportCloseListener>& listener) noexcept {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   closeListeners_.erase(listener);
 }
 
 void TransportCore::retire(Consumer& consumer) {
-  std::unique_lock lock(mutex_);
+  qk::MutexLock lock(mutex_);
   const auto record = findRecord(consumer);
-  if (record == nullptr || record->retire()) return destroy(consumer, std::move(lock));
+  if (record == nullptr || record->retire()) return destroy(consumer);
   if (worker_->isCurrent()) {
     lock.unlock();
     return endConnections(record.get());
@@ -86,14 +86,14 @@ void TransportCore::retire(Consumer& consumer) {
   worker_->schedule(shared_from_this());
 }
 
-/// With the lock, but not around the destructor: that may wait for other threads, and use the transport.
-void TransportCore::destroy(Consumer& consumer, std::unique_lock<std::mutex> lock) {
+/// The destructor runs without the lock: it may wait for other threads, and use the transport.
+void TransportCore::destroy(Consumer& consumer) {
   BeingDestroyed self{&consumer, beingDestroyed_};
   beingDestroyed_ = &self;
   records_.erase(&consumer);
-  lock.unlock();
+  mutex_.unlock();
   delete &consumer;
-  lock.lock();
+  mutex_.lock();
   BeingDestroyed** link = &beingDestroyed_;
   while (*link != &self) link = &(*link)->next;
   *link = self.next;
@@ -123,20 +123,20 @@ void TransportCore::endConnections(const ConsumerRecord* record) {
   worker_->requireCurrent();
   unsigned long long last = 0;
   {
-    const std::lock_guard lock(mutex_);
+    const qk::MutexLock lock(mutex_);
     last = connectionsAdded_;
   }
   while (const auto connection = firstConnection(record, last)) connection->end(dirLocal);
 }
 
 void TransportCore::endConnectionsSoon() noexcept {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   for (Connection* each = connections_.first(); each != nullptr; each = connections_.next(*each))
     each->requestEnd(dirFailed);
 }
 
 void TransportCore::refuseNew() {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   closed_ = true;
 }
 
@@ -144,7 +144,7 @@ void TransportCore::close() {
   worker_->requireCurrent();
   decltype(closeListeners_) listeners;
   {
-    const std::lock_guard lock(mutex_);
+    const qk::MutexLock lock(mutex_);
     closed_ = true;
     listeners.swap(closeListeners_);
   }
@@ -178,7 +178,7 @@ std::shared_ptr<ConsumerRecord> TransportCore::recordFor(Consumer& consumer) {
 
 /// The last consumer that another thread has retired, once; null if there is none.
 std::shared_ptr<ConsumerRecord> TransportCore::takeRetired() {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   auto taken = std::move(retiredElsewhere_);
   if (taken != nullptr) retiredElsewhere_ = std::move(taken->nextRetired);
   return taken;
@@ -187,7 +187,7 @@ std::shared_ptr<ConsumerRecord> TransportCore::takeRetired() {
 /// Of one consumer, or all. Null if the first one has a higher number.
 std::shared_ptr<Connection> TransportCore::firstConnection(const ConsumerRecord* record,
                                                            unsigned long long highestNumber) {
-  const std::lock_guard lock(mutex_);
+  const qk::MutexLock lock(mutex_);
   Connection* const first = record == nullptr ? connections_.first() : record->connections.first();
   return first == nullptr || first->number > highestNumber ? nullptr : first->shared_from_this();
 }

@@ -1,8 +1,9 @@
 #pragma once
 
+#include <qk/mutex.h>
+
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <tr1/functional>
@@ -88,10 +89,10 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
     BeingDestroyed* next;
   };
 
-  std::shared_ptr<ConsumerRecord> findRecord(Consumer& consumer) const;
-  std::shared_ptr<ConsumerRecord> recordFor(Consumer& consumer);
+  std::shared_ptr<ConsumerRecord> findRecord(Consumer& consumer) const QK_REQUIRES(mutex_);
+  std::shared_ptr<ConsumerRecord> recordFor(Consumer& consumer) QK_REQUIRES(mutex_);
   std::shared_ptr<ConsumerRecord> takeRetired();
-  void destroy(Consumer& consumer, std::unique_lock<std::mutex> lock);
+  void destroy(Consumer& consumer) QK_REQUIRES(mutex_);
   void endConnections(const ConsumerRecord* record);
   std::shared_ptr<Connection> firstConnection(const ConsumerRecord* record, unsigned long long highestNumber);
 
@@ -106,14 +107,15 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   const OnWorker onWorker_;
   bool started_ = false;  // the worker's alone
 
-  std::mutex mutex_;                 // guards the members below; never held while a consumer is called
-  std::atomic<bool> closed_{false};  // read without the mutex, too
-  unsigned long long connectionsAdded_ = 0;
-  ConnectionList<&Connection::inTransport> connections_;
-  std::set<std::shared_ptr<TransportCloseListener>> closeListeners_;
-  std::unordered_map<Consumer*, std::shared_ptr<ConsumerRecord>> records_;
-  std::shared_ptr<ConsumerRecord> retiredElsewhere_;  // linked through the records: retiring must not need memory
-  BeingDestroyed* beingDestroyed_ = nullptr;          // linked through the destroying threads' stacks, likewise
+  qk::Mutex mutex_;                  // never held while a consumer is called
+  std::atomic<bool> closed_{false};  // set with the mutex held, read without it, too
+  unsigned long long connectionsAdded_ QK_GUARDED_BY(mutex_) = 0;
+  ConnectionList<&Connection::inTransport> connections_ QK_GUARDED_BY(mutex_);
+  std::set<std::shared_ptr<TransportCloseListener>> closeListeners_ QK_GUARDED_BY(mutex_);
+  std::unordered_map<Consumer*, std::shared_ptr<ConsumerRecord>> records_ QK_GUARDED_BY(mutex_);
+  // Linked through the records, and through the stacks of the threads that destroy: neither may need memory.
+  std::shared_ptr<ConsumerRecord> retiredElsewhere_ QK_GUARDED_BY(mutex_);
+  BeingDestroyed* beingDestroyed_ QK_GUARDED_BY(mutex_) = nullptr;
 };
 
 }  // namespace tovik
