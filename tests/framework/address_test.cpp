@@ -92,7 +92,7 @@ TEST(Address, NtopFailsForEverySizeThatIsTooSmallAndWritesNothingBehindIt) {
     std::string text(16, '?');
     const Result result = Address::ntop(text.data(), size, &host);
     EXPECT_FALSE(result) << size;
-    EXPECT_EQ(result.message, "no room for an IPv4 address in " + std::to_string(size) + " bytes");
+    EXPECT_EQ(result.message, "an IPv4 address does not fit in " + std::to_string(size) + " bytes");
     EXPECT_EQ(text.substr(size), std::string(16 - size, '?'));
   }
 }

@@ -209,7 +209,7 @@ TEST_F(Connection, OfATransportThatHasGoneIsAFailureWithoutAnEvent) {
   transport.reset();
   const Result result = client.setup_and_connect(listener.address(), Address(0), -1);
   EXPECT_FALSE(result);
-  EXPECT_EQ(result.message, "no connection for client: the consumer is retired, or the transport is closed");
+  EXPECT_EQ(result.message, "no connection for client: the consumer is retired or the transport is closed");
   EXPECT_THAT(consumer.events(), IsEmpty());
 }
 

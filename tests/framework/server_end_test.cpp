@@ -76,7 +76,7 @@ TEST_F(Serving, StopsInsideTheGeneratorAndRefusesThatConnection) {
   EXPECT_TRUE(stopped.waits());
   EXPECT_TRUE(remote.isEnded());
   EXPECT_THAT(generator.consumer(1).events(), IsEmpty());
-  EXPECT_TRUE(all.waitFor("Tovik: server: stopped listening"));
+  EXPECT_TRUE(all.waitFor("Tovik: server: no longer listening"));
 }
 
 TEST_F(Serving, RefusesAConnectionWhoseConsumerIsRetiredInOnNewSocket) {
@@ -267,7 +267,7 @@ TEST_F(Serving, FailsToStopInTimeWhileItIsHeld) {
   }
   const Result cutShort = server->stopListening(1);
   EXPECT_FALSE(cutShort);
-  EXPECT_EQ(cutShort.message, "the listener on " + server->address().printInet() + " has not ended in time");
+  EXPECT_EQ(cutShort.message, "the listener on " + server->address().printInet() + " has not stopped in time");
   EXPECT_TRUE(server->is_running());
   released.open();
   EXPECT_TRUE(server->stopListening(-1));
@@ -286,9 +286,9 @@ TEST_F(Serving, IsKilledAndStoppedAndListensAgain) {
 }
 
 TEST_F(Serving, KeepsThemWaitingWhileItIsStoppedAndNotStarted) {
-  EXPECT_EQ(server->start().message, "server does not listen");
+  EXPECT_EQ(server->start().message, "server is not listening");
   listen();
-  EXPECT_EQ(server->start().message, "server is running already");
+  EXPECT_EQ(server->start().message, "server is already running");
   server->kill();
   RawConnection remote = peer();
   transport->call([] {});

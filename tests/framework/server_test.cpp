@@ -144,7 +144,7 @@ TEST_F(Serving, ListensOnlyOnceAtATime) {
   const Address address = server->address();
   const Result again = server->startListening(loopback());
   EXPECT_FALSE(again);
-  EXPECT_EQ(again.message, "listening on " + address.printInet() + " already");
+  EXPECT_EQ(again.message, "already listening on " + address.printInet());
   EXPECT_EQ(server->address(), address);
   RawConnection remote = peer();
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
@@ -239,7 +239,7 @@ TEST_F(Serving, WaitsForAConnectionNoLongerThanTheLimit) {
   Address local(0);
   const Result none = server->waitForConnection(connection, remote, local, 1);
   EXPECT_FALSE(none);
-  EXPECT_EQ(none.message, "no connection in time on " + server->address().printInet());
+  EXPECT_EQ(none.message, "no connection on " + server->address().printInet() + " in time");
   RawConnection arriving = peer();
   EXPECT_TRUE(server->waitForConnection(connection, remote, local, 30'000));
   EXPECT_TRUE(connection.isOpen());

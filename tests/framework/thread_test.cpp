@@ -67,7 +67,7 @@ TEST_F(ThreadOfTheSystem, StartsNoSecondTimeWhileItRuns) {
   begin();
   const Result second = runner.start();
   EXPECT_FALSE(second);
-  EXPECT_EQ(second.message, "thread runner is running already");
+  EXPECT_EQ(second.message, "thread runner is already running");
   runner.mayEnd.open();
   runner.kill();
   EXPECT_EQ(runner.runs, 1);

@@ -266,7 +266,7 @@ TEST_F(Worker, TellsOfAWatchedDescriptor) {
 // It got new descriptors for its loop then, and forgot what it watched.
 TEST_F(Worker, GoesOnWatchingWhenItIsStartedASecondTime) {
   const auto [ready, descriptor] = watched();
-  EXPECT_EQ(worker.start().message, "thread worker is running already");
+  EXPECT_EQ(worker.start().message, "thread worker is already running");
   finish();
   ::eventfd_write(descriptor->number(), 1);
   EXPECT_TRUE(ready->waits());

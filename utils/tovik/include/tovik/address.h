@@ -13,13 +13,13 @@ namespace tovik {
 /// An IPv4 socket address, host and port, printed as 10.0.0.5:1025.
 class TOVIK_API Address {
  public:
-  /// Any local host (0.0.0.0) with that port; port 0 stands for any free port.
+  /// Host 0.0.0.0, which means any local one, and the given port; port 0 means any free one.
   explicit Address(unsigned short port = 0);
   /// A copy of the kernel's form.
   explicit Address(const sockaddr_in& native);
-  /// Addresses are values.
+  /// Copies the address.
   Address(const Address&) = default;
-  /// Addresses are values.
+  /// Copies the address.
   Address& operator=(const Address&) = default;
   virtual ~Address() = default;
 
@@ -33,16 +33,16 @@ class TOVIK_API Address {
   /// In host byte order.
   void set_port(unsigned short port);
 
-  /// Takes four decimal numbers of 0 to 255 joined by dots and nothing else: no blanks, no leading zeros, no names.
-  /// On failure the host stays as it was.
+  /// Parses four decimal numbers from 0 to 255 joined by dots; blanks, leading zeros and host names are errors. Leaves
+  /// the host unchanged on failure.
   Result set_host(const std::string& dotted);
 
-  /// Writes the dotted text of a host and its terminating NUL. Fails when size is too small: 16 always suffice.
+  /// Writes the dotted text of a host and its terminating NUL. Fails if size is too small; 16 is always enough.
   static Result ntop(char* text, unsigned long size, const in_addr* host);
 
   /// The text 10.0.0.5:1025, whatever a derived class prints.
   std::string printInet() const;
-  /// The same to a stream; operator<< calls it.
+  /// Prints the same text; operator<< calls it.
   virtual void print(std::ostream& out) const;
 
   /// The kernel's form.

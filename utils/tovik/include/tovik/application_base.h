@@ -16,28 +16,28 @@ class SocketCreationCallback;
 class Transport;
 class TransportCore;
 
-/// What clients and servers share: the transport that their connections belong to, and how their sockets are made.
+/// The base of Client and Server: their transport, and how their sockets are made.
 class TOVIK_API ApplicationBase {
  public:
   virtual ~ApplicationBase() = default;
 
-  /// Makes a socket, through the transport's factory where it has one, sets its options and tells the callback, which
-  /// may be null.
+  /// Makes a socket, with the transport's factory if it has one, sets its options and notifies the callback, which may
+  /// be null.
   virtual Result setupSocket(Socket& socket, SocketCreationCallback* callback);
 
-  /// The name its connections carry, for logs.
+  /// The name of its connections, for logs.
   const std::string& name() const { return name_; }
 
  protected:
-  /// Null options: those of the transport's traits. keep_alive: TCP keep-alive probes on the connections.
+  /// Null options: those of the transport's traits. keep_alive: send TCP keep-alive probes on the connections.
   ApplicationBase(Transport& transport, Protocol protocol, const std::string& name, bool keep_alive,
                   const SocketOptions* options);
 
   const std::shared_ptr<TransportCore> core_;  ///< what connections are added to
   const Protocol protocol_;                    ///< of every socket
   const std::string name_;                     ///< see name()
-  const bool keepAlive_;                       ///< probes, on every connection
-  const SocketOptions options_;                ///< set on every socket
+  const bool keepAlive_;                       ///< send keep-alive probes
+  const SocketOptions options_;                ///< of every socket
 };
 
 }  // namespace tovik

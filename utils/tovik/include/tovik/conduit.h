@@ -9,17 +9,17 @@ namespace tovik {
 
 class Channel;
 
-/// One connection of a transport, from the first attempt to its end. Owned by the transport; a consumer may use the
-/// pointer that its events bring during that event, and from onNewConduit to onConduitInactive on the worker.
+/// One connection of a transport, from the first attempt to its end. The transport owns it; a consumer may use the
+/// pointer on the worker, from onNewConduit until onConduitInactive has returned.
 class TOVIK_API Conduit {
  public:
   virtual ~Conduit() = default;
 
-  /// The name given to the Client or Server that it came from.
+  /// The name of the Client or Server that made it.
   virtual const std::string& name() const = 0;
-  /// This end; 0.0.0.0:0 once the connection has ended.
+  /// The address of this end; 0.0.0.0:0 once the connection has ended.
   virtual Address localAddress() const = 0;
-  /// The peer's end; 0.0.0.0:0 while there is none.
+  /// The peer's address; 0.0.0.0:0 while there is no peer.
   virtual Address remoteAddress() const = 0;
 };
 

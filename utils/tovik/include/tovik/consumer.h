@@ -9,49 +9,50 @@ class Conduit;
 class DataAggregator;
 class Socket;
 
-/// Is told of a socket when it has been made: before it connects or listens, or right after it was accepted. The
-/// place to set options of one's own. On the thread that starts the connection or the listener; for an accepted
-/// socket on the transport's worker.
+/// Is notified of each new socket: before it connects or listens, or right after it was accepted. Sets options that
+/// SocketOptions does not have. Called on the thread that starts the connection or the listener; for an accepted socket
+/// on the transport's worker.
 class TOVIK_API SocketCreationCallback {
  public:
   virtual ~SocketCreationCallback() = default;
-  /// The socket may be changed, not kept.
+  /// The socket may be changed, but not kept.
   virtual void onNewSocket(Socket& /*socket*/) {}
 };
 
 /// Receives the events of connections.
 ///
-/// Threads:   the events of all connections of a transport come on its worker, one after another.
+/// Threads:   called on the transport's worker, one event of all its connections after another.
 /// Order:     onNewConduit; then, once connected, onConduitActive, getDataAggregator, onNewChannel, onChannelUp, data,
 ///            onChannelDown; last onConduitInactive. A conduit that never gets connected goes from onNewConduit
 ///            straight to onConduitInactive. No event repeats, none is lost, none comes after onConduitInactive.
-/// Ownership: a consumer that ever had a connection is given back with Transport::retire, or outlives the transport.
-/// Callbacks: anything is allowed inside an event, destroying the transport included. An exception that leaves an
-///            event is logged at level 30 and ends every connection of the transport; this consumer hears no more
-///            of the connection that it came from.
+/// Ownership: a consumer that ever had a connection is retired with Transport::retire, or outlives the transport.
+/// Callbacks: an event may do anything, destroying the transport included. An exception that leaves an event is logged
+/// at
+///            level 30 and ends every connection of the transport; of the connection that it came from the consumer is
+///            then notified of the end only.
 class TOVIK_API Consumer : public SocketCreationCallback {
  public:
-  /// Answers true and a heap object in aggregator, which the framework owns from then on; false ends the connection.
+  /// Stores a new object in aggregator, which the framework then owns, and returns true; false ends the connection.
   virtual bool getDataAggregator(Channel* channel, DataAggregator*& aggregator) = 0;
-  /// The first event of a connection: an attempt is under way, or a peer was accepted.
+  /// The first event: the connection is being made, or was accepted.
   virtual void onNewConduit(Conduit* /*conduit*/) {}
-  /// It is connected.
+  /// The connection is connected.
   virtual void onConduitActive(Conduit* /*conduit*/) {}
-  /// The last event: the connection is over, or never came to be.
+  /// The last event: the connection has ended, or could not be made.
   virtual void onConduitInactive(Conduit* conduit) = 0;
-  /// The channel that data will come on; it is not up yet.
+  /// The channel that data will arrive on. It is not up yet.
   virtual void onNewChannel(Channel* /*channel*/) {}
-  /// Data may be sent, and will come.
+  /// Data may be sent, and may arrive from now on.
   virtual void onChannelUp(Channel* channel) = 0;
-  /// direction: a SocketDir, which side ended it.
+  /// direction: a SocketDir, which says which side ended it.
   virtual void onChannelDown(Channel* channel, int direction) = 0;
 };
 
-/// Gives the consumer that is to serve a newly accepted connection. On the transport's worker.
+/// Provides the consumer of each accepted connection. Called on the transport's worker.
 class TOVIK_API ConsumerGenerator {
  public:
   virtual ~ConsumerGenerator() = default;
-  /// Null refuses the connection, which is closed.
+  /// Null refuses the connection, which is then closed.
   virtual Consumer* getConsumer() = 0;
 };
 

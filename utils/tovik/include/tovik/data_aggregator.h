@@ -8,19 +8,19 @@
 
 namespace tovik {
 
-/// Stands between a channel and its DataHandler and decides in which pieces the data is handed on.
+/// Passes a channel's data to its DataHandler, and decides in which pieces.
 ///
 /// Threads:   the transport's worker only.
 /// Ownership: made by the consumer, owned by the framework, which destroys it with its connection.
-/// Callbacks: the handler may bring the channel down or destroy the session; nothing of either is touched afterwards.
+/// Callbacks: the handler may bring the channel down or destroy the session.
 class TOVIK_API DataAggregator {
  public:
   virtual ~DataAggregator() = default;
-  /// Takes what was just received; the bytes are valid during the call.
+  /// Takes bytes that were just received. They are valid during the call.
   virtual void handleBuffer(Buffer* buffer, Multicast* multicast) = 0;
 };
 
-/// Hands on every buffer as it comes.
+/// Passes on each buffer as it arrives.
 class TOVIK_API SimpleAggregator : public DataAggregator {
  public:
   /// Borrows both.
@@ -32,11 +32,12 @@ class TOVIK_API SimpleAggregator : public DataAggregator {
   DataHandler* const handler_;
 };
 
-/// Hands on whole units, each with its end mark, straight out of the received bytes; keeps only an unfinished tail.
-/// A unit longer than the channel's maxUnitBytes is logged at level 30 and brings the channel down.
+/// Passes on whole units (lines, records), each with its end mark. Copies only an unfinished unit. Logs a unit that is
+/// longer than the channel's maxUnitBytes at level 30 and brings the channel down.
 class TOVIK_API BufferedAggregator : public DataAggregator {
  public:
-  /// Borrows all three. Without a channel the limit is that of default Traits, and nothing is brought down.
+  /// Borrows all three. Without a channel the limit is the default of Traits::max_unit_bytes, and nothing is brought
+  /// down.
   BufferedAggregator(Channel* channel, DataHandler* handler, DataPacketizer* packetizer);
   void handleBuffer(Buffer* buffer, Multicast* multicast) override;
 
@@ -53,7 +54,7 @@ class TOVIK_API BufferedAggregator : public DataAggregator {
   const unsigned long maxUnitBytes_;
 
   std::string tail_;            // the start of an unfinished unit
-  unsigned long searched_ = 0;  // bytes of tail_ that hold no end for certain
+  unsigned long searched_ = 0;  // leading bytes of tail_ that contain no end mark
 };
 
 }  // namespace tovik

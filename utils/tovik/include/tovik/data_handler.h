@@ -8,18 +8,18 @@ namespace tovik {
 class Channel;
 class Multicast;
 
-/// Takes the data of a channel. The buffer and the bytes are valid during the call; multicast is null on TCP.
-/// On the transport's worker.
+/// Receives the data of a channel, on the transport's worker. The buffer and its bytes are valid during the call.
+/// multicast is null on TCP.
 class TOVIK_API DataHandler {
  public:
   virtual ~DataHandler() = default;
-  /// Takes the data as a buffer, as a SimpleAggregator or a BufferedAggregator hands it on.
+  /// Receives data as a buffer.
   virtual void onBuffer(Channel* channel, Buffer* buffer, Multicast* multicast) = 0;
-  /// Takes the data as characters.
+  /// Receives data as characters.
   virtual void onData(Channel* channel, const char* data, unsigned long size, Multicast* multicast) = 0;
 };
 
-/// A DataHandler that wants characters, not buffers.
+/// A DataHandler that receives characters only.
 class TOVIK_API CharHandler : public DataHandler {
  public:
   void onBuffer(Channel* channel, Buffer* buffer, Multicast* multicast) override {

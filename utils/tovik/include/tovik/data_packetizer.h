@@ -6,10 +6,10 @@ namespace tovik {
 
 /// Where a unit of a byte stream ends.
 struct TOVIK_API UnitEnd {
-  /// False: the bytes given hold no whole unit yet.
+  /// False if the bytes contain no whole unit yet.
   bool found = false;
-  /// When found: the size of the unit with its end mark. Else: how many leading bytes need not be shown again, so
-  /// that an unfinished unit is not searched from its start for every byte that arrives.
+  /// If found: the size of the unit, its end mark included. If not: how many leading bytes need not be searched again
+  /// when more have arrived.
   unsigned long size = 0;
 };
 
@@ -17,7 +17,7 @@ struct TOVIK_API UnitEnd {
 class TOVIK_API DataPacketizer {
  public:
   virtual ~DataPacketizer() = default;
-  /// Looks for the end of the unit that begins at the first byte.
+  /// Finds the end of the unit that starts at the first byte.
   virtual UnitEnd findEnd(const char* data, unsigned long size) = 0;
 };
 

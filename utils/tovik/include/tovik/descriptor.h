@@ -10,22 +10,22 @@ namespace tovik {
 class TOVIK_API Descriptor {
  public:
   Descriptor() = default;
-  /// Takes a descriptor over; -1 stands for none.
+  /// Takes ownership of a descriptor; -1 means none.
   explicit Descriptor(int number) : number_(number) {}
-  /// Leaves the other without one.
+  /// Leaves the other without a descriptor.
   Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-  /// Leaves the other with what this one had.
+  /// Swaps the two.
   Descriptor& operator=(Descriptor&& other) noexcept {
     std::swap(number_, other.number_);
     return *this;
   }
   ~Descriptor() { close(); }
 
-  /// -1 when there is none.
+  /// -1 if there is none.
   int number() const { return number_; }
   /// Whether there is one.
   bool isOpen() const { return number_ >= 0; }
-  /// Does nothing when there is none.
+  /// Does nothing if there is none.
   void close();
 
  private:

@@ -8,16 +8,16 @@
 
 namespace tovik {
 
-/// An error that leaves no object behind: thrown by constructors only, everything else returns a Result.
+/// The failure of a constructor. Everything else returns a Result.
 class TOVIK_API Exception : public std::exception {
  public:
-  /// The message is for people.
+  /// The message names what failed.
   explicit Exception(std::string message) : message_(std::move(message)) {}
 
-  /// The message; valid as long as the object.
+  /// The message, valid as long as the object.
   const char* what() const noexcept override { return message_.c_str(); }
 
-  /// Throws a copy of the object, with its own type in derived classes that override it.
+  /// Throws a copy of the object. A derived class overrides it to throw its own type.
   [[noreturn]] virtual void raise() const { throw *this; }
 
  private:

@@ -7,12 +7,12 @@
 
 namespace tovik {
 
-/// Makes a transport's sockets in place of the kernel: sockets opened by a privileged helper, say. Called on the
-/// thread that starts a connection or a listener; must outlive the transport.
+/// Makes a transport's sockets, for example sockets that a privileged helper opens. Called on the thread that starts a
+/// connection or a listener. Must outlive the transport.
 class TOVIK_API Factory {
  public:
   virtual ~Factory() = default;
-  /// Puts an open, non-blocking socket in, or fails and leaves it as it was.
+  /// Stores an open, non-blocking socket in `socket`; leaves it unchanged on failure.
   virtual Result makeSocket(Protocol protocol, Socket& socket) = 0;
 };
 

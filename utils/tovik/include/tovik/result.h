@@ -7,7 +7,7 @@
 
 namespace tovik {
 
-/// The outcome of an operation that can fail: a flag and, on failure, a text for people that names what failed.
+/// The outcome of an operation that can fail: whether it succeeded and, if not, a message that names what failed.
 struct [[nodiscard]] TOVIK_API Result {
   bool ok = false;      ///< whether it succeeded
   std::string message;  ///< empty on success
@@ -16,7 +16,7 @@ struct [[nodiscard]] TOVIK_API Result {
   explicit operator bool() const { return ok; }
 };
 
-/// What every operation that succeeded returns a copy of.
+/// The outcome of an operation that succeeded.
 inline const Result Success{true, {}};
 
 /// The outcome of an operation that failed.

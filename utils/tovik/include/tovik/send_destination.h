@@ -6,14 +6,14 @@ namespace tovik {
 
 class Channel;
 
-/// Where a sockbuf sends to: a channel, or nowhere when it is null.
+/// Where a sockbuf sends to: a channel, or nowhere if the channel is null.
 class TOVIK_API SendDestination {
  public:
   /// Borrows the channel.
   explicit SendDestination(Channel* channel) : channel_(channel) {}
-  /// As Channel::send; nowhere when there is none.
+  /// Calls Channel::send. Does nothing without a channel.
   void send(const char* data, unsigned long size) const;
-  /// Something that should have been sent is lost: the connection can't go on.
+  /// Ends the connection, because bytes that should have been sent are lost.
   void fail() const;
 
  private:

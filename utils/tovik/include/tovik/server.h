@@ -15,47 +15,49 @@ class ConsumerGenerator;
 class Acceptor;
 class SocketCreationCallback;
 
-/// Listens, and asks the generator on the transport's worker for the consumer that serves each accepted connection.
+/// Listens, and asks the generator on the transport's worker for the consumer of each accepted connection.
 ///
-/// It is a Thread in all that can be asked of it, but takes none from the system: the worker calls `run` while a
-/// connection waits. To make a thread for each transfer would cost more than the transfer.
+/// It has the interface of a Thread, but starts none: the worker calls `run` when a connection waits. A thread for each
+/// transfer would cost more than the transfer.
 ///
 /// Threads:   startListening, stopListening and start by one owner at a time; stop, is_running and print by any thread.
-/// Ownership: borrows the generator, the callback and the options, which outlive the listening. May outlive the
-///            transport, with which the listening ends. The destructor stops listening; accepted connections go on. A
-///            derived class stops it in its own destructor, since the worker calls virtual operations.
+/// Ownership: borrows the generator, the callback and the options, which must exist until it stops listening. May
+/// outlive
+///            the transport; it stops listening when the transport is destroyed. The destructor stops listening;
+///            accepted connections continue. A derived class stops listening in its own destructor, because the worker
+///            calls virtual functions.
 class TOVIK_API Server : public ApplicationBase, public Thread {
  public:
-  /// The callback is told of the listening socket. Null options: the transport's.
+  /// The callback, which may be null, is notified of the listening socket. Null options: the transport's.
   Server(Transport& transport, Protocol protocol, ConsumerGenerator* generator, const std::string& name,
          bool keep_alive, SocketCreationCallback* callback, SocketOptions* options);
   ~Server() override;
 
-  /// Port 0: any free port, which address() then carries. Fails when it listens already.
+  /// Port 0: any free port, which address() then has. Fails if it is listening already.
   virtual Result startListening(const Address& address);
 
-  /// stop and join, and gives the port back. After success the generator is not called any more, and connections that
-  /// have no consumer yet are closed. Fails when the limit passed. Does nothing when it does not listen.
+  /// Stops, waits as join does, and closes the listening socket. After success the generator is not called any more,
+  /// and connections without a consumer are closed. Fails if the limit has passed. Does nothing if it is not listening.
   virtual Result stopListening(int limit_ms);
 
-  /// Accepts one connection that waits and hands it to its consumer.
+  /// Accepts one waiting connection and hands it to its consumer.
   void run(const volatile bool& stopping) override;
 
-  /// Waits for a connection, at most limit_ms milliseconds (-1: until there is one). Fails when the limit passed, when
-  /// it does not listen, or when the system gave none. Running out of descriptors is logged at level 30, and the worker
-  /// tries again 100 ms later.
+  /// Waits for a connection, for at most limit_ms milliseconds (-1: without limit). Fails if the limit has passed, it
+  /// is not listening, or accept fails. Running out of descriptors is logged at level 30, and the worker tries again
+  /// 100 ms later.
   virtual Result waitForConnection(Socket& connection, Address& remote, Address& local, int limit_ms);
 
-  /// Accepts from now on what connects to the address that startListening has bound, and has called this.
+  /// Accepts connections from now on. startListening calls it.
   Result start() override;
-  /// Accepts nothing more, and does not wait; who connects is kept waiting.
+  /// Accepts no more connections; does not wait. Peers that connect stay in the backlog.
   void stop() override;
-  /// Waits for the generator that is being asked, at most limit_ms milliseconds (-1: until it has answered). True at
-  /// once on the worker, also from inside the generator.
+  /// Waits until a call of the generator that is running has returned, for at most limit_ms milliseconds (-1: without
+  /// limit). Returns true at once on the worker, also inside the generator.
   bool join(int limit_ms) override;
   bool is_running() const override;
 
-  /// What it listens on, since startListening succeeded.
+  /// The address that startListening has bound.
   const Address& address() const { return address_; }
 
  private:
@@ -64,7 +66,7 @@ class TOVIK_API Server : public ApplicationBase, public Thread {
 
   SocketCreationCallback* const callback_;
   const std::shared_ptr<Acceptor> acceptor_;
-  Socket socket_;  // this and the next: constant while it is running
+  Socket socket_;  // this and the next are constant while it is running
   Address address_;
 };
 

@@ -12,10 +12,9 @@ namespace tovik {
 
 /// A stream buffer that sends what is written through it, in one piece, when it is flushed or destroyed.
 ///
-/// Ownership: copies the destination, borrows its channel and the buffer. With a buffer the text is gathered there
-///            first, without one in the sockbuf itself; text that outgrows either is gathered on the heap.
-/// Errors:    when memory runs out nothing of the piece is sent and the connection is ended: half a command must
-///            never reach a server.
+/// Ownership: copies the destination; borrows its channel and the buffer. The text is gathered in the buffer, or in the
+///            sockbuf itself if there is none, and on the heap once it outgrows either.
+/// Errors:    out of memory: sends nothing and ends the connection, because half a command must never reach a server.
 class TOVIK_API sockbuf : public std::streambuf {
  public:
   /// The buffer may be null.
@@ -25,9 +24,9 @@ class TOVIK_API sockbuf : public std::streambuf {
   ~sockbuf() override;
 
  protected:
-  /// Moves the text to the heap, where there is room.
+  /// Moves the text to the heap.
   int_type overflow(int_type character) override;
-  /// Sends what was written since the last time.
+  /// Sends what was written since the last flush.
   int sync() override;
 
  private:

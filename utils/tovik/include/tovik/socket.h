@@ -9,23 +9,21 @@
 
 namespace tovik {
 
-/// A non-blocking socket, closed on exec. Failures name the call and the address.
-///
-/// Threads: none of its own; whoever owns it sees to that.
+/// A non-blocking socket that is closed on exec. Failures name the call and the address. Not thread-safe.
 class TOVIK_API Socket {
  public:
-  /// What recv, send and sendFile give besides a count of bytes.
+  /// What recv, send and sendFile return besides a count of bytes.
   enum Outcome : long { wouldBlock = -1, failed = -2 };
 
   Socket() = default;
-  /// Takes an open socket over.
+  /// Takes ownership of an open socket.
   explicit Socket(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
 
-  /// -1 when it is closed.
+  /// -1 if it is closed.
   int number() const { return descriptor_.number(); }
-  /// Whether there is a descriptor behind it.
+  /// Whether it has a descriptor.
   bool isOpen() const { return descriptor_.isOpen(); }
-  /// Does nothing when it is closed.
+  /// Does nothing if it is closed.
   void close() { descriptor_.close(); }
 
   /// Asks the kernel for a socket.
@@ -33,33 +31,33 @@ class TOVIK_API Socket {
   /// Sets the options, and keep-alive probes if asked for.
   Result apply(const SocketOptions& options, bool keep_alive);
 
-  /// Binds the local end of a connection that will be made; any host with port 0 needs no call at all. Port 0 is
-  /// chosen only when connecting, so that connections to different servers can share local ports.
+  /// Binds the local end of a connection, before connect. The kernel chooses a port for port 0 only when the socket
+  /// connects, so that connections to different servers can share local ports.
   Result bindToConnect(const Address& local);
-  /// Starts to connect; connected tells whether it is done already. Fails when the kernel already knows that it is
-  /// refused, or when the socket has met itself.
+  /// Starts to connect. connected: whether it is connected when this returns. Fails if the kernel refuses at once, or
+  /// if the socket has connected to itself.
   Result connect(const Address& remote, bool& connected);
-  /// The error that ended the attempt to connect, 0 when it succeeded.
+  /// The errno value of a connect that has ended; 0 if it succeeded.
   int takeError();
-  /// Whether both ends are this socket: where nobody listens on a port of this host, the kernel may choose that very
-  /// port for a socket that connects to it.
+  /// Whether both ends are this socket. It happens when nobody listens on a port of this host and the kernel chooses
+  /// the same port for a socket that connects to it.
   bool isConnectedToItself() const;
 
-  /// Binds to the address, port 0 being any free one, and listens.
+  /// Binds to the address, where port 0 means any free one, and listens.
   Result listen(const Address& local);
-  /// Takes one waiting connection; errno tells why when none was taken.
+  /// Accepts one waiting connection. False if there was none; errno then has the reason.
   bool accept(Socket& connection, Address& remote);
 
-  /// Address 0.0.0.0:0 when the kernel gives none.
+  /// 0.0.0.0:0 if the kernel gives none.
   Address localAddress() const;
-  /// Address 0.0.0.0:0 while there is no peer.
+  /// 0.0.0.0:0 while there is no peer.
   Address remoteAddress() const;
 
-  /// The count of bytes moved, 0 at the peer's end of data, or an Outcome.
+  /// The number of bytes received, 0 at the end of the peer's data, or an Outcome.
   long recv(char* data, unsigned long size);
-  /// The count of bytes that the kernel took, or an Outcome.
+  /// The number of bytes that the kernel took, or an Outcome.
   long send(const char* data, unsigned long size);
-  /// Moves bytes straight from a file; advances offset.
+  /// Sends bytes of a file, from offset on, and advances offset. Returns what send returns.
   long sendFile(int file, long& offset, unsigned long size);
 
  private:

@@ -4,13 +4,13 @@
 
 namespace tovik {
 
-/// What a socket is set to when it is made. The defaults serve.
+/// The options that a socket is made with. The defaults suit most programs.
 struct TOVIK_API SocketOptions {
   /// Send small writes at once (TCP_NODELAY).
   bool no_delay = true;
-  /// Size of the kernel's receive buffer; 0 leaves its own choice, which grows with need.
+  /// Size of the kernel's receive buffer in bytes; 0: the kernel's choice, which grows with need.
   int receive_buffer_bytes = 0;
-  /// The same for sending.
+  /// Size of the kernel's send buffer in bytes; 0: the kernel's choice.
   int send_buffer_bytes = 0;
 };
 

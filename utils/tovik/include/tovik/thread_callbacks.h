@@ -6,9 +6,9 @@ namespace tovik {
 
 class WorkerThread;
 
-/// Tells the owner of a transport when its worker begins and ends serving it; both are called on the worker, as a
-/// pair, around all the transport's events. onThreadStop has returned before ~Transport has. An exception that
-/// leaves one of them is logged and goes no further.
+/// Notifies the owner of a transport when the worker starts and stops serving it. Both are called on the worker, as a
+/// pair, around all events of the transport. onThreadStop has returned before ~Transport returns. An exception that
+/// leaves one of them is logged.
 class TOVIK_API ThreadCallbacks {
  public:
   virtual ~ThreadCallbacks() = default;

@@ -5,14 +5,14 @@
 
 namespace tovik {
 
-/// The settings of a transport, the same for all its connections. The defaults serve.
+/// The settings of a transport, the same for all its connections. The defaults suit most programs.
 struct TOVIK_API Traits : SocketOptions {
-  /// The longest unit (a line, say) that a BufferedAggregator gathers. A peer that sends a longer one loses its
-  /// connection: it can't take the memory by never ending its line.
+  /// The longest unit, such as a line, that a BufferedAggregator gathers, in bytes. A longer one ends the connection,
+  /// so that a peer can't use up the memory by never ending its line.
   unsigned long max_unit_bytes = 1UL << 20U;
 
-  /// A connection on which the peer has sent nothing at all this many seconds after it was begun, connecting
-  /// included, is ended by this side. It never touches a connection that has delivered a byte. 0 or less: no limit.
+  /// This side ends a connection on which the peer has sent nothing within so many seconds after it was started, the
+  /// time to connect included. It has no effect on a connection that has delivered a byte. 0 or less: no limit.
   int first_byte_limit_s = 0;
 };
 

@@ -11,7 +11,7 @@
 #include "tovik/traits.h"
 #include "tovik/visibility.h"
 
-/// The framework: event loops, and connections on them that bring events to consumers.
+/// An event-driven networking framework: worker threads, and connections whose events they deliver to consumers.
 namespace tovik {
 
 class Consumer;
@@ -19,51 +19,51 @@ class DispatchGenerator;
 class TransportCore;
 class WorkerThread;
 
-/// A set of connections that live on one worker thread, so that no two of their events ever overlap.
+/// A set of connections that one worker thread serves, so that no two of their events ever overlap.
 ///
-/// Threads:   made and used by any thread; destroyed by any thread, from inside an event of its own too.
+/// Threads:   made, used and destroyed by any thread; an event of its own may destroy it too.
 /// Ownership: owns its connections; borrows the callbacks and the factory, which outlive it.
 class TOVIK_API Transport {
  public:
-  /// Pins the transport to the worker of the dispatcher that serves the fewest. `onWorker` is called once, on the
-  /// worker, before the first event. Callbacks and factory may be null, the function and the name empty. Throws
-  /// Exception without a dispatcher.
+  /// Assigns the transport for life to the worker of the dispatcher that serves the fewest transports. `onWorker` is
+  /// called once, on the worker, before the first event. Callbacks and factory may be null, the function and the name
+  /// empty. Throws Exception if the dispatcher is null.
   Transport(DispatchGenerator* dispatcher, Traits traits, ThreadCallbacks* callbacks, Factory* factory,
             std::tr1::function<void(WorkerThread*)> onWorker, const std::string& name);
   Transport(const Transport&) = delete;
   Transport& operator=(const Transport&) = delete;
   /// Ends every connection and notifies its consumer. Afterwards no event of this transport is running or will run,
-  /// except the one that it is destroyed from.
+  /// except one that has destroyed it.
   ~Transport();
 
-  /// Ends every connection there is at this moment and returns when each consumer has been notified: on the worker the
-  /// events come from inside the call, else within limit_ms milliseconds (-1: until done). False when the limit has
-  /// passed; the connections then end later.
+  /// Ends every connection that exists now and returns when each consumer has been notified. On the worker the events
+  /// are delivered inside the call; another thread waits for at most limit_ms milliseconds (-1: without limit). False
+  /// if the limit has passed; the connections then end later.
   bool deactivateAllConduits(int limit_ms);
 
   /// Runs f on the worker, between two events, and returns when it has run: see WorkerThread::call. f may destroy the
   /// transport.
   void call(const std::function<void()>& f);
 
-  /// Takes nothing new from now on: no connection is started or accepted any more, those that exist go on. The first
-  /// step of destroying a session whose consumers could start anew when they are notified of the end. Any thread.
+  /// From now on no connection is started or accepted; existing ones continue. The first step of destroying a session
+  /// whose consumers could start again when they are notified of the end. Any thread.
   void refuseNew();
-  /// Whether refuseNew has been called, or the destructor. Any thread.
+  /// Whether refuseNew or the destructor has been called. Any thread.
   bool refusesNew() const;
 
-  /// Takes a consumer's ownership and destroys it: at once, on this thread, when none of its events is running and
-  /// none of its connections is left, after ending those where this is the worker; otherwise on the worker, as soon
-  /// as the running event has returned. No event that has not begun reaches it any more. Null does nothing.
+  /// Takes ownership of a consumer, ends its connections without notifying it, and destroys it: at once, on this
+  /// thread, if none of its events is running and no connection is left, otherwise on the worker, as soon as the
+  /// running event has returned. No event that has not started reaches it. Null has no effect.
   void retire(Consumer* consumer);
 
-  /// Of all its connections so far. By any thread, at any moment; waits for nothing.
+  /// The statistics of all its connections so far. Any thread; never waits.
   ConnectionStatistics statistics() const;
 
   /// The settings that it was made with.
   const Traits& traits() const;
 
-  /// Expires when the transport begins to be destroyed: how a handler finds out that what it called destroyed the
-  /// session. On the worker.
+  /// Expires when the destructor starts. A handler uses it to find out whether something that it called has destroyed
+  /// the session. On the worker.
   std::weak_ptr<const void> life() const { return life_; }
 
   /// For endpoints: what their connections are added to.

@@ -16,7 +16,7 @@ Client::Client(Transport& transport, Protocol protocol, Consumer& consumer, cons
 
 Result Client::setup_and_connect(const Address& remote, const Address& local, int limit_ms) try {
   const ConsumerHold hold(*core_, consumer_);
-  if (!hold) return failure("no connection for " + name_ + ": the consumer is retired, or the transport is closed");
+  if (!hold) return failure("no connection for " + name_ + ": the consumer is retired or the transport is closed");
   Socket socket;
   if (Result set = setupSocket(socket, &consumer_); !set) return set;
   if (Result bound = socket.bindToConnect(local); !bound) return bound;

@@ -18,7 +18,7 @@ namespace tovik {
 
 namespace {
 
-/// The end of a wait of so many milliseconds; -1: there is none.
+/// The end of a wait of so many milliseconds; -1: no end.
 class Deadline {
  public:
   explicit Deadline(int limit_ms) : limit_ms_(limit_ms), begin_(Clock::now()) {}
@@ -49,7 +49,7 @@ Server::Server(Transport& transport, Protocol protocol, ConsumerGenerator* gener
 Server::~Server() { static_cast<void>(Server::stopListening(-1)); }
 
 Result Server::startListening(const Address& address) try {
-  if (socket_.isOpen()) return failure("listening on " + address_.printInet() + " already");
+  if (socket_.isOpen()) return failure("already listening on " + address_.printInet());
   Result started = listenOn(address);
   if (started) started = start();
   if (!started) socket_.close();
@@ -69,13 +69,13 @@ Result Server::listenOn(const Address& address) {
 Result Server::stopListening(int limit_ms) {
   if (!socket_.isOpen()) return Success;
   stop();
-  if (!join(limit_ms)) return failure("the listener on " + address_.printInet() + " has not ended in time");
+  if (!join(limit_ms)) return failure("the listener on " + address_.printInet() + " has not stopped in time");
   socket_.close();
   return Success;
 }
 
 Result Server::start() {
-  return socket_.isOpen() ? acceptor_->open(socket_.number()) : failure(ApplicationBase::name() + " does not listen");
+  return socket_.isOpen() ? acceptor_->open(socket_.number()) : failure(ApplicationBase::name() + " is not listening");
 }
 
 void Server::stop() { acceptor_->close(); }
@@ -98,25 +98,25 @@ Result Server::waitForConnection(Socket& connection, Address& remote, Address& l
   const Deadline deadline(limit_ms);
   while (is_running()) {
     if (socket_.accept(connection, remote)) {
-      // Its options need no setting: an accepted socket has those of the listening one.
+      // An accepted socket has the options of the listening one.
       local = connection.localAddress();
       return Success;
     }
     if (errno != EAGAIN) return refuse(errno);
-    if (deadline.hasPassed()) return failure("no connection in time on " + address_.printInet());
+    if (deadline.hasPassed()) return failure("no connection on " + address_.printInet() + " in time");
     pollfd listening{socket_.number(), POLLIN, 0};
     if (sys::poll(&listening, 1, deadline.remaining_ms()) < 0 && errno != EINTR) return systemFailure("poll");
   }
   return failure("not listening on " + address_.printInet());
 }
 
-/// Accepting has failed. Without descriptors or memory the connection still waits: without a pause the worker would do
-/// nothing but try again.
+/// Accept has failed. If descriptors or memory have run out, the connection still waits, and without a pause the worker
+/// would do nothing but try again.
 Result Server::refuse(int error) {
   Result refused = systemFailure("accept on ", address_, error);
   if (error != EMFILE && error != ENFILE && error != ENOBUFS && error != ENOMEM) return refused;
   if (core_->worker().isCurrent()) acceptor_->pause();
-  // Last, since a log handler may destroy this server.
+  // Last, because a log handler may destroy this server.
   QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: " << ApplicationBase::name() << ": " << refused.message;
   return refused;
 }

@@ -35,7 +35,7 @@ void BufferedAggregator::handleBuffer(Buffer* buffer, Multicast* multicast) {
 
 bool BufferedAggregator::wantsMore() const { return channel_ == nullptr || channel_->delivers(); }
 
-/// Ends the unit that began in earlier bytes. False when it is still unfinished, or nothing more is wanted.
+/// Completes the unit that started in earlier bytes. False if it is still incomplete, or the channel is down.
 bool BufferedAggregator::finishTail(Buffer& buffer, Multicast* multicast) {
   const unsigned long before = tail_.size();
   tail_.append(buffer.curr(), buffer.remaining());
@@ -45,7 +45,7 @@ bool BufferedAggregator::finishTail(Buffer& buffer, Multicast* multicast) {
     if (tail_.size() > maxUnitBytes_) refuseLongUnit();
     return false;
   }
-  // The handler may destroy the session; the unit must stay whole until it returns.
+  // The handler may destroy the session; the unit must stay valid until it returns.
   std::string unit = std::exchange(tail_, {});
   const unsigned long size = std::exchange(searched_, 0) + end.size;
   buffer.consume(size - before);

@@ -9,7 +9,7 @@ namespace tovik {
 
 class Socket;
 
-/// What has been sent on a channel and not been taken by the kernel yet, in order. Not thread-safe.
+/// What was sent on a channel and the kernel has not taken yet, in order. Not thread-safe.
 class OutputQueue {
  public:
   enum class Outcome { drained, blocked, more, failed };
@@ -18,12 +18,12 @@ class OutputQueue {
   void add(const char* data, unsigned long size);
   void addFile(Descriptor file, long offset, unsigned long size);
 
-  /// Hands over what the kernel takes, at most `budget` bytes: `more` says that it would take more. What is left of the
-  /// budget stands in it afterwards.
+  /// Hands over as many bytes as the kernel takes, but at most `budget`, and subtracts them from it. Returns `more` if
+  /// the budget ended it.
   Outcome writeTo(Socket& socket, unsigned long& budget);
 
  private:
-  /// Bytes, or a stretch of a file where that is open.
+  /// Bytes or, if `file` is open, a part of a file.
   struct Piece {
     std::string bytes;
     Descriptor file;
@@ -35,7 +35,7 @@ class OutputQueue {
 
   static long write(Socket& socket, Piece& piece, unsigned long size);
 
-  std::list<Piece> pieces_;  // takes no memory while it is empty, as it is on most connections
+  std::list<Piece> pieces_;  // allocates nothing while it is empty, as it is on most connections
 };
 
 }  // namespace tovik

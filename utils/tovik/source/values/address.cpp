@@ -19,7 +19,7 @@ unsigned short Address::port() const { return ntohs(native_.sin_port); }
 void Address::set_port(unsigned short port) { native_.sin_port = htons(port); }
 
 Result Address::set_host(const std::string& dotted) {
-  // The C function stops at a NUL, the text may hold one.
+  // inet_pton stops at a NUL, which the text may contain.
   in_addr host{};
   if (dotted.find('\0') != std::string::npos || inet_pton(AF_INET, dotted.c_str(), &host) != 1)
     return failure("not an IPv4 address: " + dotted);
@@ -29,7 +29,7 @@ Result Address::set_host(const std::string& dotted) {
 
 Result Address::ntop(char* text, unsigned long size, const in_addr* host) {
   if (inet_ntop(AF_INET, host, text, static_cast<socklen_t>(size)) == nullptr)
-    return failure("no room for an IPv4 address in " + std::to_string(size) + " bytes");
+    return failure("an IPv4 address does not fit in " + std::to_string(size) + " bytes");
   return Success;
 }
 

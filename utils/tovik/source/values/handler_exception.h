@@ -2,7 +2,7 @@
 
 namespace tovik {
 
-/// Logs, at level 30, the exception that is being handled: call it in a catch block. where: whose handler it left.
+/// Logs the exception that is being handled, at level 30. To be called in a catch block. where: the handler that threw.
 void logHandlerException(const char* where) noexcept;
 
 }  // namespace tovik

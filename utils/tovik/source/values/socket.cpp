@@ -12,7 +12,7 @@ namespace tovik {
 
 namespace {
 
-// Thousands of sessions from one interface would use up the local ports if each were chosen before the peer is known.
+// If the port were chosen before the peer is known, thousands of sessions from one interface would use up all ports.
 #ifndef IP_BIND_ADDRESS_NO_PORT
 constexpr int IP_BIND_ADDRESS_NO_PORT = 24;
 #endif
@@ -61,8 +61,8 @@ Result Socket::bindToConnect(const Address& local) {
 Result Socket::connect(const Address& remote, bool& connected) {
   const auto ask = [&] { return sys::connect(number(), remote.native()) == 0 ? 0 : errno; };
   int error = ask();
-  // An interrupted non-blocking connect goes on like one in progress. On the same host the answer is there already:
-  // asked again, the kernel tells it.
+  // An interrupted non-blocking connect continues like one in progress. On the same host it has ended already, which a
+  // second call reports.
   if (error == EINPROGRESS || error == EINTR) error = ask();
   connected = error == 0 || error == EISCONN;
   if (connected && localAddress().port() == remote.port() && isConnectedToItself()) {
@@ -84,7 +84,7 @@ bool Socket::isConnectedToItself() const {
 }
 
 Result Socket::listen(const Address& local) {
-  // A server that is started again must not wait for the old connections' last packets to die out.
+  // A server that is restarted must not wait until the old connections have left TIME_WAIT.
   const bool reuses = local.port() == 0 || sys::setsockopt(number(), SOL_SOCKET, SO_REUSEADDR, 1) == 0;
   const bool listens = reuses && sys::bind(number(), local.native()) == 0 && sys::listen(number(), SOMAXCONN) == 0;
   return listens ? Success : systemFailure("listen on ", local);

@@ -65,8 +65,8 @@ ssize_t send(int descriptor, const void* data, size_t size) {
   return ::send(descriptor, data, size, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
-/// It has no flag that keeps a closed connection from raising SIGPIPE in the host. The signal is blocked for the call
-/// alone, since what the host spawns from a callback inherits the mask.
+/// Unlike send it has no flag against SIGPIPE. The signal is blocked during the call only, because a program that the
+/// host spawns in a callback inherits the mask.
 ssize_t sendfile(int descriptor, int file, off_t& offset, size_t size) {
   sigset_t signal;
   sigset_t before;
@@ -75,7 +75,7 @@ ssize_t sendfile(int descriptor, int file, off_t& offset, size_t size) {
   ::pthread_sigmask(SIG_BLOCK, &signal, &before);
   const ssize_t sent = ::sendfile(descriptor, file, &offset, size);
   const int error = errno;
-  // A connection that broke after the first bytes raises it, too.
+  // A connection that breaks after the first bytes raises it, too.
   if (sent < static_cast<ssize_t>(size) && sigismember(&before, SIGPIPE) == 0) {
     const timespec now{};
     while (::sigtimedwait(&signal, nullptr, &now) < 0 && errno == EINTR) {

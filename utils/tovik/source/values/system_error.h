@@ -10,9 +10,9 @@ namespace tovik {
 /// "what: the error's text".
 std::string describeError(const std::string& what, int error);
 
-/// A failed Result of that text for errno, read before a text is built, which may change it.
+/// A failed Result with that text for errno.
 Result systemFailure(const char* what);
-/// The same of what and the address, for errno or for the error given.
+/// The same with the address appended to what, for errno or the given error.
 Result systemFailure(const char* what, const Address& address);
 Result systemFailure(const char* what, const Address& address, int error);
 

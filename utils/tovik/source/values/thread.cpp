@@ -24,7 +24,7 @@ Thread::~Thread() {
 }
 
 Result Thread::start() {
-  if (is_running()) return failure("thread " + name_ + " is running already");
+  if (is_running()) return failure("thread " + name_ + " is already running");
   if (thread_.joinable()) thread_.join();
   __atomic_store_n(&stopping_, false, __ATOMIC_RELEASE);
   setRunning(true);
