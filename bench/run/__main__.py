@@ -1,4 +1,4 @@
-"""Runs everything and writes the report; scripts/bench says how it is called."""
+"""Runs the benchmarks and writes the report. Called by scripts/bench."""
 
 import argparse
 import os
@@ -24,7 +24,7 @@ from runs import Bench
 PLOTS = {
     "throughput_by_size.svg": "Throughput by file size",
     "files_by_sessions.svg": "Files per second by number of sessions",
-    "cpu_by_sessions.svg": "Processor time of a file by number of sessions",
+    "cpu_by_sessions.svg": "Processor time per file by number of sessions",
 }
 EXTRAS = ("plots", "traces", "parts")
 
@@ -40,7 +40,7 @@ def arguments():
 
 
 def place_for_files(plan):
-    """A temporary directory in memory where there is room for the files, else among the temporary files."""
+    """A temporary directory: in memory if the files fit there, otherwise in the usual place."""
     memory = Path("/dev/shm")
     if memory.is_dir():
         room = os.statvfs(memory)
@@ -62,7 +62,7 @@ def measure_plots(bench, plan):
 
 
 def measure(options, plan, bench):
-    """The lines of the report but for its head, and the plots by file name."""
+    """The lines of the report without its head, and the plots by file name."""
     wanted = options.only or [*groups.comparisons(plan), *EXTRAS]
     runs = {name: group for name, group in groups.comparisons(plan).items() if name in wanted}
     results = {name: bench.interleave(name, group, plan.rounds) for name, group in runs.items()}
@@ -80,10 +80,10 @@ def main():
         plan = replace(plan, rounds=options.rounds, plot_rounds=options.rounds)
     vsftpd = Path(".servers/vsftpd").absolute()
     facts = machine.facts(vsftpd, network.isolate())
-    # Sessions by the thousand, on both sides.
+    # Thousands of sessions need that many descriptors on both sides.
     resource.setrlimit(resource.RLIMIT_NOFILE, (resource.getrlimit(resource.RLIMIT_NOFILE)[1],) * 2)
-    # As an exception, so that the servers are ended.
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit("bench: told to end"))
+    # An exception, so that the servers are stopped.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("bench: terminated"))
     with ExitStack() as stack:
         work = Path(stack.enter_context(place_for_files(plan)))
         served = work / "served"

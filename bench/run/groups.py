@@ -1,4 +1,4 @@
-"""The runs that are compared with one another: each group is interleaved."""
+"""The runs that are compared with one another. The runs of a group are interleaved."""
 
 from runs import Run
 
@@ -59,7 +59,7 @@ def copies(plan, key, size):
 
 
 def by_sessions(plan):
-    """One group for each number of sessions; the files are as many altogether."""
+    """One group for each number of sessions; the total number of files is the same."""
     files = plan.swarm_sessions * plan.swarm_files
     return {
         sessions: {

@@ -1,4 +1,4 @@
-"""What the figures were measured on, and with."""
+"""The machine and the programs that the figures were measured with."""
 
 import gzip
 import os
@@ -20,7 +20,7 @@ def _found(pattern, file):
 
 
 def _packaged_version(folder):
-    """Of a package that is only unpacked, such as "vsftpd (3.0.3-13) unstable"."""
+    """The version of a package that is unpacked but not installed, from its changelog: "vsftpd (3.0.3-13) unstable"."""
     with gzip.open(next(folder.glob("usr/share/doc/*/changelog.Debian.gz")), "rt") as changes:
         return re.search(r"\((.*?)\)", changes.readline())[1]
 

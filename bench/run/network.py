@@ -1,4 +1,4 @@
-"""A network of its own for everything that this process starts."""
+"""A separate network for everything that this process starts."""
 
 import ctypes
 import fcntl
@@ -10,15 +10,15 @@ from pathlib import Path
 CLONE_NEWUSER, CLONE_NEWNET = 0x10000000, 0x40000000
 SIOCSIFFLAGS, IFF_UP, IFF_LOOPBACK = 0x8914, 0x1, 0x8
 
-OWN = "a name space of its own, in which no port is kept in TIME_WAIT"
-SHARED = "the machine's: ports in TIME_WAIT slow down whoever needs a new one"
+OWN = "a separate network namespace, in which no port stays in TIME_WAIT"
+SHARED = "the machine's own: ports in TIME_WAIT slow down every search for a free one"
 
 
 def isolate():
-    """Which network it has become.
+    """Moves to a network namespace if possible, and returns a description of the network in use.
 
-    A hundred thousand transfers in a few minutes leave so many ports in TIME_WAIT that looking for a free one takes
-    longer than the transfer, and in the end fails. Who else uses the machine's loopback would be measured, too.
+    A hundred thousand transfers in a few minutes leave so many ports in TIME_WAIT that finding a free one takes longer
+    than the transfer, and finally fails. On the machine's own loopback, other programs' traffic would also be measured.
     """
     user, root = os.geteuid(), os.geteuid() == 0
     if ctypes.CDLL(None).unshare(CLONE_NEWNET | (0 if root else CLONE_NEWUSER)) != 0:

@@ -1,4 +1,4 @@
-"""How much is measured."""
+"""The amount of work that is measured."""
 
 from dataclasses import dataclass
 
@@ -13,19 +13,19 @@ class Plan:
     middle: int
     small: int
     loop_files: int  # on one session
-    curl_files: int  # the same for libcurl's easy interface, which may sleep up to a second for each
+    curl_files: int  # for libcurl's easy interface, which may sleep for up to a second per file
     swarm_sessions: int
     swarm_files: int  # in each session
-    few_sessions: int  # that retrieve as many files altogether
+    few_sessions: int  # sessions that retrieve the same total number of files
     idle_sessions: int
     logins: int
     plot_sizes: tuple
     plot_bytes: int  # retrieved for one point, unless a file is larger
     plot_sessions: tuple
-    traced: tuple  # two lengths of a run; what they differ by is what their difference costs
+    traced: tuple  # the two lengths of a run whose difference is measured
 
     def copies(self, size):
-        """How often a file is retrieved for one point of the plot by size."""
+        """The number of retrievals of a file for one point of the plot by size."""
         return max(1, min(1000, self.plot_bytes // size))
 
     def sizes(self):

@@ -1,4 +1,4 @@
-"""Line plots as SVG: a logarithmic axis of x, and one of y where asked for."""
+"""Line plots as SVG, with linear or logarithmic axes."""
 
 import math
 from dataclasses import dataclass
@@ -12,7 +12,7 @@ COLOURS = ("#0b6e99", "#d9730d", "#6b6b6b")
 @dataclass(frozen=True)
 class Axis:
     label: str
-    ticks: tuple  # values, the first and last being the axis' ends
+    ticks: tuple  # values; the first and the last are the ends of the axis
     logarithmic: bool
     text: object  # value -> text
 
@@ -30,7 +30,7 @@ def decades(values):
 
 
 def even_steps(values):
-    """From 0 to beyond the largest, in four to eight round steps."""
+    """From 0 to beyond the largest value, in steps of a round number."""
     rough = max(values) / 5
     magnitude = 10 ** math.floor(math.log10(rough))
     step = next(factor * magnitude for factor in (1, 2, 5, 10) if factor * magnitude >= rough)
@@ -38,7 +38,7 @@ def even_steps(values):
 
 
 def plot(title, x, y, lines):
-    """lines: name -> [(x, middle, lowest, highest)]. Every point has a bar from its lowest to its highest value."""
+    """lines: name -> [(x, middle, lowest, highest)]. Each point has a bar from its lowest to its highest value."""
 
     def across(value):
         return LEFT + x.at(value) * (WIDTH - LEFT - RIGHT)

@@ -41,5 +41,5 @@ def files_by_sessions(groups, results):
 
 
 def cpu_by_sessions(groups, results):
-    return _by_sessions("Processor time of a 4 KiB file by number of sessions", "µs of the client's CPU a file", groups,
-                        results, CPU_FILE)  # fmt: skip
+    title = "Processor time per 4 KiB file by number of sessions"
+    return _by_sessions(title, "µs of the client's CPU per file", groups, results, CPU_FILE)

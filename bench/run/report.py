@@ -7,40 +7,45 @@ from plan import size_text
 from rows import remarks, rows
 
 METHOD = """\
-Servers and clients share the machine and talk over its loopback interface; the files lie in memory. Each figure comes
-from a process of its own. The runs that a row compares take turns, A B A B, for {rounds} rounds; a ratio is taken
-within each round, and the table has the median of the rounds and, in brackets, the lowest and the highest.
+Servers and clients run on the same machine and communicate over its loopback interface; the files are in memory. Each
+figure comes from a process of its own. The runs that a row compares are interleaved, A B A B, for {rounds} rounds. A
+ratio is computed within each round; the table shows the median of the rounds and, in parentheses, the lowest and the
+highest. Figures have at most three significant digits.
 
-- Before each run with files of a mebibyte or more, three times the file's size in memory is used and freed again. Where
-  the host of a virtual machine takes back free memory, it would otherwise be measured how fast it gives it out.
-- For small files vsftpd is told to serve a session with one process: with two, the one that opens data connections for
-  the other takes most of the time, whoever asks for the file.
-- Logging in is not part of the time, except where it is the work. A file is freed while the next one arrives, the last
-  one after the clock has stopped.
-- *Ours* is a `Controller` for each session, all on one worker thread, with the log at its default level.
-- *libcurl*'s easy interface retrieves on one reused connection, its write callback appends to a string, EPSV is off;
-  everything else is at its default, TYPE and SIZE included, which ours does not send. When the reply to PASV is there at
-  once, this version sleeps up to a second before it goes on. So its loop has {curl_files} files, not {loop_files}.
-- *libcurl multi* is driven by its socket interface from an epoll loop. There the sleep is avoided by a look at all
-  transfers: at once while they are few, else when nothing has happened for a millisecond. Of the ways that were tried
-  this one costs libcurl the least.
-- *The bare blocking loop* sends PASV and RETR (or listens, and sends PORT and RETR), one blocking call after the other,
-  with reads of 64 KiB appended to a string.
-- *The practical limit* knows the file's size: capacity reserved beforehand, huge pages advised for it, reads of 256 KiB,
-  one append a read.
-- Idle memory is what became resident and private in the process between no session and all of them, divided by their
-  number: the host's own object for each is in it.
-- Instructions and system calls of one RETR are the difference of two runs of {short} and {long} files, divided by the
+- Before each run with files of 1 MiB or more, three times the file's size in memory is allocated, touched and freed. On
+  a virtual machine whose host reclaims free memory, the run would otherwise measure how fast the host returns it.
+- For small files, vsftpd serves each session with one process. With two, most of the time is spent in the process that
+  opens data connections for the other one, whichever client asks for the file.
+- The login is not part of the time, except where it is what the row measures. A file is freed while the next one
+  arrives, and the last one after the clock has stopped.
+- *Ours* is one `Controller` per session, all on one worker thread, with the log at its default level.
+- *libcurl*'s easy interface retrieves on one reused connection, its write callback appends to a string, and EPSV is
+  off; everything else has its default, including TYPE and SIZE, which ours does not send. If the reply to PASV is
+  available immediately, this version sleeps for up to a second before it continues. Its loop therefore has {curl_files}
+  files, not {loop_files}, and a round in which it sleeps gives a very high ratio.
+- *libcurl multi* is driven through its socket interface from an epoll loop. To avoid the sleep, the loop checks all
+  transfers: immediately while they are few, otherwise when nothing has happened for a millisecond. Of the methods
+  tried, this one costs libcurl the least.
+- *The bare blocking loop* sends PASV and RETR (or listens, and sends PORT and RETR) with one blocking call after the
+  other, and appends reads of 64 KiB to a string.
+- *The practical limit* knows the file's size: it reserves the capacity, advises huge pages for it, and appends reads of
+  256 KiB.
+- Idle memory is the growth of the process's resident private memory from no session to all of them, divided by their
+  number. It includes the host's own object for each session.
+- Instructions and system calls of one RETR are the difference between runs of {short} and {long} files, divided by the
   difference in files.
 """
 
 
-def _number(value, digits):
-    return f"{value:,.{digits}f}"
+def _number(value):
+    """Three significant digits, and at most two decimals: the runs vary by more than that."""
+    rounded = float(f"{value:.3g}")
+    before_point = len(str(int(abs(rounded))))
+    return f"{rounded:,.{min(2, max(0, 3 - before_point))}f}"
 
 
-def _spread(values, digits):
-    return f"{_number(median(values), digits)} ({_number(min(values), digits)}–{_number(max(values), digits)})"
+def _spread(values):
+    return f"{_number(median(values))} ({_number(min(values))}–{_number(max(values))})"
 
 
 def _table(head, lines):
@@ -53,12 +58,12 @@ def _table(head, lines):
 
 def _comparison(row, results, runs):
     measure = row.measure
-    ours = f"{_number(median(row.values(results, runs, row.ours)), measure.digits)} {measure.unit}"
+    ours = f"{_number(median(row.values(results, runs, row.ours)))} {measure.unit}"
     theirs = ""
-    judged = _spread(row.judged(results, runs), measure.digits)
+    judged = _spread(row.judged(results, runs))
     if row.theirs:
-        theirs = f"{_number(median(row.values(results, runs, row.theirs)), measure.digits)} {measure.unit}"
-        judged = _spread(row.judged(results, runs), 2) + " ×"
+        theirs = f"{_number(median(row.values(results, runs, row.theirs)))} {measure.unit}"
+        judged += " ×"
     return [row.work, row.against, ours, theirs, judged]
 
 
@@ -85,24 +90,29 @@ def costs(plan, traces):
     for mode in ("passive", "active"):
         calls = {who: sum(traces[who, mode]["calls"].values()) for who in ("own", "bare")}
         verdict = "met" if calls["own"] <= calls["bare"] + 2 else "**MISSED**"
-        lines.append([f"system calls, {mode}", f"{calls['own']:.2f}", f"{calls['bare']:.2f}", "≤ theirs + 2", verdict])
+        counts = [_number(calls[who]) for who in ("own", "bare")]
+        lines.append([f"system calls, {mode}", *counts, "≤ theirs + 2", verdict])
         total = {who: sum(traces[who, mode]["instructions"].values()) for who in ("own", "bare")}
-        lines.append([f"instructions in user space, {mode}", f"{total['own']:,.0f}", f"{total['bare']:,.0f}", "", ""])
+        lines.append([f"instructions in user space, {mode}", _number(total["own"]), _number(total["bare"]), "", ""])
     yield from _table(["", "ours", "the bare blocking loop", "goal", ""], lines)
     for (who, mode), trace in traces.items():
         name = {"own": "Ours", "bare": "The bare loop"}[who]
-        yield f"- {name}, {mode}: " + ", ".join(f"{call} {count:.2f}" for call, count in trace["calls"].items()) + "."
-    yield "\nThe instructions by where they are; `ftp_bench` is the library, linked in, and the host.\n"
+        calls = (f"{call} {_number(count)}" for call, count in trace["calls"].items())
+        yield f"- {name}, {mode}: " + ", ".join(calls) + "."
+    yield (
+        "\nInstructions by program file. `ftp_bench` contains the library, which is linked statically, and the host. "
+        "*Other code* is in no file that the tracer can name.\n"
+    )
     for (who, mode), trace in traces.items():
         name = {"own": "Ours", "bare": "The bare loop"}[who]
-        parts = (f"{part} {count:,.0f}" for part, count in trace["instructions"].items() if count >= 1)
+        parts = (f"{part} {_number(count)}" for part, count in trace["instructions"].items() if count >= 1)
         yield f"- {name}, {mode}: " + ", ".join(parts) + "."
     yield ""
 
 
 def inner_parts(times):
     yield "## The inner parts\n"
-    lines = [[f"`{name}`", *(f"{value:,.1f}" for value in values)] for name, values in sorted(times.items())]
+    lines = [[f"`{name}`", *map(_number, values)] for name, values in sorted(times.items())]
     yield from _table(["Google Benchmark, ns of processor time", "median", "lowest", "highest"], lines)
 
 
@@ -113,7 +123,7 @@ def head(facts):
 
 
 def document(plan, results, runs, traces, times, plots):
-    """What was measured; the rest is left out."""
+    """The lines of the report. What was not measured is left out."""
     yield "## Ours against the peers\n"
     yield from comparisons(plan, results, runs)
     for name, title in plots.items():

@@ -1,4 +1,4 @@
-"""The goals, and what became of them."""
+"""The rows of the report: what is compared, the goals and whether they are met."""
 
 from dataclasses import dataclass
 from statistics import median
@@ -11,15 +11,14 @@ from plan import GIB, KIB, MIB, size_text
 @dataclass(frozen=True)
 class Measure:
     unit: str
-    of: Callable  # the value of one run, from its figures and the run itself
-    digits: int = 2
+    of: Callable  # the value of one run, computed from its figures and the run itself
 
 
 GIB_S = Measure("GiB/s", lambda figures, run: run.size * run.files() / figures["seconds"] / GIB)
-MIB_S = Measure("MiB/s", lambda figures, run: run.size * run.files() / figures["seconds"] / MIB, 0)
-FILES_S = Measure("files/s", lambda figures, run: run.files() / figures["seconds"], 0)
-LOGINS_S = Measure("sessions/s", lambda figures, run: run.files() / figures["seconds"], 0)
-CPU_FILE = Measure("µs CPU a file", lambda figures, run: figures["cpu_seconds"] / run.files() * 1e6, 1)
+MIB_S = Measure("MiB/s", lambda figures, run: run.size * run.files() / figures["seconds"] / MIB)
+FILES_S = Measure("files/s", lambda figures, run: run.files() / figures["seconds"])
+LOGINS_S = Measure("sessions/s", lambda figures, run: run.files() / figures["seconds"])
+CPU_FILE = Measure("µs CPU per file", lambda figures, run: figures["cpu_seconds"] / run.files() * 1e6)
 PEAK = Measure("× the file's size", lambda figures, run: figures["peak_bytes"] / run.size)
 IDLE = Measure("KiB each", lambda figures, run: figures["resident_bytes_each"] / KIB)
 IDLE_HEAP = Measure("KiB each", lambda figures, run: figures["heap_bytes_each"] / KIB)
@@ -27,7 +26,7 @@ IDLE_HEAP = Measure("KiB each", lambda figures, run: figures["heap_bytes_each"] 
 
 @dataclass(frozen=True)
 class Row:
-    """A goal is a limit of the ratio ours / theirs, or of our own value where there is nobody to compare with."""
+    """A goal is a limit of the ratio ours / theirs, or of our own value where there is nothing to compare with."""
 
     work: str
     against: str
@@ -42,7 +41,7 @@ class Row:
         return [self.measure.of(figures, runs[self.group][key]) for figures in results[self.group][key]]
 
     def judged(self, results, runs):
-        """What the goal is about, round by round."""
+        """The values that the goal applies to, one per round."""
         ours = self.values(results, runs, self.ours)
         if self.theirs is None:
             return ours
@@ -95,7 +94,7 @@ def remarks(plan):
     return [
         Row(big, f"libcurl, appending, its buffer at {size_text(LARGEST_CURL_BUFFER)}", GIB_S, "big", "own",
             "curl-large"),
-        Row(big, "bytes read and thrown away", GIB_S, "big", "own", "discard"),
+        Row(big, "bytes read and discarded", GIB_S, "big", "own", "discard"),
         Row(small, "libcurl multi in an epoll loop", FILES_S, "small", "own", "multi"),
         Row(f"{big}: peak resident memory of libcurl", "", PEAK, "big", "curl"),
         Row(f"idle logged-in sessions, {plan.idle_sessions} of them: heap", "", IDLE_HEAP, "idle", "own"),

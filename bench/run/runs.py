@@ -1,4 +1,4 @@
-"""Runs of the benchmark program, each in a process of its own, and their interleaving."""
+"""Runs of the benchmark program, each in a process of its own, and how they are interleaved."""
 
 import json
 import mmap
@@ -9,7 +9,7 @@ from dataclasses import dataclass, field
 
 from plan import MIB
 
-LIMIT = 900  # seconds: a run that takes longer hangs
+LIMIT = 900  # seconds; a run that takes longer is stuck
 
 
 @dataclass(frozen=True)
@@ -34,10 +34,10 @@ class Run:
 
 
 def touch_memory(size):
-    """Uses that much memory and frees it again.
+    """Allocates and touches that much memory, and frees it.
 
-    The host of a virtual machine takes back what is free for seconds, and giving it out anew costs several times as much
-    as all else that a run does with it: the next run should find memory that is really there.
+    The host of a virtual machine reclaims memory that has been free for some seconds. Getting it back takes several
+    times as long as everything else that a run does with it, so this is done before the run.
     """
     with mmap.mmap(-1, size, flags=mmap.MAP_PRIVATE | mmap.MAP_ANONYMOUS) as memory:
         memory.madvise(mmap.MADV_HUGEPAGE)
@@ -45,7 +45,7 @@ def touch_memory(size):
 
 
 def touched_before(run):
-    """Enough for a string that is copied into one of twice its capacity."""
+    """Enough for a string and for one of twice its capacity that it is copied into."""
     free = os.sysconf("SC_AVPHYS_PAGES") * mmap.PAGESIZE
     return min(3 * run.size, free // 2) if run.size >= MIB else 0
 

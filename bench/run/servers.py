@@ -1,4 +1,4 @@
-"""The servers that are measured against, each on a loopback port and ended with its block."""
+"""The servers that the clients are measured with. Each has a loopback port and is stopped at the end of its block."""
 
 import os
 import select
@@ -14,7 +14,7 @@ PATIENCE = 30
 
 @contextmanager
 def _process(command, **options):
-    # A group of its own: a server's children end with it.
+    # A process group of its own, so that a server's children are stopped with it.
     process = subprocess.Popen(command, stdin=subprocess.DEVNULL, start_new_session=True, **options)
     try:
         yield process
@@ -53,9 +53,9 @@ def _greeting(port):
 
 @contextmanager
 def vsftpd(program, served, work, one_process=False):
-    """Its port. Anybody may log in as anonymous; everything in served is readable for that account.
+    """Starts vsftpd and yields its port. Anonymous login is allowed; all files in served are readable.
 
-    one_process: a session has one process, not a second one that opens the data connections for the first.
+    one_process: each session has one process, without a second one that opens the data connections for it.
     """
     port = _free_port()
     mark = f"bench {os.getpid()} {port}"
@@ -72,31 +72,31 @@ def vsftpd(program, served, work, one_process=False):
         "ascii_download_enable=NO\nmax_clients=0\nmax_per_ip=0\nxferlog_enable=NO\nsession_support=NO\n"
         f"secure_chroot_dir={work / 'empty'}\n"
         f"one_process_model={'YES' if one_process else 'NO'}\n"
-        # The sandbox and the name spaces need a kernel that lets them be; containers often don't.
+        # The sandbox and the namespaces need permissions that containers often lack.
         "seccomp_sandbox=NO\nisolate=NO\nisolate_network=NO\n"
     )
     with _process([program, configuration]) as process:
         deadline = time.monotonic() + PATIENCE
         while mark not in (greeting := _greeting(port)):
             if process.poll() is not None or greeting or time.monotonic() > deadline:
-                raise RuntimeError(f"{program} does not come up: {greeting}")
+                raise RuntimeError(f"{program} does not start: {greeting}")
             time.sleep(0.02)
         yield port
 
 
 @contextmanager
 def ftp_serve(program, served):
-    """Its port. Anybody may log in."""
+    """Starts ftp_serve and yields its port. Any login is accepted."""
     with _process([program, served, "--listen", "127.0.0.1:0"], stdout=subprocess.PIPE, text=True) as process:
         ready, _, _ = select.select([process.stdout], [], [], PATIENCE)
         said = process.stdout.readline() if ready else ""
         if not said.startswith("listening on "):
-            raise RuntimeError(f"{program} does not come up: {said}")
+            raise RuntimeError(f"{program} does not start: {said}")
         yield int(said.rsplit(":", 1)[1])
 
 
 def make_files(served, sizes):
-    """A file of each size, named by it, whose content does not compress."""
+    """Creates a file of each size, named after the size, with content that does not compress."""
     block = os.urandom(1 << 20)
     for size in sizes:
         with Path(served, str(size)).open("wb") as file:

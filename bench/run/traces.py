@@ -1,4 +1,4 @@
-"""What one RETR costs in instructions and in system calls: the difference of two runs of different length."""
+"""What one RETR costs in instructions and system calls: the difference between two runs of different length."""
 
 import re
 import tempfile
@@ -8,9 +8,12 @@ from pathlib import Path
 
 from runs import Run
 
+UNNAMED = "???"  # how callgrind writes code that is in no file
+OTHER = "other code"
+
 
 def _difference(plan, run, cost):
-    """What cost(run) counts, for one retrieval."""
+    """cost(run), for one retrieval."""
     short, long = plan.traced
     fewer, more = (cost(replace(run, options=run.options | {"count": count})) for count in (short, long))
     each = {name: (more[name] - fewer[name]) / (long - short) for name in more}
@@ -28,7 +31,7 @@ def system_calls(bench, plan, run):
 
 
 def instructions(bench, plan, run):
-    """By program file: what is linked in statically, and each shared library."""
+    """By program file: the benchmark with what it links statically, and each shared library."""
 
     def cost(run):
         with tempfile.NamedTemporaryFile("r") as out:
@@ -44,13 +47,13 @@ def _self_cost_by_object(lines):
         if match := re.match(r"(c?)ob=\((\d+)\)(?: (.*))?$", line):
             called_object, number, name = match.groups()
             if name:
-                names[number] = Path(name).name
+                names[number] = OTHER if name == UNNAMED else Path(name).name
             if not called_object:
                 current = names[number]
         elif line.startswith("calls="):
             called = True
         elif match := re.match(r"[-+*\d]\S* (\d+)$", line):
-            # The line after calls= holds what was spent in there.
+            # The line after calls= gives the cost of the called function, which is counted there.
             costs[current] += 0 if called else int(match[1])
             called = False
     return costs
