@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <initializer_list>
 
 #include "tovik/channel.h"
 #include "tovik/ftp_bridge/ftp_bridge.h"
@@ -20,134 +21,117 @@ std::string dump(const code_t& code, const std::vector<std::string>& lines) {
   return text;
 }
 
-}  // namespace
-
-/// A reply that a pending command understands, and what it does then.
-struct ProtocolInterpreter::Rule {
-  code_t code;
-  Action action;
+/// A reply code written as a number, such as 530; the compiler splits it into digits.
+struct Code : code_t {
+  constexpr Code() = default;
+  constexpr Code(int number)
+      : code_t{static_cast<std::int16_t>(number / 100), static_cast<std::int16_t>(number / 10 % 10),
+               static_cast<std::int16_t>(number % 10)} {}
 };
 
-const char* ProtocolInterpreter::word(pending_e command) {
-  static constexpr std::array<const char*, 12> words{"none", "user", "password", "account", "port", "passive",
-                                                     "pwd",  "cwd",  "cdup",     "nlst",    "retr", "quit"};
-  return words[static_cast<std::size_t>(command)];
-}
+/// At most N elements, stored in place, so that a table of lists can be a constant.
+template <typename T, std::size_t N>
+class ShortList {
+ public:
+  constexpr ShortList() = default;
+  constexpr ShortList(std::initializer_list<T> elements) {
+    for (const T& element : elements) elements_.at(size_++) = element;
+  }
 
-// The codes differ from command to command, where one might expect them alike, and each set is meant as it stands: 530
-// does not log out during PWD, CDUP wants 200, NLST fails on 502 but not on 550, and RETR the other way round.
+  constexpr const T* begin() const { return elements_.data(); }
+  constexpr const T* end() const { return elements_.data() + size_; }
+
+ private:
+  std::array<T, N> elements_{};
+  std::size_t size_ = 0;
+};
+
+}  // namespace
+
+/// What an action sees of a reply. The text is a copy: a callback may destroy the session, and the lines with it.
+struct ProtocolInterpreter::Reply {
+  std::string text;  // the first line, or "unknown" when there is none
+  const Lines& lines;
+};
+
+/// Codes that have the same effect while a command is pending, and that effect.
+struct ProtocolInterpreter::Rule {
+  ShortList<Code, 4> codes;
+  Action action = nullptr;
+};
+
+/// The word for a pending command in the log, and the replies that it accepts.
+struct ProtocolInterpreter::AcceptedReplies {
+  const char* word;
+  ShortList<Rule, 6> rules;
+};
+
+// The code sets differ from command to command where one might expect them to be alike. That is intended: 530 does not
+// log out during PWD, CDUP succeeds on 200 only, NLST fails on 502 but not on 550, and RETR on 550 but not on 502.
 // clang-format off
-std::span<const ProtocolInterpreter::Rule> ProtocolInterpreter::rules(pending_e command) {
+const ProtocolInterpreter::AcceptedReplies& ProtocolInterpreter::acceptedReplies(pending_e command) {
   using P = ProtocolInterpreter;
   using C = Controller;
-  static constexpr Rule none[] = {
-      {{1, 2, 0}, &P::wait},
-      {{2, 2, 0}, &P::sendUser},
-  };
-  static constexpr Rule user[] = {
-      {{2, 3, 0}, &P::logIn},
-      {{3, 3, 1}, &P::sendPassword},
-      {{3, 3, 2}, &P::sendAccount},
-      {{5, 0, 0}, &P::refuseLogin},
-      {{5, 0, 1}, &P::refuseLogin},
-      {{5, 3, 0}, &P::refuseLogin},
-  };
-  static constexpr Rule password[] = {
-      {{2, 3, 0}, &P::logIn},
-      {{2, 0, 2}, &P::noteNotImplemented},
-      {{3, 3, 2}, &P::sendAccount},
-      {{5, 0, 0}, &P::refuseLogin},
-      {{5, 0, 1}, &P::refuseLogin},
-      {{5, 0, 3}, &P::refuseLogin},
-      {{5, 3, 0}, &P::refuseLogin},
-  };
-  static constexpr Rule account[] = {
-      {{2, 3, 0}, &P::logIn},
-      {{2, 0, 2}, &P::noteNotImplemented},
-      {{5, 0, 0}, &P::refuseLogin},
-      {{5, 0, 1}, &P::refuseLogin},
-      {{5, 0, 3}, &P::refuseLogin},
-      {{5, 3, 0}, &P::refuseLogin},
-  };
-  static constexpr Rule port[] = {
-      {{2, 0, 0}, &P::report<&C::onPort, true>},
-      {{5, 0, 0}, &P::report<&C::onPort, false>},
-      {{5, 0, 1}, &P::report<&C::onPort, false>},
-      {{5, 0, 3}, &P::report<&C::onPort, false>},
-      {{5, 3, 0}, &P::logOut},
-  };
-  static constexpr Rule passive[] = {
-      {{2, 2, 7}, &P::handOverPassiveAddress},
-      {{5, 0, 0}, &P::reportPassiveFailure},
-      {{5, 0, 1}, &P::reportPassiveFailure},
-      {{5, 0, 3}, &P::reportPassiveFailure},
-      {{5, 3, 0}, &P::logOut},
-  };
-  static constexpr Rule pwd[] = {
-      {{2, 5, 7}, &P::report<&C::onPwd, true>},
-      {{5, 0, 0}, &P::report<&C::onPwd, false>},
-      {{5, 0, 1}, &P::report<&C::onPwd, false>},
-      {{5, 0, 2}, &P::report<&C::onPwd, false>},
-      {{5, 5, 0}, &P::report<&C::onPwd, false>},
-  };
-  static constexpr Rule cwd[] = {
-      {{2, 5, 0}, &P::report<&C::onCwd, true>},
-      {{5, 0, 0}, &P::report<&C::onCwd, false>},
-      {{5, 0, 1}, &P::report<&C::onCwd, false>},
-      {{5, 0, 2}, &P::report<&C::onCwd, false>},
-      {{5, 5, 0}, &P::report<&C::onCwd, false>},
-      {{5, 3, 0}, &P::logOut},
-  };
-  static constexpr Rule cdup[] = {
-      {{2, 0, 0}, &P::report<&C::onCdup, true>},
-      {{5, 0, 0}, &P::report<&C::onCdup, false>},
-      {{5, 0, 1}, &P::report<&C::onCdup, false>},
-      {{5, 0, 2}, &P::report<&C::onCdup, false>},
-      {{5, 5, 0}, &P::report<&C::onCdup, false>},
-      {{5, 3, 0}, &P::logOut},
-  };
-  static constexpr Rule nlst[] = {
-      {{1, 2, 5}, &P::wait},
-      {{1, 5, 0}, &P::wait},
-      {{2, 2, 6}, &P::report<&C::onNlst, true>},
-      {{2, 5, 0}, &P::report<&C::onNlst, true>},
-      {{4, 2, 5}, &P::report<&C::onNlst, false>},
-      {{4, 2, 6}, &P::report<&C::onNlst, false>},
-      {{4, 5, 0}, &P::report<&C::onNlst, false>},
-      {{4, 5, 1}, &P::report<&C::onNlst, false>},
-      {{5, 0, 0}, &P::report<&C::onNlst, false>},
-      {{5, 0, 1}, &P::report<&C::onNlst, false>},
-      {{5, 0, 2}, &P::report<&C::onNlst, false>},
-      {{5, 3, 0}, &P::logOut},
-  };
-  static constexpr Rule retr[] = {
-      {{1, 1, 0}, &P::noteRestartMarker},
-      {{1, 2, 5}, &P::wait},
-      {{1, 5, 0}, &P::wait},
-      {{2, 2, 6}, &P::report<&C::onRetrieve, true>},
-      {{2, 5, 0}, &P::report<&C::onRetrieve, true>},
-      {{4, 2, 5}, &P::report<&C::onRetrieve, false>},
-      {{4, 2, 6}, &P::report<&C::onRetrieve, false>},
-      {{4, 5, 0}, &P::report<&C::onRetrieve, false>},
-      {{4, 5, 1}, &P::report<&C::onRetrieve, false>},
-      {{5, 0, 0}, &P::report<&C::onRetrieve, false>},
-      {{5, 0, 1}, &P::report<&C::onRetrieve, false>},
-      {{5, 5, 0}, &P::report<&C::onRetrieve, false>},
-      {{5, 3, 0}, &P::logOut},
-  };
-  static constexpr Rule quit[] = {
-      {{2, 2, 1}, &P::endSession},
-      {{5, 0, 0}, &P::endSession},
-  };
-  static constexpr std::array<std::span<const Rule>, 12> all{none, user, password, account, port, passive,
-                                                             pwd,  cwd,  cdup,     nlst,    retr, quit};
-  return all[static_cast<std::size_t>(command)];
+  // In the order of pending_e.
+  static constexpr std::array<AcceptedReplies, 12> table{{
+      {"none",     {{{120},                &P::wait},
+                    {{220},                &P::sendUser}}},
+
+      {"user",     {{{230},                &P::logIn},
+                    {{331},                &P::sendPassword},
+                    {{332},                &P::sendAccount},
+                    {{500, 501, 530},      &P::refuseLogin}}},
+
+      {"password", {{{230},                &P::logIn},
+                    {{202},                &P::logNotImplemented},
+                    {{332},                &P::sendAccount},
+                    {{500, 501, 503, 530}, &P::refuseLogin}}},
+
+      {"account",  {{{230},                &P::logIn},
+                    {{202},                &P::logNotImplemented},
+                    {{500, 501, 503, 530}, &P::refuseLogin}}},
+
+      {"port",     {{{200},                &P::report<&C::onPort, true>},
+                    {{500, 501, 503},      &P::report<&C::onPort, false>},
+                    {{530},                &P::logOut}}},
+
+      {"passive",  {{{227},                &P::reportPassiveAddress},
+                    {{500, 501, 503},      &P::reportPassiveFailure},
+                    {{530},                &P::logOut}}},
+
+      {"pwd",      {{{257},                &P::report<&C::onPwd, true>},
+                    {{500, 501, 502, 550}, &P::report<&C::onPwd, false>}}},
+
+      {"cwd",      {{{250},                &P::report<&C::onCwd, true>},
+                    {{500, 501, 502, 550}, &P::report<&C::onCwd, false>},
+                    {{530},                &P::logOut}}},
+
+      {"cdup",     {{{200},                &P::report<&C::onCdup, true>},
+                    {{500, 501, 502, 550}, &P::report<&C::onCdup, false>},
+                    {{530},                &P::logOut}}},
+
+      {"nlst",     {{{125, 150},           &P::wait},
+                    {{226, 250},           &P::report<&C::onNlst, true>},
+                    {{425, 426, 450, 451}, &P::report<&C::onNlst, false>},
+                    {{500, 501, 502},      &P::report<&C::onNlst, false>},
+                    {{530},                &P::logOut}}},
+
+      {"retr",     {{{110},                &P::logRestartMarker},
+                    {{125, 150},           &P::wait},
+                    {{226, 250},           &P::report<&C::onRetrieve, true>},
+                    {{425, 426, 450, 451}, &P::report<&C::onRetrieve, false>},
+                    {{500, 501, 550},      &P::report<&C::onRetrieve, false>},
+                    {{530},                &P::logOut}}},
+
+      {"quit",     {{{221, 500},           &P::endSession}}},
+  }};
+  return table[static_cast<std::size_t>(command)];
 }
 // clang-format on
 
-// The events of the controller are each action's last act: the client may have destroyed the session in them.
+// Each action reports to the controller last, because the client may destroy the session in the callback.
 void ProtocolInterpreter::onInput(const code_t& code, const Lines& lines) {
-  const std::string text = lines.empty() ? "unknown" : lines.front();
+  const Reply reply{lines.empty() ? "unknown" : lines.front(), lines};
   QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: [FTP] " << dump(code, lines);
   if (code == code_t{4, 2, 1}) {
     sessionState = 0;
@@ -161,84 +145,79 @@ void ProtocolInterpreter::onInput(const code_t& code, const Lines& lines) {
         << (loggedIn ? " while up" : " while down");
     return;
   }
-  const std::span<const Rule> known = rules(pending);
-  const auto rule = std::find_if(known.begin(), known.end(), [&](const Rule& r) { return r.code == code; });
-  if (rule == known.end()) {
-    QK_LOG(qk::logging::LogLevel::Warning)
-        << "Tovik: protocol interpreter: " << word(pending) << ": unknown reply " << code;
-    return;
-  }
-  (this->*rule->action)(text, lines);
+  const AcceptedReplies& accepted = acceptedReplies(pending);
+  for (const Rule& rule : accepted.rules)
+    if (std::find(rule.codes.begin(), rule.codes.end(), code) != rule.codes.end()) return (this->*rule.action)(reply);
+  QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: protocol interpreter: " << accepted.word << ": unknown reply "
+                                         << code;
 }
 
 void ProtocolInterpreter::bringDown() {
   if (channel != nullptr) channel->bringDown();
 }
 
-void ProtocolInterpreter::wait(const std::string& /*text*/, const Lines& /*lines*/) {}
+void ProtocolInterpreter::wait(const Reply& /*reply*/) {}
 
-void ProtocolInterpreter::sendUser(const std::string& /*text*/, const Lines& /*lines*/) {
+void ProtocolInterpreter::sendUser(const Reply& /*reply*/) {
   pending = pending_e::user;
   sendCommand("USER " + controller.connection.user);
 }
 
-void ProtocolInterpreter::sendPassword(const std::string& /*text*/, const Lines& /*lines*/) {
+void ProtocolInterpreter::sendPassword(const Reply& /*reply*/) {
   pending = pending_e::password;
   sendCommand("PASS " + controller.connection.password);
 }
 
-void ProtocolInterpreter::sendAccount(const std::string& /*text*/, const Lines& /*lines*/) {
+void ProtocolInterpreter::sendAccount(const Reply& /*reply*/) {
   pending = pending_e::account;
   sendCommand("ACCT " + controller.connection.account);
 }
 
-void ProtocolInterpreter::logIn(const std::string& /*text*/, const Lines& /*lines*/) {
+void ProtocolInterpreter::logIn(const Reply& /*reply*/) {
   sessionState = 1;
   pending = pending_e::none;
   controller.onControlUp();
 }
 
-/// The client is not told; a greeting may still come and begin the login anew.
-void ProtocolInterpreter::refuseLogin(const std::string& /*text*/, const Lines& /*lines*/) {
-  pending = pending_e::none;
-}
+/// The client is not notified. A later greeting starts the login again.
+void ProtocolInterpreter::refuseLogin(const Reply& /*reply*/) { pending = pending_e::none; }
 
-/// Also for ACCT, with the same words.
-void ProtocolInterpreter::noteNotImplemented(const std::string& /*text*/, const Lines& /*lines*/) {
+/// For PASS and for ACCT, with the same text.
+void ProtocolInterpreter::logNotImplemented(const Reply& /*reply*/) {
   QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: protocol interpreter: password not implemented";
 }
 
-void ProtocolInterpreter::logOut(const std::string& /*text*/, const Lines& /*lines*/) {
+void ProtocolInterpreter::logOut(const Reply& /*reply*/) {
   sessionState = 0;
   pending = pending_e::none;
   bringDown();
 }
 
 template <void (Controller::*event)(bool, const std::string&), bool ok>
-void ProtocolInterpreter::report(const std::string& text, const Lines& /*lines*/) {
+void ProtocolInterpreter::report(const Reply& reply) {
   pending = pending_e::none;
-  (controller.*event)(ok, text);
+  (controller.*event)(ok, reply.text);
 }
 
-void ProtocolInterpreter::handOverPassiveAddress(const std::string& text, const Lines& lines) {
+void ProtocolInterpreter::reportPassiveAddress(const Reply& reply) {
   pending = pending_e::none;
-  if (lines.empty()) return controller.onPassiveFailure("no passive address");
-  std::string numbers = text;
+  if (reply.lines.empty()) return controller.onPassiveFailure("no passive address");
+  std::string numbers = reply.text;
   if (!findSubstring(numbers, '(', ')')) return controller.onPassiveFailure("address not delimited by ()");
   Address address(0);
   if (!convertAddr(numbers, address)) return controller.onPassiveFailure("couldn't parse " + numbers);
   controller.onPassiveSuccess(address);
 }
 
-void ProtocolInterpreter::reportPassiveFailure(const std::string& text, const Lines& /*lines*/) {
+void ProtocolInterpreter::reportPassiveFailure(const Reply& reply) {
   pending = pending_e::none;
-  controller.onPassiveFailure(text);
+  controller.onPassiveFailure(reply.text);
 }
 
-void ProtocolInterpreter::noteRestartMarker(const std::string& /*text*/, const Lines& /*lines*/) {
+void ProtocolInterpreter::logRestartMarker(const Reply& /*reply*/) {
   QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: protocol interpreter: restart marker unhandled";
 }
 
-void ProtocolInterpreter::endSession(const std::string& /*text*/, const Lines& /*lines*/) { bringDown(); }
+void ProtocolInterpreter::endSession(const Reply& /*reply*/) { bringDown(); }
 
 }  // namespace tovik::ftp

@@ -14,7 +14,6 @@
 #include <iosfwd>
 #include <memory>
 #include <ostream>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -143,29 +142,30 @@ class TOVIK_API ProtocolInterpreter : public Consumer, public TelnetPacketizer, 
   friend class Controller;
 
   using Lines = std::vector<std::string>;
-  using Action = void (ProtocolInterpreter::*)(const std::string& text, const Lines& lines);
+  struct Reply;
+  using Action = void (ProtocolInterpreter::*)(const Reply& reply);
   struct Rule;
+  struct AcceptedReplies;
 
-  static const char* word(pending_e command);
-  static std::span<const Rule> rules(pending_e command);
+  static const AcceptedReplies& acceptedReplies(pending_e command);
 
   void continueReply(bool valid, const code_t& code, const std::string& rest);
   void bringDown();
 
-  void wait(const std::string& text, const Lines& lines);
-  void sendUser(const std::string& text, const Lines& lines);
-  void sendPassword(const std::string& text, const Lines& lines);
-  void sendAccount(const std::string& text, const Lines& lines);
-  void logIn(const std::string& text, const Lines& lines);
-  void refuseLogin(const std::string& text, const Lines& lines);
-  void noteNotImplemented(const std::string& text, const Lines& lines);
-  void logOut(const std::string& text, const Lines& lines);
+  void wait(const Reply& reply);
+  void sendUser(const Reply& reply);
+  void sendPassword(const Reply& reply);
+  void sendAccount(const Reply& reply);
+  void logIn(const Reply& reply);
+  void refuseLogin(const Reply& reply);
+  void logNotImplemented(const Reply& reply);
+  void logOut(const Reply& reply);
   template <void (Controller::*event)(bool, const std::string&), bool ok>
-  void report(const std::string& text, const Lines& lines);
-  void handOverPassiveAddress(const std::string& text, const Lines& lines);
-  void reportPassiveFailure(const std::string& text, const Lines& lines);
-  void noteRestartMarker(const std::string& text, const Lines& lines);
-  void endSession(const std::string& text, const Lines& lines);
+  void report(const Reply& reply);
+  void reportPassiveAddress(const Reply& reply);
+  void reportPassiveFailure(const Reply& reply);
+  void logRestartMarker(const Reply& reply);
+  void endSession(const Reply& reply);
 
   std::int32_t replyState = 0;    // 0: the next line begins a reply; 1: inside a multi-line reply
   code_t replyCode;               // of the multi-line reply in progress
