@@ -35,7 +35,8 @@ Result Controller::sendLogout() {
   });
 }
 
-/// The name stands between double quotes; a doubled one ends it at its first half.
+/// The name is enclosed in double quotes (RFC 959, appendix II). A doubled quote inside the name is not unescaped: it
+/// ends the name.
 void Controller::onPwd(bool ok, const std::string& text) {
   command = cmd_e::none;
   if (!ok) return client->onPwdFailed(text);

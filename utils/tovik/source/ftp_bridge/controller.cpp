@@ -13,7 +13,7 @@ namespace tovik::ftp {
 
 namespace {
 
-/// Made while the dispatcher is kept in the store: another thread may be about to remove it.
+/// Creates the transport inside DispatchStore::use, so that another thread can't remove the dispatcher meanwhile.
 Transport* makeTransport(const std::string& dispatcherName, const Traits& traits, ThreadCallbacks* callbacks) {
   Transport* made = nullptr;
   const auto make = [&](DispatchGenerator* dispatcher) {
@@ -29,7 +29,7 @@ Transport* makeTransport(const std::string& dispatcherName, const Traits& traits
   return made;
 }
 
-/// A client that tries again whenever a failure is reported must not use up the stack.
+/// Limits the nesting: a client that retries inside each failure callback must not exhaust the stack.
 constexpr unsigned mostOperations = 32;
 
 const char* nameOf(Controller::cmd_e command) {
@@ -40,7 +40,7 @@ const char* nameOf(Controller::cmd_e command) {
 
 }  // namespace
 
-// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): passive, replyOk and replyReceived are each transfer's to set
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): each transfer sets passive, replyOk and replyReceived
 Controller::Controller(const connection_data_t& connectionData, FTPclient* ftpClient, const std::string& dispatcherName,
                        int transportSetting, ThreadCallbacks* callbacks)
     : interpreter(*this),
@@ -59,7 +59,7 @@ Controller::Controller(const connection_data_t& connectionData, FTPclient* ftpCl
   transport = makeTransport(dispatcherName, traits, callbacks);
 }
 
-// In one step on the worker: a client that is notified of the end in here can start nothing new.
+// Both in one step on the worker, so that the client can start nothing new when it is notified of the end.
 Controller::~Controller() {
   if (transport != nullptr)
     transport->call([this] {
@@ -84,7 +84,7 @@ Result Controller::start() {
   return result;
 }
 
-// The client may destroy the controller when it is told of the end: that is the last act.
+// The client may destroy the controller in onDisconnected, so deactivateAllConduits comes last.
 Result Controller::stop() {
   if (transport == nullptr) {
     delete std::exchange(dataConnector, nullptr);
@@ -99,7 +99,7 @@ Result Controller::stop() {
 
 ConnectionStatistics Controller::statistics() const { return transport->statistics(); }
 
-/// Counts an operation for as long as it is on the stack and the session lives.
+/// Counts an operation while it is on the stack and the session is alive.
 class Controller::Operation {
  public:
   explicit Operation(Controller& controller) : controller_(controller), session_(controller.transport->life()) {
@@ -120,7 +120,7 @@ class Controller::Operation {
 
 Result Controller::refuseBusy() const { return failure(nameOf(command) + std::string(" still active")); }
 
-/// On the worker, where nothing that the server or a stranger sends can come in between.
+/// Runs act on the worker, where no event of the session can come in between.
 Result Controller::perform(const std::function<void()>& act) {
   Result result;
   const auto onWorker = [&] { result = begin(act); };
@@ -128,8 +128,8 @@ Result Controller::perform(const std::function<void()>& act) {
   return result;
 }
 
-/// A command that there is no memory for leaves the controller idle. What the client throws when a failed set-up is
-/// reported reaches the caller.
+/// If memory runs out before the command is sent, the controller is idle again. An exception that the client throws
+/// when it is notified of a failed set-up is passed to the caller.
 Result Controller::begin(const std::function<void()>& act) {
   const Operation operation(*this);
   const unsigned long reportsBefore = failureReports;
@@ -157,7 +157,7 @@ void Controller::prepareCommand(cmd_e cmd) {
   cutByLimit = false;
 }
 
-/// The reply may arrive before this returns, so what it answers is set first.
+/// Sets the pending command first: the reply may arrive before sendCommand returns.
 void Controller::send(pending_e awaited, const std::string& text) {
   interpreter.pending = awaited;
   interpreter.sendCommand(text);
@@ -167,7 +167,7 @@ void Controller::onControlUp() { client->onConnected(); }
 
 void Controller::onControlDown() { client->onDisconnected(); }
 
-// Copies: the client's next command clears the members, and the destructor frees them.
+// Passes copies: the client's next command clears the members, and the destructor frees them.
 void Controller::onError() {
   const std::string name = fileName;
   const std::string text = replyText;

@@ -10,7 +10,7 @@ namespace tovik::ftp {
 
 DataConnector::DataConnector(Controller& owner) : controller(owner) {}
 
-// The controller may be gone by now: a connector whose handler destroyed the session goes after that handler.
+// Must not use the controller: a connector whose handler destroyed the session is itself destroyed after that handler.
 DataConnector::~DataConnector() {
   if (server != nullptr) static_cast<void>(server->stopListening(-1));
   delete server;
@@ -54,11 +54,11 @@ void DataConnector::onData(Channel* /*from*/, const char* data, unsigned long si
 void DataConnector::onChannelDown(Channel* down, int /*direction*/) {
   std::unique_ptr<std::string> gathered(std::exchange(received, nullptr));
   const EndCause cause = down == nullptr ? EndCause::other : down->endCause();
-  // Bytes are lost: the transfer must not end as if this were all.
+  // Bytes were lost, so the transfer must not be reported as complete.
   if (cause == EndCause::exception) return;
   if (cause == EndCause::limit) controller.cutByLimit = true;
   if (gathered == nullptr) gathered = std::make_unique<std::string>();
-  // The client hears of the transfer's end in here, and may destroy the session.
+  // The client is notified of the transfer's end in onDataReceived and may destroy the session there.
   const std::weak_ptr<const void> session = controller.transport->life();
   controller.onDataReceived(gathered.release());
   if (!session.expired()) controller.onDataDown();

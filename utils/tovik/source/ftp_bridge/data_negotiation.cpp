@@ -7,7 +7,7 @@ namespace tovik::ftp {
 void Controller::startDataConnection(bool usePassive) {
   passive = usePassive;
   delete std::exchange(received, nullptr);
-  // The connector of the last transfer may be the very one that is delivering its outcome at this moment.
+  // retire, not delete: the last transfer's connector may be the one whose handler is running.
   transport->retire(std::exchange(dataConnector, nullptr));
   dataConnector = new DataConnector(*this);
   if (passive) return send(pending_e::passive, "PASV");
@@ -22,7 +22,7 @@ void Controller::announceListener() {
   }
   address.insert_addr(&localAddr);
   std::string text;
-  // Nothing is reported when the address has no text: the command stays in progress until the session is stopped.
+  // If the address can't be formatted, nothing is reported, and the command stays in progress.
   if (ProtocolInterpreter::convertAddr(address, text)) send(pending_e::port, "PORT " + text);
 }
 

@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <new>
 
-// Most of the time that a big file takes goes into memory that is touched for the first time, and into copying at each
-// growth. Address space that is reserved and not touched costs nothing: so a string that has passed a megabyte grows in
-// very few, very large steps, and the kernel is asked for huge pages, which are touched 512 times less often.
+// Receiving a big file spends most of its time on page faults in fresh memory and on copying whenever the string grows.
+// Reserved address space costs nothing until it is touched, so a string of more than a megabyte grows in a few very
+// large steps. Huge pages, requested from the kernel, reduce the page faults by a factor of 512.
 
 namespace tovik::ftp {
 
@@ -27,14 +27,14 @@ bool reserve(std::string& gathered, unsigned long capacity) {
   }
 }
 
-/// Advice: where it can't be taken, the memory serves all the same.
+/// Only advice: without huge pages, the memory works as well.
 void adviseHugePages(char* memory, unsigned long size) {
   const auto page = static_cast<unsigned long>(::sysconf(_SC_PAGESIZE));
   const unsigned long before = (page - reinterpret_cast<std::uintptr_t>(memory) % page) % page;
   ::madvise(memory + before, (size - before) / page * page, MADV_HUGEPAGE);
 }
 
-/// A string never grows to less than twice its capacity; a fresh one may.
+/// std::string at least doubles its capacity when it grows. A new string can be made smaller than that.
 void moveToFit(std::string& gathered, unsigned long needed) {
   std::string larger;
   if (!reserve(larger, needed + needed / 4) && !reserve(larger, needed + needed / 16)) larger.reserve(needed);
@@ -42,8 +42,8 @@ void moveToFit(std::string& gathered, unsigned long needed) {
   gathered.swap(larger);
 }
 
-/// The largest step that the address space allows: it may be limited, and the kernel refuses more than it could ever
-/// give.
+/// Grows by the largest factor that can be allocated. The address space may be limited, and the kernel refuses requests
+/// that exceed what it could ever supply.
 void makeRoom(std::string& gathered, unsigned long size) {
   const unsigned long needed = gathered.size() + size;
   for (const unsigned long fold : {64UL, 8UL, 2UL}) {

@@ -4,8 +4,8 @@
 
 namespace tovik::ftp {
 
-/// Appends to what a transfer of unknown size has delivered so far. Throws std::bad_alloc, and leaves gathered as it
-/// was, when not even room for these bytes alone is to be had.
+/// Appends bytes to the data of a transfer of unknown size. Throws std::bad_alloc, and leaves gathered unchanged, if
+/// there is no memory even for exactly these bytes.
 void gather(std::string& gathered, const char* data, unsigned long size);
 
 }  // namespace tovik::ftp

@@ -9,7 +9,7 @@ namespace tovik::ftp {
 
 namespace {
 
-/// Empty fields do not count: runs of commas separate like one, and those at the ends like none.
+/// Empty fields are skipped: several commas in a row separate like one, and commas at the ends are ignored.
 std::vector<std::string> splitAtCommas(const std::string& text) {
   std::vector<std::string> fields;
   fields.reserve(6);
@@ -22,7 +22,7 @@ std::vector<std::string> splitAtCommas(const std::string& text) {
   return fields;
 }
 
-/// Servers' numbers are taken as they come: the high part keeps its low byte, the low part is added in full.
+/// The numbers are not checked: of the high part only the low byte counts, and the low part is added unmasked.
 unsigned short portOf(const std::string& high, const std::string& low) {
   const auto number = [](const std::string& field) { return std::strtoul(field.c_str(), nullptr, 10); };
   return static_cast<unsigned short>((number(high) << 8U) + number(low));

@@ -5,8 +5,8 @@
 
 namespace tovik::ftp {
 
-/// The names in the data of an NLST: one a line, lines ending at each line feed and at the end of the text, each
-/// without the white space at its ends; lines with nothing else are passed over.
+/// Returns the names in the data of an NLST, one per line. A line ends at a line feed or at the end of the text. White
+/// space around each name is removed; empty lines are skipped.
 std::vector<std::string> splitListing(const std::string& text);
 
 }  // namespace tovik::ftp

@@ -28,7 +28,7 @@ void ProtocolInterpreter::onChannelDown(Channel* down, int direction) {
   QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: protocol interpreter channel down " << printSocketDir(direction);
   sessionState = 0;
   if (down == nullptr || down->endCause() != EndCause::exception) return;
-  // Where in a reply or a command the exception came is unknown: the next connection begins afresh.
+  // The exception may have interrupted a reply or a command, so the next connection starts from the initial state.
   replyState = 0;
   replyCode = {};
   pending = pending_e::none;

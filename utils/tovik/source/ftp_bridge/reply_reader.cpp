@@ -19,6 +19,12 @@ std::ostream& operator<<(std::ostream& out, const code_t& code) {
   return out << code.first << code.second << code.third;
 }
 
+// reply-line = code [ "-" ] text     ; RFC 959, section 4.2; the line end counts as white space of text
+// code       = first second third
+// first      = "1" to "5"
+// second     = "0" to "5"
+// third      = "0" to "9"
+// text       = any bytes, trimmed; a space after the code is not required
 bool ProtocolInterpreter::parseReturnCode(const std::string& line, code_t& code, bool& continued, std::string& rest) {
   if (line.size() < 3) return false;
   if (!readDigit(line[0], '1', '5', code.first)) return false;
@@ -55,8 +61,8 @@ void ProtocolInterpreter::onData(Channel* /*from*/, const char* data, unsigned l
   onInput(code, replyLines);
 }
 
-/// Any line that repeats the opening code ends the reply, a minus sign after it or not. The text of a line without a
-/// code is not kept, only its place.
+/// A line that repeats the code of the first line ends the reply, whether or not a minus sign follows the code. For a
+/// line without a code, an empty text is kept.
 void ProtocolInterpreter::continueReply(bool valid, const code_t& code, const std::string& rest) {
   if (valid && code != replyCode) {
     QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: protocol interpreter: wrong return code";

@@ -4,9 +4,9 @@
 #include "listing.h"
 #include "tovik/ftp_bridge/ftp_bridge.h"
 
-// A transfer has ended when two things have happened, in either order: the server's final reply has come, and the data
-// connection has ended. Whichever comes second reports. The client's callback is the last act of each path, and is
-// given copies: its next command clears the members, and the destructor frees them.
+// A transfer is complete when the server's final reply has arrived and the data connection has ended, in either order.
+// The second of the two events reports the outcome. The client's callback comes last on each path and gets copies: its
+// next command clears the members, and the destructor frees them.
 
 namespace tovik::ftp {
 
@@ -25,7 +25,7 @@ Result Controller::getFile(const std::string& name, bool usePassive) {
     fileName = name;
     startDataConnection(usePassive);
   };
-  // A std::function has no room for it, and would ask for memory outside the try block of begin.
+  // By reference: std::function would have to allocate memory for a copy, outside the try block of begin.
   return perform(std::cref(act));
 }
 
@@ -54,7 +54,7 @@ void Controller::onDataReceived(std::string* data) {
   if (command == cmd_e::retr && replyReceived) processRetrieve();
 }
 
-/// Why a transfer has failed that the server takes for whole: it is this side that ended its data connection.
+/// The text for a transfer that the server reports as complete although this side ended its data connection.
 std::string Controller::limitText() const {
   return "nothing received within the limit of " + std::to_string(transport->traits().first_byte_limit_s) + " s";
 }

@@ -1,10 +1,11 @@
 #pragma once
 
-/// An asynchronous FTP client (RFC 959): one Controller a session, one FTPclient that is told of every outcome.
+/// An asynchronous FTP client (RFC 959). A host creates one Controller per session and implements FTPclient, which is
+/// notified of every outcome.
 ///
-/// Threads:   a session's events and all its FTPclient callbacks come on one worker thread of the framework, one after
-///            another. Any thread may call any operation of the Controller at any moment, also from inside a callback.
-/// Callbacks: anything is allowed inside one: the next command, stop, destroying the Controller itself.
+/// Threads:   all events of a session and all its FTPclient callbacks run on one worker thread of the framework, one at
+///            a time. Any thread may call any operation of the Controller at any time, also from inside a callback.
+/// Callbacks: a callback may do anything: start the next command, stop the session, destroy the Controller.
 
 #include <netinet/in.h>
 #include <qk/logging/logging.h>
@@ -29,83 +30,87 @@
 #include "tovik/transport.h"
 #include "tovik/visibility.h"
 
-/// FTP sessions: a Controller for each, and the FTPclient that it tells.
+/// FTP sessions: one Controller per session, and the FTPclient that it notifies.
 namespace tovik::ftp {
 
 class Controller;
 class DataConnection;
 
-/// A reply code (RFC 959, 4.2), digit by digit.
+/// A reply code (RFC 959, section 4.2) as three digits.
 struct TOVIK_API code_t {
   std::int16_t first = 0;   ///< 1 to 5 when parsed
   std::int16_t second = 0;  ///< 0 to 5 when parsed
   std::int16_t third = 0;   ///< 0 to 9 when parsed
 
-  /// Digit by digit.
+  /// Compares the digits one by one.
   friend bool operator==(const code_t&, const code_t&) = default;
 };
 
-/// Prints the three digits, such as 530.
+/// Writes the three digits without separators, such as 530.
 TOVIK_API std::ostream& operator<<(std::ostream& out, const code_t& code);
 
-/// Where and as whom to log in. Texts are sent as they stand: a line end in one would be two commands.
+/// The server, and the account to log in with. The texts are sent unchanged: one that contains CR LF would be sent as
+/// two commands.
 struct TOVIK_API connection_data_t {
-  Address server;        ///< the control connection's remote end
-  Address local;         ///< the local interface; its host is announced for active-mode data connections
+  Address server;        ///< the server's address for the control connection
+  Address local;         ///< the local interface to connect from; its host is announced in PORT
   std::string user;      ///< for USER
-  std::string password;  ///< for PASS, when the server asks; stands in clear in the log at level 0
-  std::string account;   ///< for ACCT, when the server asks
+  std::string password;  ///< for PASS, if the server asks; appears in clear text in the log at level 0
+  std::string account;   ///< for ACCT, if the server asks; appears in clear text in the log at level 0
 };
 
-/// What a host implements to be told of a session's outcomes.
+/// The callbacks that a host implements to receive a session's outcomes.
 ///
-/// Threads:   every operation is called on the session's worker thread, some of them while another thread waits there
-///            for an operation of the Controller: onNlstFailed and onRetrieveFailed inside getNlst and getFile, when
-///            the data connection can't be set up, and onDisconnected inside stop and the destructor.
-/// Ownership: arguments are valid during the call only, except the content of onRetrieve, which the client owns.
-/// Callbacks: those that end a command come when the controller is idle again, so the next one may start inside them.
-/// Errors:    an exception that leaves a callback is logged at level 30 and ends the session's connections;
-///            onDisconnected follows. From inside getNlst and getFile it reaches their caller instead.
+/// Threads:   every callback runs on the session's worker thread. Some run while another thread is blocked in an
+///            operation of the Controller: onNlstFailed and onRetrieveFailed during getNlst and getFile, when the data
+///            connection can't be set up, and onDisconnected during stop and the destructor.
+/// Ownership: arguments are valid only during the call, except the content passed to onRetrieve, which the client owns.
+/// Callbacks: when a callback reports the end of a command, the controller is idle again, so the client may start the
+///            next command inside it.
+/// Errors:    an exception thrown by a callback is logged at level 30 and ends the session's connections;
+///            onDisconnected follows. An exception thrown during getNlst or getFile reaches their caller instead.
 class TOVIK_API FTPclient {
  public:
   virtual ~FTPclient() = default;
 
-  /// The login has succeeded. A login that the server refuses is not reported.
+  /// The login succeeded. A login that the server refuses is not reported.
   virtual void onConnected() = 0;
-  /// The control connection has ended, or could not be made. A command in progress stays so.
+  /// The control connection ended or could not be established. A command that was in progress stays in progress, so
+  /// the controller refuses every later command.
   virtual void onDisconnected() = 0;
-  /// PWD has told the current directory: the name, without its quotes.
+  /// PWD succeeded. directory: the name from the reply, without the double quotes around it.
   virtual void onPwd(const std::string& directory) = 0;
-  /// The server has refused PWD, or its answer holds no name. text: the first line of the reply, here and below.
+  /// PWD failed, or the reply contains no quoted name. text: the first line of the reply without its code, here and
+  /// below; for a reply without a name, "couldn't parse " and that text.
   virtual void onPwdFailed(const std::string& text) = 0;
-  /// The current directory has changed.
+  /// CWD succeeded.
   virtual void onCwd(const std::string& text) = 0;
-  /// The current directory is what it was.
+  /// CWD failed; the current directory is unchanged.
   virtual void onCwdFailed(const std::string& text) = 0;
-  /// The current directory is its parent now.
+  /// CDUP succeeded: the current directory is now the parent directory.
   virtual void onCdup(const std::string& text) = 0;
-  /// The current directory is what it was.
+  /// CDUP failed; the current directory is unchanged.
   virtual void onCdupFailed(const std::string& text) = 0;
-  /// The names in the current directory, in the server's order and spelling.
+  /// NLST succeeded. names: the names in the current directory, in the server's order and spelling.
   virtual void onNlst(const std::vector<std::string>& names, const std::string& text) = 0;
-  /// There is no listing, or not all of it. text may also be the reason why there is no data connection.
+  /// NLST failed, or the listing is incomplete. text may also say why the data connection could not be set up.
   virtual void onNlstFailed(const std::string& text) = 0;
-  /// content: all that the data connection delivered, byte for byte; the client deletes it. May be null.
+  /// RETR succeeded. content: the bytes received on the data connection, unchanged; the client deletes it. May be null.
   virtual void onRetrieve(const std::string& fileName, const std::string& text, std::string* content) = 0;
-  /// There is no file, or not all of it. text may also be the reason why there is no data connection.
+  /// RETR failed, or the file is incomplete. text may also say why the data connection could not be set up.
   virtual void onRetrieveFailed(const std::string& fileName, const std::string& text) = 0;
 };
 
-/// Which command's reply the interpreter awaits. 0 to 3 belong to the login, the rest to the session after it.
+/// The command whose reply the interpreter awaits. 0 to 3 belong to the login, the others to the time after it.
 enum class pending_e : std::int32_t { none, user, password, account, port, passive, pwd, cwd, cdup, nlst, retr, quit };
 
-/// The consumer of the control connection: cuts and reads the server's replies, logs in by itself, interprets each
-/// reply against the command that awaits it, and writes commands. Part of a Controller, which it tells the outcomes.
+/// The consumer of the control connection. Reads the server's replies, performs the login, matches each later reply
+/// with the pending command, and writes commands. It is a member of a Controller and reports every outcome to it.
 ///
-/// Threads: the session's worker.
+/// Threads: the session's worker only.
 class TOVIK_API ProtocolInterpreter : public Consumer, public TelnetPacketizer, public CharHandler {
  public:
-  /// Keeps the reference, and uses it in events only.
+  /// Borrows the controller, and uses it only in events: it may still be under construction.
   explicit ProtocolInterpreter(Controller& owner);
   ~ProtocolInterpreter() override;
 
@@ -115,10 +120,12 @@ class TOVIK_API ProtocolInterpreter : public Consumer, public TelnetPacketizer, 
   void onChannelUp(Channel* up) override;
   void onChannelDown(Channel* down, int direction) override;
 
-  /// Takes one line of the control connection.
+  /// Handles one line received on the control connection. A complete reply is passed to onInput; a line that belongs
+  /// to no reply is logged at level 30 and dropped.
   void onData(Channel* from, const char* data, unsigned long size, Multicast* multicast) override;
 
-  /// Writes one command line; the line end is added here. Nothing is checked, and without a connection nothing sent.
+  /// Sends one command line and adds CR LF. The text is logged at level 0, passwords included, and is not checked.
+  /// Without a connection, nothing is sent and nothing is reported.
   void sendCommand(const std::string& text) {
     QK_LOG(qk::logging::LogLevel::Trace) << "Tovik: [FTP] " << text;
     const SendDestination destination(channel);
@@ -126,16 +133,19 @@ class TOVIK_API ProtocolInterpreter : public Consumer, public TelnetPacketizer, 
     std::ostream(&buffer) << text << "\r\n";
   }
 
-  /// Reads the reply code at the head of a line (RFC 959, 4.2). A minus sign after it sets continued, anything else
-  /// leaves continued as it was. rest: what follows, trimmed. False when the line begins with no valid code.
+  /// Parses the reply code at the start of a line (RFC 959, section 4.2). Returns false if there is none; code may then
+  /// be partly written. If a minus sign follows the code, sets continued to true; if nothing follows it, to false;
+  /// otherwise leaves it unchanged. rest: the text after the code and the minus sign, trimmed.
   static bool parseReturnCode(const std::string& line, code_t& code, bool& continued, std::string& rest);
 
-  /// Acts on one complete reply: a command, an event of the controller, the end of the connection, or a log line.
+  /// Handles one complete reply: sends a command, notifies the controller, ends the connection or logs a line.
   void onInput(const code_t& code, const std::vector<std::string>& lines);
 
-  /// Address to host-port text, as in the argument of PORT (RFC 959, 4.1.2): h1,h2,h3,h4,p1,p2.
+  /// Formats an address as the argument of PORT, h1,h2,h3,h4,p1,p2 (RFC 959, section 4.1.2). On failure, text is
+  /// unchanged.
   static Result convertAddr(const Address& address, std::string& text);
-  /// Host-port text to address. Runs of commas count as one; the port's numbers are not checked for their range.
+  /// Parses h1,h2,h3,h4,p1,p2. Several commas in a row count as one; the range of p1 and p2 is not checked. On failure,
+  /// the port of address is unchanged.
   static Result convertAddr(const std::string& text, Address& address);
 
  private:
@@ -167,28 +177,32 @@ class TOVIK_API ProtocolInterpreter : public Consumer, public TelnetPacketizer, 
   void logRestartMarker(const Reply& reply);
   void endSession(const Reply& reply);
 
-  std::int32_t replyState = 0;    // 0: the next line begins a reply; 1: inside a multi-line reply
-  code_t replyCode;               // of the multi-line reply in progress
-  Lines replyLines;               // texts of the reply being gathered, or of the last one
+  std::int32_t replyState = 0;    // 0: the next line starts a reply; 1: inside a multi-line reply
+  code_t replyCode;               // the code of the multi-line reply in progress
+  Lines replyLines;               // the texts of the reply in progress, or of the last one
   std::int32_t sessionState = 0;  // 0: not logged in; 1: logged in
   pending_e pending = pending_e::none;
   Controller& controller;
   Channel* channel = nullptr;  // the last one that came up
 };
 
-/// The consumer of one transfer's data connections: makes one by listening (active mode) or by connecting (passive
-/// mode), gathers what arrives, and hands it to the controller when the channel goes down.
+/// The consumer of one transfer's data connection. Listens for the connection (active mode) or makes it (passive
+/// mode), collects the bytes that arrive, and passes them to the controller when the channel goes down.
 ///
-/// Ownership: the controller's; given back with Transport::retire.
+/// Threads:   the session's worker only.
+/// Ownership: owned by the controller, which retires it with Transport::retire. Owns its listener and the bytes
+///            received so far.
 class TOVIK_API DataConnector : public Consumer, public ConsumerGenerator, public CharHandler {
  public:
-  /// Keeps the reference, which has to be good in events and in both inits.
+  /// Borrows the controller, which must be alive during events and during initActive and initPassive.
   explicit DataConnector(Controller& owner);
   ~DataConnector() override;
 
-  /// Listens; on success address becomes what it listens on. A listener of an earlier call is replaced.
+  /// Starts listening on address; port 0 means any free port. On success, address is the address listened on. A
+  /// listener from an earlier call is destroyed first.
   Result initActive(Address& address);
-  /// Begins to connect from a local address to the server's data address.
+  /// Starts connecting from the local address to the server's data address. A connection that fails later ends with
+  /// its conduit and is not reported.
   Result initPassive(const Address& remote, const Address& local);
 
   bool getDataAggregator(Channel* up, DataAggregator*& aggregator) override;
@@ -202,87 +216,91 @@ class TOVIK_API DataConnector : public Consumer, public ConsumerGenerator, publi
   Controller& controller;
   DataConnection* server = nullptr;  // owned
   Channel* channel = nullptr;        // the last one that came up
-  std::string* received = nullptr;   // owned; null until the first byte, and again once handed over
+  std::string* received = nullptr;   // owned; null until the first byte arrives, and again once passed on
 };
 
-/// The listener of an active-mode data connection; whoever connects is served by its connector.
+/// The listener for active-mode data connections. The connector is the consumer of every connection that it accepts.
 class TOVIK_API DataConnection : public Server {
  public:
-  /// Does not listen yet.
+  /// Borrows both; does not listen yet.
   DataConnection(DataConnector& connector, Transport& transport);
   ~DataConnection() override;
 };
 
-/// One FTP session: takes one command at a time and tells the client each outcome.
+/// One FTP session. Runs one command at a time and reports its outcome to the client.
 ///
-/// Threads:   any thread may call any operation at any moment, except that only one destroys it, and none afterwards.
-///            Each operation does its work on the session's worker, between two callbacks, and returns when it is
-///            done: what a command logs and sends has been logged and sent. So an operation waits for the callback
-///            that is running, and must not be called with a lock held that a callback takes; this holds for stop and
-///            the destructor, too. statistics waits for nothing. Inside a callback nothing waits. A log handler must
-///            not destroy the session that logs.
-/// Ownership: borrows the client and the thread callbacks, which outlive it. A file that is still held when the
-///            controller is destroyed, because a failed transfer left it or its end is outstanding, is not freed.
-/// Errors:    operations return a Result; one that finds another command in progress fails with that command's name
-///            and " still active", and changes nothing. A command whose reply never comes keeps the controller busy;
-///            there is no time-out. "out of memory" means that nothing was started. Once the destructor has begun,
-///            start and every command fail.
+/// Threads:   any thread may call any operation at any time; only one thread may destroy the controller, and none may
+///            use it afterwards. An operation runs on the session's worker, between two callbacks, and returns when it
+///            has run: the command's log line is written and the command is sent. The caller therefore waits for a
+///            callback that is running, and must not hold a lock that a callback takes; this includes stop and the
+///            destructor. statistics never waits, and no operation waits inside a callback. A log handler must not
+///            destroy the session that logs.
+/// Ownership: borrows the client and the thread callbacks, which must outlive it. Received data that the client does
+///            not own yet, of a failed transfer or of one in progress, is not freed by the destructor.
+/// Errors:    operations return a Result. If another command is in progress, an operation changes nothing and fails
+///            with that command's name and " still active". There is no time-out: a command that never gets its reply
+///            keeps the controller busy. "out of memory" means that nothing was started. Once the destructor has
+///            started, start and every command fail.
 class TOVIK_API Controller {
  public:
-  /// The command in progress. The numbers stand in the log.
+  /// The command in progress. The log shows its number.
   enum class cmd_e : int { none, pwd, cwd, cdup, nlst, retr, quit };
 
-  /// dispatcherName: where the session runs; when there is no such dispatcher, number 0 serves. transportSetting:
-  /// Traits::first_byte_limit_s of the session's transport; 0 sets no limit. callbacks may be null. Throws Exception
-  /// "ftp control: no dispatcher" when there is none at all, and std::bad_alloc.
+  /// dispatcherName: the dispatcher that runs the session; if there is none of this name, dispatcher 0 is used.
+  /// transportSetting: Traits::first_byte_limit_s of the session's transport, in seconds; 0 means no limit.
+  /// callbacks: may be null. Throws Exception "ftp control: no dispatcher" if there is no dispatcher at all, and
+  /// std::bad_alloc. Copies the connection data; connects to nothing yet.
   Controller(const connection_data_t& connectionData, FTPclient* ftpClient, const std::string& dispatcherName,
              int transportSetting, ThreadCallbacks* callbacks);
   Controller(const Controller&) = delete;
   Controller& operator=(const Controller&) = delete;
-  /// Stops, so onDisconnected may come from inside; it cannot start anything anew. May be called from inside a
-  /// callback.
+  /// Stops the session, so onDisconnected may run inside the destructor; the client can't start anything there. May be
+  /// called from inside a callback.
   ~Controller();
 
-  /// Begins to connect; the login follows by itself, and onConnected or onDisconnected tells its end.
+  /// Starts connecting to the server. The login follows without further calls; onConnected reports its success,
+  /// onDisconnected the end of the connection. A failed Result means that no callback follows.
   Result start();
-  /// Ends every connection of the session; onDisconnected has come when it returns.
+  /// Ends every connection of the session. onDisconnected has run by the time it returns.
   Result stop();
 
-  /// Asks for the current directory: onPwd or onPwdFailed.
+  /// Asks for the current directory (PWD). Ends with onPwd or onPwdFailed.
   Result getPwd();
-  /// Changes the current directory: onCwd or onCwdFailed. The name is sent as it stands.
+  /// Changes the current directory (CWD). Ends with onCwd or onCwdFailed. The name is sent unchanged.
   Result changeCwd(const std::string& directory);
-  /// Changes to the parent directory: onCdup or onCdupFailed.
+  /// Changes to the parent directory (CDUP). Ends with onCdup or onCdupFailed.
   Result cdUp();
-  /// Lists the current directory. usePassive: PASV, else PORT. Success even when the data connection can't be set up:
-  /// the failure has then been reported to the client from inside the call. A client that tries again inside that
-  /// callback, and inside the one that comes of it, gets a failed Result after 32 of them, and no further callback.
+  /// Lists the current directory (NLST). Ends with onNlst or onNlstFailed. usePassive: PASV if true, PORT if false.
+  /// Returns success even if the data connection can't be set up: onNlstFailed has then run inside the call. If the
+  /// client calls it again inside that callback and so on, the 33rd nested call returns a failed Result and makes no
+  /// callback.
   Result getNlst(bool usePassive);
-  /// Retrieves a file whole; the rest as for getNlst. The name is sent as it stands.
+  /// Retrieves a whole file (RETR) into memory. Ends with onRetrieve or onRetrieveFailed. The name is sent unchanged;
+  /// otherwise as getNlst.
   Result getFile(const std::string& name, bool usePassive);
-  /// Sends QUIT. No command is taken afterwards.
+  /// Logs out (QUIT). Every later command is refused. onDisconnected follows when the connection has ended.
   Result sendLogout();
 
-  /// Of the session's connections so far, the control connection and those of its transfers. By any thread, at any
-  /// moment; waits for nothing.
+  /// Statistics of the session's connections so far, control and data. Any thread may call it at any time; it never
+  /// waits.
   ConnectionStatistics statistics() const;
 
-  /// @name Events of the interpreter and of the data connector, on the session's worker. Not for hosts.
+  /// @name Events from the interpreter and the data connector, on the session's worker. Not for hosts.
   /// @{
-  void onControlUp();                                 ///< the login has succeeded
-  void onControlDown();                               ///< the control connection is over
-  void onError();                                     ///< no data connection: replyText tells why
+  void onControlUp();                                 ///< the login succeeded
+  void onControlDown();                               ///< the control connection ended
+  void onError();                                     ///< no data connection; replyText says why
   void onPwd(bool ok, const std::string& text);       ///< the reply to PWD
   void onCwd(bool ok, const std::string& text);       ///< the reply to CWD
   void onCdup(bool ok, const std::string& text);      ///< the reply to CDUP
-  void onNlst(bool ok, const std::string& text);      ///< the last reply to NLST
-  void onRetrieve(bool ok, const std::string& text);  ///< the last reply to RETR
+  void onNlst(bool ok, const std::string& text);      ///< the final reply to NLST
+  void onRetrieve(bool ok, const std::string& text);  ///< the final reply to RETR
   void onPort(bool ok, const std::string& text);      ///< the reply to PORT
-  void onPassiveSuccess(const Address& server);       ///< PASV has told where to connect
-  void onPassiveFailure(const std::string& text);     ///< PASV was refused, or told nothing of use
-  void onDataUp();                                    ///< there is a data connection
-  void onDataReceived(std::string* data);             ///< all that it delivered; owned from now on
-  void onDataDown();                                  ///< it is over
+  void onPassiveSuccess(const Address& server);       ///< PASV succeeded; the address to connect to
+  void onPassiveFailure(const std::string& text);     ///< PASV failed, or its reply has no valid address
+  void onDataUp();                                    ///< the data connection is established
+  void onDataReceived(std::string* data);             ///< the received bytes; takes ownership
+  void onDataDown();                                  ///< the data connection ended
 
   /// @}
 
@@ -304,32 +322,32 @@ class TOVIK_API Controller {
   void processNlst();
   void processRetrieve();
 
-  ProtocolInterpreter interpreter;  // first: it is given the controller before anything else exists
+  ProtocolInterpreter interpreter;  // first: its constructor takes the controller
   FTPclient* client;
   Transport* transport;  // owned
   connection_data_t connection;
-  DataConnector* dataConnector;  // owned, through the transport
+  DataConnector* dataConnector;  // owned; retired through the transport
   in_addr localAddr;
-  bool passive;  // this, replyOk and replyReceived are set by each transfer before they are read
+  bool passive;  // passive, replyOk and replyReceived: set by each transfer before they are read
   cmd_e command;
   bool replyOk;
   std::string replyText;
   bool replyReceived;
-  std::string* received;  // owned until handed to the client
+  std::string* received;  // owned until passed to the client
   std::string fileName;
-  bool cutByLimit;               // the first-byte limit has ended a data connection of this transfer
-  unsigned operations;           // on the stack, one inside another's failure callback
-  unsigned long failureReports;  // made by onError so far
+  bool cutByLimit;               // the first-byte limit ended a data connection of this transfer
+  unsigned operations;           // operations on the stack, nested in failure callbacks
+  unsigned long failureReports;  // number of calls to onError
 };
 
-/// The stock client: logs each outcome, asks for the directory once logged in, lists after every successful PWD and
-/// CWD, and logs out when a change of directory fails. The host gives it its controller before start.
+/// The stock client. Logs each outcome, sends PWD after the login, lists after every successful PWD and CWD, and logs
+/// out when CWD or CDUP fails.
 class TOVIK_API FileRetriever : public FTPclient {
  public:
-  /// usePassive: for the listings that it asks for.
+  /// usePassive: the mode of its listings.
   explicit FileRetriever(bool usePassive) : passive(usePassive) {}
 
-  /// Borrows it; before start.
+  /// Borrows the controller. Must be called before Controller::start.
   void setController(Controller* driven) { controller = driven; }
 
   void onConnected() override { static_cast<void>(controller->getPwd()); }
@@ -373,7 +391,7 @@ class TOVIK_API FileRetriever : public FTPclient {
 
  protected:
   Controller* controller = nullptr;  ///< borrowed
-  bool passive;                      ///< the mode of transfers
+  bool passive;                      ///< true for PASV, false for PORT
 };
 
 }  // namespace tovik::ftp
