@@ -44,9 +44,7 @@ bool startsWith(std::string_view text, const Sequence& sequence) {
 
 /// The bytes of the printable character that the text starts with; 0: none.
 std::size_t printableLength(std::string_view text) {
-  if (isBetween(text[0], 0x20, 0x7e)) {
-    return 1;
-  }
+  if (isBetween(text[0], 0x20, 0x7e)) return 1;
   const auto found =
       std::ranges::find_if(sequences, [text](const Sequence& sequence) { return startsWith(text, sequence); });
   return found == sequences.end() ? 0 : found->length;

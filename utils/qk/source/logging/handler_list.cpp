@@ -18,9 +18,7 @@ class HandlerList::Running {
 
   static bool includes(const Entry& entry) {
     const Running* running = innermost;
-    while (running != nullptr && &running->entry_ != &entry) {
-      running = running->outer_;
-    }
+    while (running != nullptr && &running->entry_ != &entry) running = running->outer_;
     return running != nullptr;
   }
 
@@ -41,9 +39,7 @@ std::shared_ptr<const HandlerList> HandlerList::with(HandlerId id, Handler handl
 
 std::shared_ptr<const HandlerList> HandlerList::without(HandlerId id) const {
   Entries entries = entries_;
-  if (std::erase_if(entries, [id](const auto& entry) { return entry->id == id; }) == 0) {
-    return nullptr;
-  }
+  if (std::erase_if(entries, [id](const auto& entry) { return entry->id == id; }) == 0) return nullptr;
   return std::make_shared<const HandlerList>(HandlerList(std::move(entries)));
 }
 

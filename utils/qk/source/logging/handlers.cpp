@@ -41,9 +41,7 @@ class Registry {
     std::shared_ptr<const HandlerList> list;
     const MutexLock lock(mutex_);
     list = handlers_->without(id);
-    if (list == nullptr) {
-      return false;
-    }
+    if (list == nullptr) return false;
     handlers_.swap(list);
     return true;
   }
@@ -62,9 +60,7 @@ constinit thread_local HandlerPin* innermostPin = nullptr;
 }  // namespace
 
 HandlerId AddHandler(Handler handler) {
-  if (!handler) {
-    throw std::invalid_argument("qk::logging::AddHandler: empty handler");
-  }
+  if (!handler) throw std::invalid_argument("qk::logging::AddHandler: empty handler");
   return Registry::instance().add(std::move(handler));
 }
 
@@ -80,9 +76,8 @@ HandlerPin ForceLockHandlers() noexcept { return {}; }
 
 std::shared_ptr<const HandlerList> takeHandlers() noexcept {
   // A pin serves one record: what a handler emits while that one is being delivered finds the handlers of its own time.
-  if (innermostPin != nullptr && innermostPin->handlers_ != nullptr) {
+  if (innermostPin != nullptr && innermostPin->handlers_ != nullptr)
     return std::exchange(innermostPin->handlers_, nullptr);
-  }
   return Registry::instance().handlers();
 }
 

@@ -20,9 +20,7 @@ void LogMessage(LogLevel level, unsigned int subCode, DecodeType decodeType,
                         .text = text,
                         .extra = extra,
                         .time = std::chrono::system_clock::now()};
-    if (!handlers->deliver(record)) {
-      writeToStandardError(record);
-    }
+    if (!handlers->deliver(record)) writeToStandardError(record);
   } catch (const std::exception&) {
     complainOnStandardError("a record was lost for want of memory");
   }

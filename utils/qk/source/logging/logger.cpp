@@ -37,9 +37,8 @@ void destroyThreadStream(void* stream) {
 pthread_key_t streamKey() {
   static const pthread_key_t key = [] {
     pthread_key_t made{};
-    if (const int error = ::pthread_key_create(&made, destroyThreadStream); error != 0) {
+    if (const int error = ::pthread_key_create(&made, destroyThreadStream); error != 0)
       throw std::system_error(error, std::system_category(), "qk::logging: pthread_key_create");
-    }
     return made;
   }();
   return key;
@@ -47,9 +46,7 @@ pthread_key_t streamKey() {
 
 std::ostringstream* makeThreadStream() {
   auto stream = std::make_unique<std::ostringstream>(makeStream());
-  if (::pthread_setspecific(streamKey(), stream.get()) != 0) {
-    throw std::bad_alloc();
-  }
+  if (::pthread_setspecific(streamKey(), stream.get()) != 0) throw std::bad_alloc();
   return stream.release();
 }
 
@@ -65,9 +62,7 @@ std::ostringstream& threadStreamOr(std::optional<std::ostringstream>& spare) {
 }  // namespace
 
 std::ostringstream& GetThreadLocalStream() {
-  if (threadStream == nullptr) {
-    threadStream = makeThreadStream();
-  }
+  if (threadStream == nullptr) threadStream = makeThreadStream();
   return *threadStream;
 }
 
@@ -81,9 +76,7 @@ Logger::Logger(LogLevel level, unsigned int subCode, DecodeType decodeType, cons
       line_(line),
       extra_(extra),
       stream_(threadStreamOr(spare_)) {
-  if (!ownsStream() && std::exchange(lent, true)) {
-    spare_.emplace(makeStream()).swap(stream_);
-  }
+  if (!ownsStream() && std::exchange(lent, true)) spare_.emplace(makeStream()).swap(stream_);
 }
 
 Logger::~Logger() {
@@ -92,9 +85,7 @@ Logger::~Logger() {
     const HandlerPin pin = ForceLockHandlers();
     LogMessage(level_, subCode_, decodeType_, source_, file_, line_, std::move(stream_).str(), extra_);
   }
-  if (ownsStream()) {
-    return;
-  }
+  if (ownsStream()) return;
   // A swap takes along all that a site may have changed: formatting, error state, locale, exception mask.
   if (spare_) {
     stream_.swap(*spare_);

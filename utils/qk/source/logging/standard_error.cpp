@@ -20,11 +20,10 @@ namespace {
 void writeWhole(std::string_view line) noexcept {
   while (!line.empty()) {
     const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
-    if (written >= 0) {
+    if (written >= 0)
       line.remove_prefix(static_cast<std::size_t>(written));
-    } else if (errno != EINTR) {
+    else if (errno != EINTR)
       return;
-    }
   }
 }
 
