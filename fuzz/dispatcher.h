@@ -45,7 +45,7 @@ class Dispatcher {
   static constexpr int turns = 4;
   static constexpr std::chrono::seconds patience{20};
 
-  tovik::WorkerThread& worker() const { return *tovik::DispatchStore::inst().fetch("fuzz")->places_.front().worker; }
+  tovik::WorkerThread& worker() const { return *tovik::DispatchStore::inst().fetch("fuzz")->workers_.front(); }
 
   // What is posted while a turn runs its posts waits for the next turn, which looks at the descriptors first.
   void passTurns(int left, const std::shared_ptr<std::promise<void>>& settled) const {
