@@ -3,6 +3,7 @@
 #include <tovik/conduit.h>
 
 #include <atomic>
+#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,6 +15,8 @@
 namespace tovik {
 namespace {
 
+using std::chrono::milliseconds;
+using std::chrono::seconds;
 using ::testing::IsEmpty;
 using testing_support::Events;
 using testing_support::Latch;
@@ -222,6 +225,9 @@ TEST_F(Connection, WhoseTransportIsDestroyedInOnNewSocketIsAFailureWithoutAnEven
 TEST_F(Connection, ThatNobodyAnswersEndsAfterItsLimit) {
   const MutePlace mute;
   ASSERT_TRUE(connect(*transport, consumer, mute.address(), 20));
+  clock.advance(milliseconds(20) - clock.tick, *transport);
+  EXPECT_EQ(consumer.events(), Events{"onNewConduit"});
+  clock.advance(clock.tick, *transport);
   expectEvents({"onNewConduit", "onConduitInactive"});
   EXPECT_TRUE(log.waitFor("Tovik: client: not connected within the time limit"));
 }
@@ -233,14 +239,10 @@ TEST_F(Connection, ThatNobodyAnswersEndsAtOnceWithALimitOfNothing) {
 }
 
 TEST_F(Connection, ThatIsMadeInTimeOutlivesItsLimit) {
-  const MutePlace mute;
-  Recorder& late = another();
   ASSERT_TRUE(connect(*transport, consumer, listener.address(), 1000));
   RawConnection remote = listener.accept();
   ASSERT_TRUE(consumer.waitsFor("onChannelUp"));
-  ASSERT_TRUE(connect(*transport, late, mute.address(), 1000));
-  // Begun later and with the same limit: the other one's has passed too.
-  ASSERT_TRUE(late.waitsFor("onConduitInactive"));
+  clock.advance(milliseconds(1000), *transport);
   EXPECT_EQ(consumer.events().back(), "onChannelUp");
 }
 
@@ -288,6 +290,7 @@ class FirstByteLimit : public Connection {
     traits.first_byte_limit_s = 1;
     transport = transportWith(traits);
   }
+  static constexpr seconds limit{1};
 };
 
 TEST_F(FirstByteLimit, EndsAMuteConnectionByThisSideAndLeavesOneAloneThatDeliveredAByte) {
@@ -296,7 +299,10 @@ TEST_F(FirstByteLimit, EndsAMuteConnectionByThisSideAndLeavesOneAloneThatDeliver
   talking.send("2");
   ASSERT_TRUE(consumer.waitsForData(1));
   RawConnection silent = peerOf(mute);
-  ASSERT_TRUE(mute.waitsFor("onConduitInactive"));
+  ASSERT_TRUE(mute.waitsFor("onChannelUp"));
+  clock.advance(limit - clock.tick, *transport);
+  EXPECT_EQ(mute.events().back(), "onChannelUp");
+  clock.advance(clock.tick, *transport);
   EXPECT_EQ(mute.events(), upAndDownBy("local"));
   EXPECT_TRUE(silent.isEnded());
   EXPECT_TRUE(log.waitFor("Tovik: client: nothing received within the time limit"));
@@ -307,6 +313,9 @@ TEST_F(FirstByteLimit, EndsAMuteConnectionByThisSideAndLeavesOneAloneThatDeliver
 TEST_F(FirstByteLimit, CoversConnecting) {
   const MutePlace mute;
   ASSERT_TRUE(connect(*transport, consumer, mute.address()));
+  clock.advance(limit - clock.tick, *transport);
+  EXPECT_EQ(consumer.events(), Events{"onNewConduit"});
+  clock.advance(clock.tick, *transport);
   expectEvents({"onNewConduit", "onConduitInactive"});
 }
 
@@ -315,6 +324,9 @@ TEST_F(FirstByteLimit, GivesWayToAShorterLimitOnConnecting) {
   Recorder& patient = another();
   ASSERT_TRUE(connect(*transport, patient, mute.address(), 100'000));
   ASSERT_TRUE(connect(*transport, consumer, mute.address(), 10));
+  clock.advance(milliseconds(10) - clock.tick, *transport);
+  EXPECT_EQ(consumer.events(), Events{"onNewConduit"});
+  clock.advance(clock.tick, *transport);
   expectEvents({"onNewConduit", "onConduitInactive"});
   EXPECT_EQ(patient.heard()->count("onConduitInactive"), 0);
 }

@@ -12,6 +12,7 @@
 #include "raw_peer.h"
 #include "recorder.h"
 #include "support/log_capture.h"
+#include "support/manual_clock.h"
 
 namespace testing_support {
 
@@ -54,7 +55,8 @@ class Connections : public LeavesNothing {
 
   LogCapture log{30};
   RawListener listener;
-  Dispatcher dispatcher{"d"};
+  ManualClock clock;
+  Dispatcher dispatcher{"d", 1, clock};
   Recorder consumer;
   std::deque<Recorder> others;
   std::unique_ptr<tovik::Transport> transport = transportWith();

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <memory>
-#include <thread>
 
 #include "connections.h"
 #include "latch.h"
@@ -22,11 +21,8 @@ using testing_support::Recorder;
 
 class Fairness : public testing_support::Connections {
  protected:
-  /// Returns once the running handler has used up its connection's share of a turn, by the worker's clock.
-  void useUpTheShare() const {
-    constexpr std::chrono::milliseconds share{5};
-    while (std::chrono::steady_clock::now() < placed.worker().handlerStart() + share) std::this_thread::yield();
-  }
+  /// How long a connection receives in one turn.
+  static constexpr std::chrono::milliseconds share{5};
 
   const std::shared_ptr<Heard> order = std::make_shared<Heard>();
   Latch sent;
@@ -46,7 +42,7 @@ TEST_F(Fairness, LetsAnotherConnectionBeServedBetweenTwoUnitsOfASlowHandler) {
     // There is always more to receive, and the other connection has data from the first unit on.
     if (order->count("slow") == 1) toOther.send("x");
     if (order->count("slow") <= 10) toSlow.send("y");
-    useUpTheShare();
+    clock.advance(share);
   });
   toSlow = peerOf(placed.transport, consumer);
   // With an urgent byte in the stream a short receive does not end the turn: the conduit receives again.

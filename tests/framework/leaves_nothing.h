@@ -24,8 +24,9 @@ class LeavesNothing : public ::testing::Test {
 /// A dispatcher of the store's for as long as it lives.
 class Dispatcher {
  public:
-  explicit Dispatcher(std::string name, unsigned workerCount = 1) : name_(std::move(name)) {
-    EXPECT_TRUE(tovik::DispatchStore::inst().add(name_, workerCount));
+  explicit Dispatcher(std::string name, unsigned workerCount = 1, tovik::Clock& clock = tovik::Clock::steady())
+      : name_(std::move(name)) {
+    EXPECT_TRUE(tovik::DispatchStore::inst().add(name_, workerCount, clock));
   }
   Dispatcher(const Dispatcher&) = delete;
   Dispatcher& operator=(const Dispatcher&) = delete;

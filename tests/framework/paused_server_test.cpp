@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <tovik/server.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -55,20 +56,26 @@ class PausedServer : public Serving {
     listening.stop();
     EXPECT_TRUE(listening.start());
   }
+  /// Returns when the pause, if there still is one, is over.
+  void endPause() { clock.advance(pause, *transport); }
   void expectToAccept() {
     EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
     RawConnection next = peer();
     EXPECT_TRUE(generator.consumer(2).waitsFor("onChannelUp"));
   }
 
+  static constexpr std::chrono::milliseconds pause{100};
   const std::string refusal = "Too many open files";
   const testing_support::EndsInTime endsInTime;
   RawConnection remote;
 };
 
-TEST_F(PausedServer, AcceptsAgain) {
+TEST_F(PausedServer, AcceptsAgainWhenItsPauseIsOverAndNotEarlier) {
   listen();
   isRefused();
+  clock.advance(pause - clock.tick, *transport);
+  EXPECT_TRUE(generator.consumers().empty());
+  clock.advance(clock.tick, *transport);
   expectToAccept();
 }
 
@@ -76,6 +83,7 @@ TEST_F(PausedServer, AcceptsAgainWhenItIsRestartedOnTheWorker) {
   listen();
   isRefused();
   transport->call([this] { restart(*server); });
+  endPause();
   expectToAccept();
 }
 
@@ -83,6 +91,7 @@ TEST_F(PausedServer, AcceptsAgainWhenItIsRestartedOnAnotherThread) {
   listen();
   isRefused();
   restart(*server);
+  endPause();
   expectToAccept();
 }
 
@@ -90,6 +99,7 @@ TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfTheRefusalRestartsIt) {
   listen();
   const auto handler = qk::logging::AddHandler([this](const qk::logging::Record& /*record*/) { restart(*server); });
   isRefused();
+  endPause();
   expectToAccept();
   EXPECT_TRUE(qk::logging::RemoveHandler(handler));
 }
@@ -106,6 +116,7 @@ TEST_F(PausedServer, AcceptsAgainWhenItIsRestartedJustBefore) {
   listen();
   // The restart makes the call before it.
   isRefused(1);
+  endPause();
   expectToAccept();
 }
 
@@ -132,6 +143,7 @@ TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfAnotherRefusalRestartsItJust
   EXPECT_TRUE(othersComeToRest([&] { return log.countContaining(refusal) == 2; }));
   failing.reset();
   EXPECT_TRUE(qk::logging::RemoveHandler(handler));
+  endPause();
   Latch accepted;
   generator.prepare = [&](Recorder& recorder) { recorder.when("data", [&] { accepted.open(); }); };
   RawConnection next = peer();
@@ -156,9 +168,11 @@ TEST_F(PausedServer, AcceptsAgainWhicheverAllocationFailsWhereItCannotBeWatchedA
       const SparedMemory own;
       const auto failingCall = FailingCalls::oneOnly(0);
       const FailingAllocation failingAllocation(number);
+      endPause();
       EXPECT_TRUE(othersComeToRest([] { return FailingCalls::anyFailed(); }));
       failed = FailingAllocation::hasFailed();
     }
+    endPause();
     RawConnection next = peer();
     next.send("x");
     ASSERT_TRUE(arrived.waitUntil([&](int count) { return count > number; }));

@@ -5,6 +5,7 @@
 #include <tovik/factory.h>
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <memory>
 #include <sstream>
@@ -186,6 +187,7 @@ TEST_F(Serving, ThatRunsOutOfDescriptorsLogsAndAcceptsWhenSomeAreFree) {
     EXPECT_TRUE(log.waitFor("Tovik: server: accept on " + server->address().printInet() + ": Too many open files"));
     EXPECT_EQ(log.entries()[0].level, 30);
   }
+  clock.advance(std::chrono::milliseconds(100), *transport);
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 

@@ -16,6 +16,7 @@
 #include "raw_peer.h"
 #include "recorder.h"
 #include "support/log_capture.h"
+#include "support/manual_clock.h"
 
 namespace testing_support {
 
@@ -60,7 +61,8 @@ class Serving : public LeavesNothing {
   RawConnection peer() { return RawConnection::to(server->address()); }
 
   LogCapture log{30};
-  Dispatcher dispatcher{"d"};
+  ManualClock clock;
+  Dispatcher dispatcher{"d", 1, clock};
   Generator generator;
   std::unique_ptr<tovik::Transport> transport =
       std::make_unique<tovik::Transport>(dispatcher.get(), tovik::Traits(), nullptr, nullptr,

@@ -2,6 +2,7 @@
 #include <tovik/channel.h>
 
 #include <atomic>
+#include <chrono>
 #include <string>
 #include <thread>
 
@@ -58,6 +59,7 @@ TEST_F(Statistics, TellWhatThisSideEndedFromWhatFailed) {
 TEST_F(Statistics, CountAConnectionThatNeverComesUp) {
   const testing_support::MutePlace mute;
   ASSERT_TRUE(connect(*transport, consumer, mute.address(), 1));
+  clock.advance(std::chrono::milliseconds(1), *transport);
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
   EXPECT_EQ(figures().started, 1U);
   EXPECT_EQ(figures().up, 0U);

@@ -9,14 +9,15 @@
 
 #include "connections.h"
 #include "latch.h"
+#include "support/manual_clock.h"
 
 namespace tovik {
 namespace {
 
 using testing_support::Dispatcher;
 using testing_support::Latch;
+using testing_support::ManualClock;
 using testing_support::RawConnection;
-using Clock = std::chrono::steady_clock;
 
 TEST(WorkerStatisticsOfADispatcher, AreThoseOfEachOfItsWorkers) {
   const Dispatcher idle{"idle", 3};
@@ -63,10 +64,6 @@ class HandlersOfAWorker : public testing_support::LeavesNothing {
  protected:
   HandlersOfAWorker() { EXPECT_TRUE(worker.start()); }
 
-  static void passTime(Clock::duration time) {
-    for (const auto end = Clock::now() + time; Clock::now() < end;) {
-    }
-  }
   /// Runs something on a worker, as a handler that has been counted when this returns.
   static void handle(WorkerThread& on, const std::function<void()>& act) {
     on.call(act);
@@ -74,7 +71,8 @@ class HandlersOfAWorker : public testing_support::LeavesNothing {
   }
   std::chrono::nanoseconds longest() const { return worker.statistics().longest_handler; }
 
-  WorkerThread worker{"counted"};
+  ManualClock clock;
+  WorkerThread worker{"counted", clock};
 };
 
 /// What a handler posts has its turn in the next one.
@@ -96,11 +94,10 @@ TEST_F(HandlersOfAWorker, TakeAWakeUpForEachTurn) {
 
 TEST_F(HandlersOfAWorker, AreTimedAndTheLongestIsKept) {
   constexpr std::chrono::milliseconds busy{3};
-  handle(worker, [&] { passTime(busy); });
-  const auto before = longest();
-  EXPECT_GE(before, busy);
-  handle(worker, [] {});
-  EXPECT_GE(longest(), before);
+  handle(worker, [&] { clock.advance(busy); });
+  EXPECT_EQ(longest(), busy);
+  handle(worker, [&] { clock.advance(busy - clock.tick); });
+  EXPECT_EQ(longest(), busy);
 }
 
 TEST_F(HandlersOfAWorker, AreTimedWhenTheyThrowToo) {
@@ -108,12 +105,12 @@ TEST_F(HandlersOfAWorker, AreTimedWhenTheyThrowToo) {
   const testing_support::LogCapture log(30);
   Latch next;
   worker.post([&] {
-    passTime(busy);
+    clock.advance(busy);
     throw 1;
   });
   worker.post([&] { next.open(); });
   EXPECT_TRUE(next.waits());
-  EXPECT_GE(longest(), busy);
+  EXPECT_EQ(longest(), busy);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "latch.h"
 #include "leaves_nothing.h"
 #include "support/log_capture.h"
+#include "support/manual_clock.h"
 
 namespace tovik {
 namespace {
@@ -22,6 +23,7 @@ using ::testing::ElementsAre;
 using testing_support::Awaited;
 using testing_support::Latch;
 using testing_support::LogCapture;
+using testing_support::ManualClock;
 using Numbers = std::vector<int>;
 
 class Handler final : public EventHandler {
@@ -70,7 +72,8 @@ class Worker : public testing_support::LeavesNothing {
 
   LogCapture log;
   Handler handler;
-  WorkerThread worker{"worker"};
+  ManualClock clock;
+  WorkerThread worker{"worker", clock};
 };
 
 TEST_F(Worker, RunsTasksInTheOrderOfPosting) {
@@ -211,24 +214,48 @@ TEST_F(Worker, HandsAnExceptionOfACallToTheCallerAndGoesOn) {
 }
 
 TEST_F(Worker, FiresATimerAndNotOneThatWasCancelled) {
-  Latch fired;
+  int fired = 0;
   bool cancelledFired = false;
   Handler kept;
   Handler cancelled;
-  kept.timer = [&] { fired.open(); };
+  kept.timer = [&] { ++fired; };
   cancelled.timer = [&] { cancelledFired = true; };
   worker.call([&] {
-    const auto now = std::chrono::steady_clock::now();
-    const auto id = worker.timers().add(now + std::chrono::milliseconds(1), cancelled);
-    worker.timers().add(now + std::chrono::milliseconds(2), kept);
+    const auto id = worker.timers().add(worker.now() + std::chrono::milliseconds(1), cancelled);
+    worker.timers().add(worker.now() + std::chrono::milliseconds(2), kept);
     worker.timers().cancel(id);
   });
-  EXPECT_TRUE(fired.waits());
+  clock.advance(std::chrono::milliseconds(2), worker);
+  EXPECT_EQ(fired, 1);
   EXPECT_FALSE(cancelledFired);
 }
 
-TEST_F(Worker, FiresNoTimerBeforeItsTime) {
+TEST_F(Worker, FiresATimerOnTheTickAndNotOneEarlier) {
+  int fired = 0;
+  handler.timer = [&] { ++fired; };
+  worker.call([&] { worker.timers().add(worker.now() + std::chrono::seconds(1), handler); });
+  clock.advance(std::chrono::seconds(1) - clock.tick, worker);
+  EXPECT_EQ(fired, 0);
+  clock.advance(clock.tick, worker);
+  EXPECT_EQ(fired, 1);
+}
+
+TEST_F(Worker, SeesTheTimeOfItsHandlersStartStandStill) {
+  Clock::Time::duration passed{0};
+  worker.call([&] {
+    const auto before = worker.handlerStart();
+    clock.advance(std::chrono::seconds(1));
+    EXPECT_EQ(worker.handlerStart(), before);
+    passed = worker.now() - before;
+  });
+  EXPECT_EQ(passed, std::chrono::seconds(1));
+}
+
+TEST(WorkerByTheSteadyClock, FiresNoTimerBeforeItsTime) {
+  WorkerThread worker("steady");
+  ASSERT_TRUE(worker.start());
   Latch fired;
+  Handler handler;
   bool early = true;
   worker.call([&] {
     const auto due = std::chrono::steady_clock::now() + std::chrono::microseconds(1500);
@@ -249,9 +276,8 @@ TEST_F(Worker, LogsAnExceptionOfATimerAndFiresTheOthers) {
   throwing.timer = [] { throw std::runtime_error("boom"); };
   next.timer = [&] { fired.open(); };
   worker.call([&] {
-    const auto now = std::chrono::steady_clock::now();
-    worker.timers().add(now, throwing);
-    worker.timers().add(now, next);
+    worker.timers().add(worker.now(), throwing);
+    worker.timers().add(worker.now(), next);
   });
   EXPECT_TRUE(fired.waits());
   EXPECT_THAT(log.texts(30), ElementsAre("Tovik: worker thread: exception in a handler: boom"));

@@ -2,7 +2,6 @@
 #include <tovik/worker_thread.h>
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -93,7 +92,7 @@ TEST_F(FloodOfCalls, LeavesTasksTheirTurns) {
 // The same.
 TEST_F(FloodOfCalls, LeavesTimersTheirTime) {
   ActingHandler handler;
-  const auto arm = [&] { placed.worker().timers().add(std::chrono::steady_clock::now(), handler); };
+  const auto arm = [&] { placed.worker().timers().add(placed.worker().now(), handler); };
   handler.act = [&] {
     comes();
     if (!over) arm();

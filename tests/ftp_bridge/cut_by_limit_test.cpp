@@ -1,3 +1,4 @@
+#include <chrono>
 #include <string>
 
 #include "session.h"
@@ -14,6 +15,12 @@ class CutByLimit : public Session, public ::testing::WithParamInterface<bool> {
   CutByLimit() {
     controller = make(1);
     server.login();
+  }
+
+  /// The data connection is there, and nothing comes on it.
+  void limitPasses() {
+    ASSERT_TRUE(log.waitFor("Tovik: data connection up"));
+    pass(std::chrono::seconds(1));
   }
 
   /// Up to the end of the data connection.
@@ -43,6 +50,7 @@ TEST_P(CutByLimit, AFileIsNotRetrievedThoughTheServerSaysSo) {
   thenAnotherFile();
   client.whenever("onRetrieveFailed", [this] { EXPECT_TRUE(controller->getFile("next", GetParam())); });
   onceLoggedIn([this] { EXPECT_TRUE(controller->getFile("file", GetParam())); });
+  limitPasses();
   ASSERT_TRUE(client.waits("onRetrieve")) << server.played();
   EXPECT_THAT(client.lines(),
               ElementsAre("onConnected", "onRetrieveFailed file | nothing received within the limit of 1 s",
@@ -53,6 +61,7 @@ TEST_P(CutByLimit, AListingIsNotThereThoughTheServerSaysSo) {
   beginTransfer("NLST");
   server.reply("226 Done");
   onceLoggedIn([this] { EXPECT_TRUE(controller->getNlst(GetParam())); });
+  limitPasses();
   ASSERT_TRUE(client.waits("onNlstFailed")) << server.played();
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onNlstFailed nothing received within the limit of 1 s"));
 }
@@ -61,6 +70,7 @@ TEST_P(CutByLimit, ATransferThatTheServerRefusesEndsInTheServersWords) {
   beginTransfer("RETR file");
   server.reply("451 Try again");
   onceLoggedIn([this] { EXPECT_TRUE(controller->getFile("file", GetParam())); });
+  limitPasses();
   ASSERT_TRUE(client.waits("onRetrieveFailed")) << server.played();
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onRetrieveFailed file | Try again"));
 }

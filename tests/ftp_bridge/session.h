@@ -12,6 +12,7 @@
 #include "recording_client.h"
 #include "scripted_server.h"
 #include "support/log_capture.h"
+#include "support/manual_clock.h"
 #include "test_dispatcher.h"
 
 namespace tovik::ftp {
@@ -76,6 +77,9 @@ class Session : public ::testing::Test {
     return server.until([this, logged] { return log.waitFor(logged); }, "\"" + logged + '"');
   }
 
+  /// Moves time, and returns when the limits that this reaches have done their work.
+  void pass(testing_support::ManualClock::Duration time) { clock.advance(time, *controller->transport); }
+
   /// Looks at the controller from the thread that serves it.
   void onWorker(const std::function<void()>& look) { controller->transport->call(look); }
 
@@ -89,7 +93,8 @@ class Session : public ::testing::Test {
 
   const NothingLeft nothingLeft_{};
   testing_support::LogCapture log;
-  const TestDispatcher dispatcher{"ftp session"};
+  testing_support::ManualClock clock;
+  const TestDispatcher dispatcher{"ftp session", clock};
   ScriptedServer server;
   RecordingClient client;
   std::unique_ptr<Controller> controller = make();

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <string>
 
 #include "session.h"
@@ -188,6 +189,7 @@ TEST_F(LoginSession, IsEndedWhenAMuteServerPassesTheTransportsLimit) {
   controller = make(1);
   server.accept().expectClose();
   start();
+  pass(std::chrono::seconds(1));
   ASSERT_TRUE(client.waits("onDisconnected"));
   EXPECT_THAT(log.texts(30), ElementsAre("Tovik: protocol_interpreter: nothing received within the time limit"));
 }

@@ -1,3 +1,5 @@
+#include <chrono>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,11 +17,14 @@ class RefusalSession : public Session {
  protected:
   RefusalSession() { server.login(); }
 
-  /// Retrieves "file", which ends in a line of the client's; then asks for the directory.
-  void fails(bool mode, const std::string& why) {
+  /// Retrieves "file", which ends in a line of the client's; then asks for the directory. What has to happen for that
+  /// end is done meanwhile.
+  void fails(
+      bool mode, const std::string& why, const std::function<void()>& meanwhile = [] {}) {
     client.whenever("onRetrieveFailed", [&] { EXPECT_TRUE(controller->getPwd()); });
     onceLoggedIn([this, mode] { EXPECT_TRUE(controller->getFile("file", mode)); });
     server.expect("PWD").reply("257 \"/\"");
+    meanwhile();
     ASSERT_TRUE(client.waits("onPwd")) << server.played();
     EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onRetrieveFailed file | " + why, "onPwd /"));
   }
@@ -95,7 +100,10 @@ TEST_F(RefusalSession, KeepsATransferInProgressWhoseDataConnectionIsNeverMade) {
 TEST_F(RefusalSession, EndsARefusedTransferWhoseDataConnectionStaysOpenAtTheTransportsLimit) {
   controller = make(1);
   server.passive().expect("RETR file").reply("550 No").expectDataClose();
-  fails(passiveMode, "No");
+  fails(passiveMode, "No", [this] {
+    EXPECT_TRUE(log.waitFor("Tovik: [FTP] 550 \"No\" "));
+    pass(std::chrono::seconds(1));
+  });
   EXPECT_THAT(log.texts(30), ElementsAre("Tovik: data_connection: nothing received within the time limit"));
 }
 

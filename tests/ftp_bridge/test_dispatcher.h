@@ -10,8 +10,8 @@ namespace tovik::ftp {
 /// A dispatcher of one worker, in the store for as long as this lives.
 class TestDispatcher {
  public:
-  explicit TestDispatcher(std::string name) : name_(std::move(name)) {
-    const Result added = DispatchStore::inst().add(name_, 1);
+  explicit TestDispatcher(std::string name, Clock& clock = Clock::steady()) : name_(std::move(name)) {
+    const Result added = DispatchStore::inst().add(name_, 1, clock);
     EXPECT_TRUE(added) << added.message;
   }
   TestDispatcher(const TestDispatcher&) = delete;

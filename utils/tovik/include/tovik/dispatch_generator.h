@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tovik/clock.h"
 #include "tovik/result.h"
 #include "tovik/visibility.h"
 #include "tovik/worker_statistics.h"
@@ -23,8 +24,9 @@ class TOVIK_API DispatchGenerator {
 
   /// The name that the store knows it by.
   const std::string& name() const { return name_; }
-  /// Starts the workers. Fails on a count of 0, and when the system gives no threads. Once.
-  Result start(unsigned workerCount);
+  /// Starts the workers, which go by the clock; it outlives them. Fails on a count of 0, and when the system gives no
+  /// threads. Once.
+  Result start(unsigned workerCount, Clock& clock = Clock::steady());
 
   /// The worker that serves the fewest transports; one more from now on. It stays in memory for as long as anybody
   /// keeps the pointer, though it ends with its dispatcher.

@@ -6,6 +6,7 @@
 #include <list>
 #include <string>
 
+#include "tovik/clock.h"
 #include "tovik/dispatch_generator.h"
 #include "tovik/result.h"
 #include "tovik/visibility.h"
@@ -23,8 +24,9 @@ class TOVIK_API DispatchStore {
 
   /// Makes a dispatcher and starts its workers. Dispatchers are numbered from 0 in order of adding; the numbers of
   /// later ones move down when one is removed. Fails on a name that is taken, on a count of 0, and when the system
-  /// gives no threads.
-  Result add(const std::string& name, unsigned workerCount);
+  /// gives no threads. The workers go by the clock, so that a test can move time; it outlives them, which is longer
+  /// than the dispatcher is in the store where a transport is then still served.
+  Result add(const std::string& name, unsigned workerCount, Clock& clock = Clock::steady());
 
   /// Null when there is none. The pointer is good until the dispatcher is removed, and for a transport made from
   /// it for that transport's life. Where another thread may remove it meanwhile, see use.

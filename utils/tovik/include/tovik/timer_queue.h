@@ -1,9 +1,9 @@
 #pragma once
 
-#include <chrono>
 #include <map>
 #include <optional>
 
+#include "tovik/clock.h"
 #include "tovik/event_handler.h"
 #include "tovik/visibility.h"
 
@@ -15,8 +15,8 @@ namespace tovik {
 /// Ownership: borrows the handlers; a handler cancels its timers before it goes.
 class TOVIK_API TimerQueue {
  public:
-  /// A moment of a clock that is never set back.
-  using Time = std::chrono::steady_clock::time_point;
+  /// A moment of the worker's clock.
+  using Time = Clock::Time;
   /// In order of time.
   using Timers = std::multimap<Time, EventHandler*>;
   /// What a timer is cancelled by.

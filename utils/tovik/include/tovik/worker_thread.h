@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tovik/buffer.h"
+#include "tovik/clock.h"
 #include "tovik/connection_counters.h"
 #include "tovik/descriptor.h"
 #include "tovik/event_handler.h"
@@ -25,12 +26,12 @@ namespace tovik {
 /// One event loop on one thread. It knows descriptors, turns and timers; what they mean is its handlers' affair.
 ///
 /// Threads: start, join and the destructor by one owner at a time; stop, schedule, post, call, callWithin, pass,
-///          isCurrent, watchArrivals, unwatch, bytesReceived and statistics by any thread; the rest on the worker.
+///          isCurrent, watchArrivals, unwatch, now, bytesReceived and statistics by any thread; the rest on the worker.
 /// Errors:  an exception that leaves a handler is logged at level 30 and the loop goes on.
 class TOVIK_API WorkerThread : private Thread {
  public:
-  /// Runs nothing before start.
-  explicit WorkerThread(const std::string& name);
+  /// Runs nothing before start. The clock outlives the worker.
+  explicit WorkerThread(const std::string& name, Clock& clock = Clock::steady());
   ~WorkerThread() override;
 
   Result start() override;
@@ -81,7 +82,9 @@ class TOVIK_API WorkerThread : private Thread {
   /// Where the worker's connections receive; what stands in it is whole until the handler that asked for it returns.
   Buffer receiveBuffer();
   /// When the running handler began: a time that takes no look at the clock.
-  std::chrono::steady_clock::time_point handlerStart() const { return handlerStart_; }
+  Clock::Time handlerStart() const { return handlerStart_; }
+  /// The time by the worker's clock.
+  Clock::Time now() const { return clock_.now(); }
   /// What the counters of its transports add up in.
   ConnectionCounters& connections() { return connections_; }
 
@@ -110,6 +113,8 @@ class TOVIK_API WorkerThread : private Thread {
   template <class Task>
   void guarded(Task&& task) noexcept;
 
+  Clock& clock_;
+
   Descriptor epoll_;
   Descriptor wakeUp_;
 
@@ -121,7 +126,7 @@ class TOVIK_API WorkerThread : private Thread {
   TimerQueue timers_;
   std::vector<char> receiveStorage_;
   std::shared_ptr<EventHandler> retained_;  // linked through themselves too: ending must not fail for want of memory
-  std::chrono::steady_clock::time_point handlerStart_;
+  Clock::Time handlerStart_;
 
   // Written by the worker alone, and read by any thread.
   ConnectionCounters connections_;

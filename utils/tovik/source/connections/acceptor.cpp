@@ -105,7 +105,7 @@ void Acceptor::endCall() noexcept {
 void Acceptor::pause() {
   core_->worker().requireCurrent();
   try {
-    if (!pause_) pause_ = core_->worker().timers().add(std::chrono::steady_clock::now() + pauseLength, *this);
+    if (!pause_) pause_ = core_->worker().timers().add(core_->worker().now() + pauseLength, *this);
   } catch (const std::bad_alloc&) {
     return;
   }

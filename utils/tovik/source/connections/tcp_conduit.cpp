@@ -44,7 +44,7 @@ TcpConduit::TcpConduit(std::shared_ptr<TransportCore> core, const std::shared_pt
       channel_(std::make_shared<TcpChannel>(*this, *record, core_->traits().max_unit_bytes, core_->worker(),
                                             core_->counters(), std::move(socket), isConnected)),
       consumer_(*core_, record, *this),
-      startedAt_(std::chrono::steady_clock::now()),
+      startedAt_(core_->worker().now()),
       requestedEnd_(noEnd) {}
 
 TcpConduit::~TcpConduit() = default;
@@ -115,7 +115,7 @@ void TcpConduit::becomeUp() {
 void TcpConduit::receive() {
   moreToRead_ = false;
   const auto givesWay = core_->worker().handlerStart() + receivingPerTurn;
-  for (int i = 0; i < receivesPerTurn && (i == 0 || std::chrono::steady_clock::now() < givesWay); ++i) {
+  for (int i = 0; i < receivesPerTurn && (i == 0 || core_->worker().now() < givesWay); ++i) {
     Buffer buffer = core_->worker().receiveBuffer();
     const long received = channel_->sendSide().receive(buffer.curr(), buffer.remaining());
     if (received == Socket::wouldBlock) return;

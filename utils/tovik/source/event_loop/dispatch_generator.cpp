@@ -4,10 +4,10 @@
 
 namespace tovik {
 
-Result DispatchGenerator::start(unsigned workerCount) {
+Result DispatchGenerator::start(unsigned workerCount, Clock& clock) {
   if (workerCount == 0) return failure("dispatcher " + name_ + ": no workers asked for");
   for (unsigned i = 0; i < workerCount; ++i) {
-    workers_.push_back(std::make_shared<WorkerThread>(name_ + " " + std::to_string(i)));
+    workers_.push_back(std::make_shared<WorkerThread>(name_ + " " + std::to_string(i), clock));
     if (Result result = workers_.back()->start(); !result) return result;
   }
   const qk::MutexLock lock(mutex_);

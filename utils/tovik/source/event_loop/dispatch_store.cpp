@@ -17,13 +17,13 @@ DispatchStore& DispatchStore::inst() {
 
 /// Starts the workers without the lock, which would keep others waiting for the system's threads. Who adds the same
 /// name meanwhile may be first.
-Result DispatchStore::add(const std::string& name, unsigned workerCount) {
+Result DispatchStore::add(const std::string& name, unsigned workerCount, Clock& clock) {
   destroyUnused();
   const auto taken = [&name] { return failure("dispatcher " + name + " already exists"); };
   if (fetch(name) != nullptr) return taken();
   Dispatchers added;  // destroyed without the lock, too: that waits for the workers
   added.emplace_back(name);
-  if (Result result = added.back().start(workerCount); !result) return result;
+  if (Result result = added.back().start(workerCount, clock); !result) return result;
   const qk::MutexLock lock(mutex_);
   if (find(name) != dispatchers_.end()) return taken();
   dispatchers_.splice(dispatchers_.end(), added);

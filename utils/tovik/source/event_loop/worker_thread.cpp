@@ -3,11 +3,9 @@
 #include <pthread.h>
 #include <qk/logging/logging.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -36,7 +34,8 @@ class PostedTask final : public EventHandler {
 
 }  // namespace
 
-WorkerThread::WorkerThread(const std::string& name) : Thread(name), calls_(name, [this] { wake(); }) {}
+WorkerThread::WorkerThread(const std::string& name, Clock& clock)
+    : Thread(name), clock_(clock), calls_(name, [this] { wake(); }) {}
 
 WorkerThread::~WorkerThread() {
   WorkerThread::kill();
@@ -172,10 +171,7 @@ int WorkerThread::waitLimit() {
     if (scheduled_.last != nullptr) return 0;
   }
   const auto deadline = timers_.next();
-  if (!deadline) return -1;
-  // Rounded up: a deadline must never be met early, and a rest under a millisecond must not spin.
-  const auto rest = std::chrono::ceil<std::chrono::milliseconds>(*deadline - std::chrono::steady_clock::now()).count();
-  return static_cast<int>(std::clamp<long>(rest, 0, INT_MAX));
+  return deadline ? clock_.millisecondsUntil(*deadline) : -1;
 }
 
 /// Only those that wait at this moment: threads that call without a pause must not keep the handlers waiting.
@@ -231,13 +227,13 @@ void WorkerThread::guarded(Task&& task) noexcept {
 
 void WorkerThread::noteWakeUp() {
   wakeUps_.store(wakeUps_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-  handlerStart_ = std::chrono::steady_clock::now();
+  handlerStart_ = now();
 }
 
 /// One handler's end is the next one's begin: the clock is read once for each.
 void WorkerThread::noteHandlerEnd() {
-  const auto now = std::chrono::steady_clock::now();
-  const std::chrono::nanoseconds took = now - std::exchange(handlerStart_, now);
+  const Clock::Time end = now();
+  const std::chrono::nanoseconds took = end - std::exchange(handlerStart_, end);
   if (took > longestHandler_.load(std::memory_order_relaxed)) longestHandler_.store(took, std::memory_order_relaxed);
 }
 
