@@ -73,8 +73,7 @@ TEST_F(Construction, PrefersTheNamedDispatcherToNumberZero) {
   const TestDispatcher zero("zero");
   const TestDispatcher one("one");
   const auto controller = make("one");
-  controller->transport->call(
-      [&] { EXPECT_TRUE(DispatchStore::inst().fetch("one")->workers_.at(0)->isCurrent()); });
+  controller->transport->call([&] { EXPECT_TRUE(DispatchStore::inst().fetch("one")->workers_.at(0)->isCurrent()); });
 }
 
 /// Tells the begin and the end of a worker's service.
