@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "ftp_fetch/lane.h"
+#include "ftp_fetch/fetch_worker.h"
 #include "ftp_fetch/log_text.h"
 #include "ftp_fetch/network.h"
 #include "ftp_fetch/password.h"

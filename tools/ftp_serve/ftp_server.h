@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "ftp_serve/lane.h"
 #include "ftp_serve/service.h"
+#include "ftp_serve/shard.h"
 
 namespace ftp_serve {
 

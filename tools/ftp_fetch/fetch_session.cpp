@@ -1,4 +1,4 @@
-#include "ftp_fetch/session.h"
+#include "ftp_fetch/fetch_session.h"
 
 #include <algorithm>
 #include <deque>

@@ -1,10 +1,10 @@
-#include "ftp_fetch/lane.h"
+#include "ftp_fetch/fetch_worker.h"
 
 #include <tovik/dispatch_store.h>
 #include <tovik/exception.h>
 
+#include "ftp_fetch/fetch_session.h"
 #include "ftp_fetch/log_text.h"
-#include "ftp_fetch/session.h"
 
 namespace ftp_fetch {
 

@@ -6,7 +6,7 @@
 
 #include <unordered_set>
 
-#include "ftp_serve/session.h"
+#include "ftp_serve/client_session.h"
 
 namespace tovik {
 class DispatchGenerator;

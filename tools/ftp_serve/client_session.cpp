@@ -1,4 +1,4 @@
-#include "ftp_serve/session.h"
+#include "ftp_serve/client_session.h"
 
 #include <qk/logging/logging.h>
 #include <tovik/channel.h>

@@ -1,4 +1,4 @@
-#include "ftp_serve/lane.h"
+#include "ftp_serve/shard.h"
 
 #include <sys/socket.h>
 
