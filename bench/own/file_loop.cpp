@@ -1,9 +1,9 @@
 #include <optional>
 
 #include "meter.h"
+#include "own/bench_session.h"
 #include "own/dispatcher.h"
 #include "own/finish.h"
-#include "own/session.h"
 #include "works.h"
 
 namespace bench::own {

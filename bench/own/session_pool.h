@@ -3,7 +3,7 @@
 #include <memory>
 #include <vector>
 
-#include "own/session.h"
+#include "own/bench_session.h"
 
 namespace bench::own {
 

@@ -1,6 +1,6 @@
 #include <string_view>
 
-#include "parts/session.h"
+#include "parts/interpreter_fixture.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "parts/session.h"
+#include "parts/interpreter_fixture.h"
 
 namespace {
 

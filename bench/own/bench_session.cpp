@@ -1,4 +1,4 @@
-#include "own/session.h"
+#include "own/bench_session.h"
 
 #include "own/dispatcher.h"
 
