@@ -144,23 +144,23 @@ void WorkerThread::run(const volatile bool& stopping) {
 }
 
 void WorkerThread::turn() {
-  // 1. Wait until a descriptor is ready, somebody asks for a turn, or the next deadline.
+  // 1. Wait until a descriptor is ready, a turn is requested, or the next timer is due.
   std::array<epoll_event, eventsPerTurn> events;
   const int count = sys::epoll_wait(epoll_.number(), events.data(), eventsPerTurn, waitLimit());
   noteWakeUp();
-  // 2. Tell the handlers of the ready descriptors.
+  // 2. Notify the handlers of the ready descriptors.
   for (int i = 0; i < count; ++i) {
     const auto& event = events[static_cast<unsigned>(i)];
     if (event.data.ptr == nullptr) continue;
     guarded([&event] { static_cast<EventHandler*>(event.data.ptr)->onReady(event.events); });
   }
-  // 3. Run what other threads wait for, then the handlers that asked for a turn.
+  // 3. Run the calls that other threads wait for, then the handlers that requested a turn.
   runCalls();
   runScheduled();
-  // 4. Tell the handlers whose time has come.
+  // 4. Run the timers that are due.
   const auto deadline = timers_.next();
   if (deadline && *deadline <= handlerStart_) guarded([this] { timers_.fire(handlerStart_); });
-  // 5. Let go of the handlers that ended in this turn: none of its events can reach them any more.
+  // 5. Release the handlers that ended in this turn: no event can reach them any more.
   releaseChain(std::move(retained_), &EventHandler::retained_);
 }
 
