@@ -1,5 +1,5 @@
-// The shortest useful host: logs in, prints the names in the server's directory, logs out. The whole dialogue, the
-// password in it, goes to standard error.
+// The shortest useful host: logs in, prints the names in the server's directory, logs out. Logs every command and
+// reply, the password included, to standard error.
 
 #include <tovik/dispatch_store.h>
 #include <tovik/ftp_bridge/ftp_bridge.h>
@@ -9,25 +9,25 @@
 #include <future>
 #include <iostream>
 
-/// The stock client asks for the directory and lists it. This one leaves then, and says when it has, and whether it
-/// has seen the names.
-class Visitor : public tovik::ftp::FileRetriever {
+/// FileRetriever asks for the current directory and lists it. This client then logs out, and sets the future when the
+/// session has ended: true if the listing arrived.
+class Lister : public tovik::ftp::FileRetriever {
  public:
   using FileRetriever::FileRetriever;
 
   void onNlst(const std::vector<std::string>& names, const std::string& /*text*/) override {
     for (const auto& name : names) std::cout << name << '\n';
     listed = true;
-    leave();
+    logOut();
   }
-  void onPwdFailed(const std::string& /*text*/) override { leave(); }
-  void onNlstFailed(const std::string& /*text*/) override { leave(); }
-  void onDisconnected() override { left.set_value(listed); }
+  void onPwdFailed(const std::string& /*text*/) override { logOut(); }
+  void onNlstFailed(const std::string& /*text*/) override { logOut(); }
+  void onDisconnected() override { ended.set_value(listed); }
 
-  std::promise<bool> left;
+  std::promise<bool> ended;
 
  private:
-  void leave() { static_cast<void>(controller->sendLogout()); }
+  void logOut() { static_cast<void>(controller->sendLogout()); }
 
   bool listed = false;
 };
@@ -42,11 +42,11 @@ int main(int argc, char** argv) {
 
   qk::logging::SetMinLogLevel(qk::logging::LogLevel::Trace);
   if (!tovik::DispatchStore::inst().add("ftp", 1)) return 1;
-  Visitor visitor(true);
-  tovik::ftp::Controller session(connection, &visitor, "ftp", 10, nullptr);
-  visitor.setController(&session);
+  Lister lister(true);
+  tovik::ftp::Controller session(connection, &lister, "ftp", 10, nullptr);
+  lister.setController(&session);
   if (const tovik::Result started = session.start(); !started) return std::cerr << started.message << '\n', 1;
-  // A login that is refused is not reported, so a host sets itself a limit. Leaving the scope ends the session.
-  std::future<bool> left = visitor.left.get_future();
-  return left.wait_for(std::chrono::seconds(30)) == std::future_status::ready && left.get() ? 0 : 1;
+  // A refused login is not reported, so the wait has a limit. The destructor ends the session.
+  std::future<bool> ended = lister.ended.get_future();
+  return ended.wait_for(std::chrono::seconds(30)) == std::future_status::ready && ended.get() ? 0 : 1;
 }
