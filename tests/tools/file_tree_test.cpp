@@ -70,8 +70,8 @@ TEST_F(FileTreeTest, RefusesDotsThatNobodyResolved) {
 
 TEST_F(FileTreeTest, OpensPlainFilesOnly) {
   ASSERT_EQ(::mkfifo((directory / "root/pipe").c_str(), 0600), 0);
-  EXPECT_EQ(read("/pipe"), "/pipe: Not a plain file");
-  EXPECT_EQ(read("/dir"), "/dir: Not a plain file");
+  EXPECT_EQ(read("/pipe"), "/pipe: Not a regular file");
+  EXPECT_EQ(read("/dir"), "/dir: Not a regular file");
 }
 
 TEST_F(FileTreeTest, SaysWhatIsMissing) {

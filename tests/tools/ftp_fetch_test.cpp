@@ -116,7 +116,7 @@ TEST_F(FtpFetch, TracesWithoutThePassword) {
   const Finished finished = fetch(url(""), {"hello.txt", "--trace"});
   EXPECT_EQ(finished.exitCode, 0);
   EXPECT_THAT(finished.errors, HasSubstr("Tovik: [FTP] PASS ****\n"));
-  EXPECT_THAT(finished.errors, HasSubstr("Tovik: [FTP] 226 \"All sent\""));
+  EXPECT_THAT(finished.errors, HasSubstr("Tovik: [FTP] 226 \"Transfer complete\""));
   EXPECT_THAT(finished.errors, Not(HasSubstr("secret")));
 }
 

@@ -16,8 +16,8 @@ namespace ftp_serve {
 
 namespace {
 
-// Commands that a client may send ahead while a transfer runs.
-constexpr std::size_t mostWaiting = 64;
+// Commands that a client may send while a transfer is in progress.
+constexpr std::size_t maxQueuedCommands = 64;
 
 std::string quoted(const std::string& path) {
   std::string text = "\"";
@@ -27,218 +27,218 @@ std::string quoted(const std::string& path) {
 
 }  // namespace
 
-struct Session::Verb {
+struct ClientSession::Verb {
   std::string_view name;
   bool needsLogin;
-  void (Session::*run)(const std::string& argument);
+  void (ClientSession::*run)(const std::string& argument);
 };
 
-const Session::Verb* Session::find(const std::string& verb) {
+const ClientSession::Verb* ClientSession::find(const std::string& verb) {
   static constexpr std::array<Verb, 13> verbs{{
-      {"USER", false, &Session::user},
-      {"PASS", false, &Session::password},
-      {"ACCT", false, &Session::account},
-      {"NOOP", false, &Session::doNothing},
-      {"QUIT", false, &Session::quit},
-      {"TYPE", true, &Session::type},
-      {"PWD", true, &Session::printDirectory},
-      {"CWD", true, &Session::changeDirectory},
-      {"CDUP", true, &Session::changeToParent},
-      {"NLST", true, &Session::list},
-      {"RETR", true, &Session::retrieve},
-      {"PORT", true, &Session::port},
-      {"PASV", true, &Session::passive},
+      {"USER", false, &ClientSession::user},
+      {"PASS", false, &ClientSession::password},
+      {"ACCT", false, &ClientSession::account},
+      {"NOOP", false, &ClientSession::noop},
+      {"QUIT", false, &ClientSession::quit},
+      {"TYPE", true, &ClientSession::type},
+      {"PWD", true, &ClientSession::printDirectory},
+      {"CWD", true, &ClientSession::changeDirectory},
+      {"CDUP", true, &ClientSession::changeToParent},
+      {"NLST", true, &ClientSession::list},
+      {"RETR", true, &ClientSession::retrieve},
+      {"PORT", true, &ClientSession::port},
+      {"PASV", true, &ClientSession::passive},
   }};
   const auto* const found = std::find_if(verbs.begin(), verbs.end(), [&](const Verb& v) { return v.name == verb; });
   return found == verbs.end() ? nullptr : found;
 }
 
-Session::Session(const Service& service, tovik::Transport& transport, Keeper& keeper)
-    : service_(service), transport_(transport), keeper_(keeper) {}
+ClientSession::ClientSession(const Service& service, tovik::Transport& transport, Owner& owner)
+    : service_(service), transport_(transport), owner_(owner) {}
 
-Session::~Session() { dropDataLink(); }
+ClientSession::~ClientSession() { dropDataConnection(); }
 
-void Session::onConduitActive(tovik::Conduit* conduit) {
+void ClientSession::onConduitActive(tovik::Conduit* conduit) {
   peer_ = conduit->remoteAddress();
   local_ = conduit->localAddress();
 }
 
-bool Session::getDataAggregator(tovik::Channel* channel, tovik::DataAggregator*& aggregator) {
+bool ClientSession::getDataAggregator(tovik::Channel* channel, tovik::DataAggregator*& aggregator) {
   aggregator = new tovik::BufferedAggregator(channel, this, this);
   return true;
 }
 
-void Session::onChannelUp(tovik::Channel* channel) {
+void ClientSession::onChannelUp(tovik::Channel* channel) {
   channel_ = channel;
   reply(220, "Ready");
 }
 
-void Session::onChannelDown(tovik::Channel* /*channel*/, int /*direction*/) { dropDataLink(); }
+void ClientSession::onChannelDown(tovik::Channel* /*channel*/, int /*direction*/) { dropDataConnection(); }
 
-void Session::onConduitInactive(tovik::Conduit* /*conduit*/) { keeper_.onSessionEnded(*this); }
+void ClientSession::onConduitInactive(tovik::Conduit* /*conduit*/) { owner_.onSessionEnded(*this); }
 
-void Session::onData(tovik::Channel* /*channel*/, const char* data, unsigned long size,
-                     tovik::Multicast* /*multicast*/) {
+void ClientSession::onData(tovik::Channel* /*channel*/, const char* data, unsigned long size,
+                           tovik::Multicast* /*multicast*/) {
   Command command = parseCommand({data, size});
   QK_LOG(qk::logging::LogLevel::Trace) << "ftp_serve: " << peer_ << " > " << command.verb << ' '
                                        << (command.verb == "PASS" ? "****" : command.argument);
   if (!transfer_) return run(command);
-  if (waiting_.size() == mostWaiting) {
+  if (queued_.size() == maxQueuedCommands) {
     reply(421, "Too many commands at once");
     return channel_->bringDown();
   }
-  waiting_.push_back(std::move(command));
+  queued_.push_back(std::move(command));
 }
 
-void Session::run(const Command& command) {
+void ClientSession::run(const Command& command) {
   const Verb* const verb = find(command.verb);
   if (verb == nullptr) return reply(502, "Command not implemented");
   if (verb->needsLogin && !loggedIn_) return reply(530, "Log in with USER and PASS");
   (this->*verb->run)(command.argument);
 }
 
-void Session::reply(int code, std::string_view text) {
+void ClientSession::reply(int code, std::string_view text) {
   const std::string line = std::to_string(code).append(" ").append(text);
   QK_LOG(qk::logging::LogLevel::Trace) << "ftp_serve: " << peer_ << " < " << line;
   const std::string sent = line + "\r\n";
   channel_->send(sent.data(), sent.size());
 }
 
-void Session::user(const std::string& name) {
+void ClientSession::user(const std::string& name) {
   loggedIn_ = false;
   user_ = name;
-  reply(331, "Password, please");
+  reply(331, "Password required");
 }
 
-void Session::password(const std::string& word) {
-  if (!user_) return reply(503, "USER first");
+void ClientSession::password(const std::string& word) {
+  if (!user_) return reply(503, "Send USER first");
   loggedIn_ = service_.admits(*std::exchange(user_, std::nullopt), word);
   if (loggedIn_) return reply(230, "Logged in");
   reply(530, "User or password is wrong");
 }
 
-void Session::account(const std::string& /*name*/) {
-  if (!loggedIn_) return reply(503, "USER and PASS first");
+void ClientSession::account(const std::string& /*name*/) {
+  if (!loggedIn_) return reply(503, "Log in with USER and PASS first");
   reply(230, "No account is needed");
 }
 
-/// Files go out as they are, whatever the type: line ends are those of this system and of the network's own listings.
-void Session::type(const std::string& code) {
+/// Files are sent unchanged, whatever the type; listings always have CR LF.
+void ClientSession::type(const std::string& code) {
   static constexpr std::array<std::string_view, 5> known{"A", "A N", "I", "L 8", "L8"};
   if (std::find(known.begin(), known.end(), upperCase(code)) == known.end())
-    return reply(501, "Types are A, I and L 8");
+    return reply(501, "Unsupported type; use A, I or L 8");
   reply(200, "Type set");
 }
 
-void Session::printDirectory(const std::string& /*argument*/) {
+void ClientSession::printDirectory(const std::string& /*argument*/) {
   reply(257, quoted(directory_) + " is the current directory");
 }
 
-void Session::changeDirectory(const std::string& name) { enter(FileTree::resolve(directory_, name), 250); }
+void ClientSession::changeDirectory(const std::string& name) { enter(FileTree::resolve(directory_, name), 250); }
 
-void Session::changeToParent(const std::string& /*argument*/) { enter(FileTree::resolve(directory_, ".."), 200); }
+void ClientSession::changeToParent(const std::string& /*argument*/) { enter(FileTree::resolve(directory_, ".."), 200); }
 
-void Session::enter(const std::string& path, int code) {
+void ClientSession::enter(const std::string& path, int code) {
   if (const tovik::Result found = service_.tree.checkDirectory(path); !found) return reply(550, found.message);
   directory_ = path;
   reply(code, "Directory changed");
 }
 
-void Session::list(const std::string& argument) {
+void ClientSession::list(const std::string& argument) {
   const std::string name = withoutOptions(argument);
   std::string listing;
   const std::string prefix = name.empty() || name.ends_with('/') ? name : name + "/";
   if (const tovik::Result listed = service_.tree.list(FileTree::resolve(directory_, name), prefix, listing); !listed) {
-    dropDataLink();
+    dropDataConnection();
     return reply(450, listed.message);
   }
-  begin(std::move(listing));
+  startTransfer(std::move(listing));
 }
 
-void Session::retrieve(const std::string& name) {
+void ClientSession::retrieve(const std::string& name) {
   FileTree::File file;
   if (const tovik::Result opened = service_.tree.openFile(FileTree::resolve(directory_, name), file); !opened) {
-    dropDataLink();
+    dropDataConnection();
     return reply(550, opened.message);
   }
-  begin(std::move(file));
+  startTransfer(std::move(file));
 }
 
-/// Only to the client's own host: a server that connects wherever it is told attacks others for whoever asks.
-void Session::port(const std::string& hostPort) {
-  dropDataLink();
+/// Accepts only the client's own host: otherwise a client could make the server attack other hosts.
+void ClientSession::port(const std::string& hostPort) {
+  dropDataConnection();
   const auto address = parseHostPort(hostPort);
-  if (!address) return reply(501, "Not six numbers of a host and port");
-  if (!isSameHost(*address, peer_)) return reply(500, "Only to your own address");
+  if (!address) return reply(501, "Not a valid host and port");
+  if (!isSameHost(*address, peer_)) return reply(500, "The address must be your own");
   portAddress_ = address;
-  reply(200, "Address noted");
+  reply(200, "Address accepted");
 }
 
-void Session::passive(const std::string& /*argument*/) {
-  dropDataLink();
+void ClientSession::passive(const std::string& /*argument*/) {
+  dropDataConnection();
   tovik::Address address = local_;
   address.set_port(0);
-  dataLink_ = new DataLink(transport_, *this, peer_);
-  if (const tovik::Result listening = dataLink_->listen(address); !listening) {
-    dropDataLink();
+  dataConnection_ = new DataConnection(transport_, *this, peer_);
+  if (const tovik::Result listening = dataConnection_->listen(address); !listening) {
+    dropDataConnection();
     return reply(425, listening.message);
   }
   reply(227, "Entering passive mode (" + printHostPort(address) + ")");
 }
 
-void Session::doNothing(const std::string& /*argument*/) { reply(200, "Done"); }
+void ClientSession::noop(const std::string& /*argument*/) { reply(200, "Done"); }
 
-void Session::quit(const std::string& /*argument*/) {
+void ClientSession::quit(const std::string& /*argument*/) {
   reply(221, "Goodbye");
   channel_->bringDownWhenSent();
 }
 
-void Session::begin(Transfer transfer) {
-  if (dataLink_ == nullptr && !portAddress_) return reply(425, "PASV or PORT first");
+void ClientSession::startTransfer(Transfer transfer) {
+  if (dataConnection_ == nullptr && !portAddress_) return reply(425, "Send PASV or PORT first");
   transfer_ = std::move(transfer);
-  if (dataLink_ != nullptr) {
-    // In passive mode the client may be quicker with its command than its connection is through the listener.
-    if (dataLink_->isUp()) sendTransfer();
+  if (dataConnection_ != nullptr) {
+    // In passive mode the command may arrive before the data connection has been accepted.
+    if (dataConnection_->isUp()) sendTransfer();
     return;
   }
   tovik::Address local = local_;
   local.set_port(0);
-  dataLink_ = new DataLink(transport_, *this, peer_);
-  const tovik::Result connecting = dataLink_->connect(*std::exchange(portAddress_, std::nullopt), local);
+  dataConnection_ = new DataConnection(transport_, *this, peer_);
+  const tovik::Result connecting = dataConnection_->connect(*std::exchange(portAddress_, std::nullopt), local);
   if (!connecting) endTransfer(425, connecting.message);
 }
 
-void Session::onDataUp() {
+void ClientSession::onDataUp() {
   if (transfer_) sendTransfer();
 }
 
-void Session::sendTransfer() {
-  reply(150, "Here it comes");
-  std::visit([this](auto& what) { dataLink_->sendAll(std::move(what)); }, *transfer_);
+void ClientSession::sendTransfer() {
+  reply(150, "Transfer starting");
+  std::visit([this](auto& what) { dataConnection_->sendAll(std::move(what)); }, *transfer_);
 }
 
-void Session::onDataDown(bool whole) {
-  if (!transfer_) return dropDataLink();
-  if (whole) return endTransfer(226, "All sent");
-  endTransfer(426, "The data connection broke");
+void ClientSession::onDataDown(bool complete) {
+  if (!transfer_) return dropDataConnection();
+  if (complete) return endTransfer(226, "Transfer complete");
+  endTransfer(426, "Data connection failed");
 }
 
-void Session::onDataFailed() { endTransfer(425, "No data connection"); }
+void ClientSession::onDataFailed() { endTransfer(425, "Can't open data connection"); }
 
-void Session::endTransfer(int code, std::string_view text) {
-  dropDataLink();
+void ClientSession::endTransfer(int code, std::string_view text) {
+  dropDataConnection();
   transfer_.reset();
   reply(code, text);
-  while (!transfer_ && !waiting_.empty()) {
-    const Command command = std::move(waiting_.front());
-    waiting_.pop_front();
+  while (!transfer_ && !queued_.empty()) {
+    const Command command = std::move(queued_.front());
+    queued_.pop_front();
     run(command);
   }
 }
 
-void Session::dropDataLink() {
+void ClientSession::dropDataConnection() {
   portAddress_.reset();
-  transport_.retire(std::exchange(dataLink_, nullptr));
+  transport_.retire(std::exchange(dataConnection_, nullptr));
 }
 
 }  // namespace ftp_serve

@@ -12,7 +12,7 @@
 #include <variant>
 
 #include "ftp_serve/command.h"
-#include "ftp_serve/data_link.h"
+#include "ftp_serve/data_connection.h"
 #include "ftp_serve/service.h"
 
 namespace tovik {
@@ -21,26 +21,26 @@ class Transport;
 
 namespace ftp_serve {
 
-/// One client: reads its commands, answers them in order, and sends what it asks for.
+/// The session of one client: reads its commands, replies to them in order, and transfers listings and files.
 ///
 /// Threads:   the transport's worker only.
-/// Ownership: its keeper's, which is told when the client is gone.
-class Session final : public tovik::Consumer,
-                      private tovik::TelnetPacketizer,
-                      private tovik::CharHandler,
-                      private DataLink::Owner {
+/// Ownership: owned by Owner, which is notified when the client has disconnected.
+class ClientSession final : public tovik::Consumer,
+                            private tovik::TelnetPacketizer,
+                            private tovik::CharHandler,
+                            private DataConnection::Owner {
  public:
-  class Keeper {
+  class Owner {
    public:
-    /// The session's connection has ended. Usually retires it.
-    virtual void onSessionEnded(Session& session) = 0;
+    /// The control connection has ended. The owner may retire the session.
+    virtual void onSessionEnded(ClientSession& session) = 0;
 
    protected:
-    ~Keeper() = default;
+    ~Owner() = default;
   };
 
-  Session(const Service& service, tovik::Transport& transport, Keeper& keeper);
-  ~Session() override;
+  ClientSession(const Service& service, tovik::Transport& transport, Owner& owner);
+  ~ClientSession() override;
 
  private:
   struct Verb;
@@ -53,7 +53,7 @@ class Session final : public tovik::Consumer,
   void onChannelDown(tovik::Channel* channel, int direction) override;
   void onData(tovik::Channel* channel, const char* data, unsigned long size, tovik::Multicast* multicast) override;
   void onDataUp() override;
-  void onDataDown(bool whole) override;
+  void onDataDown(bool complete) override;
   void onDataFailed() override;
 
   static const Verb* find(const std::string& verb);
@@ -71,31 +71,31 @@ class Session final : public tovik::Consumer,
   void retrieve(const std::string& name);
   void port(const std::string& hostPort);
   void passive(const std::string& argument);
-  void doNothing(const std::string& argument);
+  void noop(const std::string& argument);
   void quit(const std::string& argument);
 
   void enter(const std::string& path, int code);
-  void begin(Transfer transfer);
+  void startTransfer(Transfer transfer);
   void sendTransfer();
   void endTransfer(int code, std::string_view text);
-  void dropDataLink();
+  void dropDataConnection();
 
   const Service& service_;
   tovik::Transport& transport_;
-  Keeper& keeper_;
+  Owner& owner_;
 
   tovik::Channel* channel_ = nullptr;
   tovik::Address peer_;
   tovik::Address local_;
 
-  std::optional<std::string> user_;  // since USER
+  std::optional<std::string> user_;  // set by USER
   bool loggedIn_ = false;
   std::string directory_ = "/";
 
-  std::optional<tovik::Address> portAddress_;  // since PORT
-  DataLink* dataLink_ = nullptr;               // owned, through the transport
+  std::optional<tovik::Address> portAddress_;  // set by PORT
+  DataConnection* dataConnection_ = nullptr;   // owned; retired through the transport
   std::optional<Transfer> transfer_;           // in progress
-  std::deque<Command> waiting_;                // arrived while it was
+  std::deque<Command> queued_;                 // commands received during the transfer
 };
 
 }  // namespace ftp_serve

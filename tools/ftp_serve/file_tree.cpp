@@ -24,7 +24,7 @@ struct DirectoryCloser {
 using Directory = std::unique_ptr<DIR, DirectoryCloser>;
 
 tovik::Result failed(const std::string& path, int error) {
-  // A link that leads out is one that isn't there: what lies outside is nobody's business.
+  // A link that leads out of the tree is reported as missing, so that clients learn nothing about what is outside.
   return tovik::failure(path + ": " + std::strerror(error == EXDEV ? ENOENT : error));
 }
 
@@ -60,8 +60,8 @@ std::string FileTree::resolve(const std::string& directory, const std::string& n
   return path.empty() ? "/" : path;
 }
 
-/// The kernel itself keeps the lookup beneath the root. Checking the path beforehand would leave a gap in which
-/// somebody swaps a directory for a link that leads out. Null, and errno set, when nothing is found.
+/// The kernel keeps the lookup beneath the root. If the path were checked beforehand, a directory could be replaced by
+/// a link that leads out before it is opened. Returns a closed descriptor and sets errno on failure.
 tovik::Descriptor FileTree::lookUp(const std::string& path, unsigned flags) const {
   if (path.find('\0') != std::string::npos) {
     errno = ENOENT;
@@ -76,12 +76,12 @@ tovik::Descriptor FileTree::lookUp(const std::string& path, unsigned flags) cons
 }
 
 tovik::Result FileTree::openFile(const std::string& path, File& file) const {
-  // Without O_NONBLOCK opening a pipe would wait for its writer, and every session of this worker with it.
+  // Without O_NONBLOCK, opening a pipe would block this worker until the pipe has a writer.
   file.descriptor = lookUp(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   if (!file.descriptor.isOpen()) return failed(path, errno);
   struct stat status {};
   if (::fstat(file.descriptor.number(), &status) != 0) return failed(path, errno);
-  if (!S_ISREG(status.st_mode)) return tovik::failure(path + ": Not a plain file");
+  if (!S_ISREG(status.st_mode)) return tovik::failure(path + ": Not a regular file");
   file.size = static_cast<unsigned long>(status.st_size);
   return tovik::Success;
 }
@@ -92,7 +92,7 @@ tovik::Result FileTree::checkDirectory(const std::string& path) const {
 
 tovik::Result FileTree::list(const std::string& path, const std::string& prefix, std::string& listing) const {
   const tovik::Descriptor found = lookUp(path, O_RDONLY | O_DIRECTORY);
-  // A duplicate: the stream closes its own.
+  // The directory stream closes its descriptor, so it gets a duplicate.
   const int number = found.isOpen() ? ::fcntl(found.number(), F_DUPFD_CLOEXEC, 0) : -1;
   const Directory directory(number < 0 ? nullptr : ::fdopendir(number));
   if (directory == nullptr) {

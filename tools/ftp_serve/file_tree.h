@@ -7,30 +7,30 @@
 
 namespace ftp_serve {
 
-/// A directory tree that is served read-only. Nothing outside it can be reached: no path, no symbolic link and no
-/// rename at the wrong moment leads there.
+/// A directory tree that is served read-only. Nothing outside the tree can be reached, neither by paths nor by symbolic
+/// links nor by renames during a lookup.
 ///
-/// Paths are those that clients see: absolute, "/" being the root of the tree, without "." and "..".
-/// Threads: any, once opened.
+/// Paths are those that clients see: absolute, with "/" as the root of the tree, without "." and "..".
+/// Threads: any, once open has returned.
 class FileTree {
  public:
-  /// A file that is open for reading, and its size at that moment.
+  /// A file that is open for reading, and its size when it was opened.
   struct File {
     tovik::Descriptor descriptor;
     unsigned long size = 0;
   };
 
-  /// Fails when the directory can't be opened, or the kernel (before 5.6) can't keep lookups inside it.
+  /// Fails if the directory can't be opened, or if the kernel (before 5.6) can't restrict lookups to it.
   tovik::Result open(const std::string& root);
 
-  /// The path that a client means by a name, seen from its directory.
+  /// The path of a name that a client gave, relative to its current directory.
   static std::string resolve(const std::string& directory, const std::string& name);
 
-  /// Failures say what a client may know: the path and the reason.
+  /// Error messages are meant for the client: the path and the reason.
   tovik::Result openFile(const std::string& path, File& file) const;
   tovik::Result checkDirectory(const std::string& path) const;
-  /// The names in a directory, sorted, each with the prefix before it and CR LF behind it. A name that holds a line
-  /// end itself would read as two, and is left out.
+  /// Sets listing to the names in a directory, sorted, each preceded by the prefix and followed by CR LF. Omits names
+  /// that contain a line end: a client would read them as two.
   tovik::Result list(const std::string& path, const std::string& prefix, std::string& listing) const;
 
  private:

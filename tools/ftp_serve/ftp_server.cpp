@@ -9,7 +9,7 @@ namespace ftp_serve {
 
 namespace {
 
-/// Several servers may run in one program, each with workers of its own.
+/// Several servers may run in one program, each with its own workers.
 std::string uniqueName() {
   static std::atomic<unsigned> count{0};
   return "ftp_serve " + std::to_string(count++);
@@ -28,25 +28,25 @@ FtpServer::~FtpServer() { stop(); }
 tovik::Result FtpServer::start() {
   if (tovik::Result opened = service_.tree.open(options_.root); !opened) return opened;
   if (tovik::Result added = tovik::DispatchStore::inst().add(dispatcherName_, options_.workers); !added) return added;
-  tovik::Result opened = openLanes();
+  tovik::Result opened = openShards();
   if (!opened) stop();
   return opened;
 }
 
-/// A new transport goes to the worker that serves the fewest, so each lane gets one of its own.
-tovik::Result FtpServer::openLanes() {
+/// A new transport is assigned to the worker with the fewest transports, so each shard gets its own worker.
+tovik::Result FtpServer::openShards() {
   tovik::DispatchGenerator& dispatcher = *tovik::DispatchStore::inst().fetch(dispatcherName_);
-  while (lanes_.size() < options_.workers) {
-    lanes_.push_back(std::make_unique<Lane>(service_, dispatcher, options_.workers > 1));
-    if (tovik::Result opened = lanes_.back()->open(address_); !opened) return opened;
-    address_ = lanes_.back()->address();
+  while (shards_.size() < options_.workers) {
+    shards_.push_back(std::make_unique<Shard>(service_, dispatcher, options_.workers > 1));
+    if (tovik::Result opened = shards_.back()->open(address_); !opened) return opened;
+    address_ = shards_.back()->address();
   }
   return tovik::Success;
 }
 
 void FtpServer::stop() {
   if (tovik::DispatchStore::inst().fetch(dispatcherName_) == nullptr) return;
-  lanes_.clear();
+  shards_.clear();
   static_cast<void>(tovik::DispatchStore::inst().remove(dispatcherName_));
 }
 

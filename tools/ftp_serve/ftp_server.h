@@ -14,9 +14,9 @@ namespace ftp_serve {
 
 struct Options {
   std::string root;
-  /// Port 0: any free one.
+  /// Port 0 means any free port.
   tovik::Address listen;
-  /// Empty: anybody may log in.
+  /// If empty, anybody may log in.
   std::string user;
   std::string password;
   unsigned workers = 1;
@@ -24,7 +24,7 @@ struct Options {
 
 /// A read-only FTP server for one directory tree.
 ///
-/// Threads: start, stop and the destructor by one owner; it works on threads of its own meanwhile.
+/// Threads: start, stop and the destructor by one thread. The sessions run on threads of the server.
 class FtpServer {
  public:
   explicit FtpServer(Options options);
@@ -32,22 +32,22 @@ class FtpServer {
   FtpServer& operator=(const FtpServer&) = delete;
   ~FtpServer();
 
-  /// Listens when it returns. Once.
+  /// On success the server is listening when start returns. To be called once.
   tovik::Result start();
-  /// What it listens on.
+  /// The address that the server listens on.
   const tovik::Address& address() const { return address_; }
   unsigned short port() const { return address_.port(); }
-  /// Ends every session. Does nothing when it does not run.
+  /// Ends every session. Does nothing if the server is not running.
   void stop();
 
  private:
-  tovik::Result openLanes();
+  tovik::Result openShards();
 
   const Options options_;
   const std::string dispatcherName_;
   Service service_;
   tovik::Address address_;
-  std::vector<std::unique_ptr<Lane>> lanes_;
+  std::vector<std::unique_ptr<Shard>> shards_;
 };
 
 }  // namespace ftp_serve

@@ -8,13 +8,13 @@
 
 namespace ftp_serve {
 
-/// The argument of PORT (RFC 959, 4.1.2): six numbers of 0 to 255 joined by commas, the port not 0. Null for
-/// anything else.
+/// Parses the argument of PORT (RFC 959, 4.1.2): six numbers from 0 to 255 joined by commas, the port not 0. Returns
+/// null for anything else.
 std::optional<tovik::Address> parseHostPort(std::string_view text);
 
 std::string printHostPort(const tovik::Address& address);
 
-/// Whether two addresses are of one host, whatever their ports.
+/// Whether two addresses have the same host, whatever their ports.
 bool isSameHost(const tovik::Address& a, const tovik::Address& b);
 
 }  // namespace ftp_serve

@@ -13,7 +13,7 @@ namespace {
 
 constexpr unsigned short defaultPort = 2121;
 
-/// ADDRESS[:PORT], the address in dotted form.
+/// Parses ADDRESS[:PORT], where ADDRESS is an IPv4 address.
 std::optional<tovik::Address> parseAddress(const std::string& text) {
   const auto colon = std::min(text.find(':'), text.size());
   unsigned short port = defaultPort;
@@ -31,7 +31,7 @@ std::string checkAddress(const std::string& text) {
   return parseAddress(text) ? std::string() : text + " is not an address such as 127.0.0.1:2121";
 }
 
-/// Blocked in every thread, so that the main one can wait for them.
+/// Blocks the signals in every thread, so that the main thread can wait for them.
 sigset_t blockEndSignals() {
   sigset_t signals;
   sigemptyset(&signals);
@@ -67,20 +67,20 @@ int main(int argc, char** argv) {
       ->required()
       ->check(CLI::ExistingDirectory.description(""))
       ->type_name("DIRECTORY");
-  app.add_option("--listen", listen, "ADDRESS[:PORT] to listen on; port 0: any free one")
+  app.add_option("--listen", listen, "ADDRESS[:PORT] to listen on; port 0 means any free port")
       ->check(checkAddress)
       ->type_name("ADDRESS")
       ->capture_default_str();
   auto* const user =
-      app.add_option("--user", options.user, "The only user who may log in; without it anybody may")->type_name("NAME");
+      app.add_option("--user", options.user, "The only user who may log in; by default anybody may")->type_name("NAME");
   auto* const password = app.add_option("--password", options.password, "That user's password");
   user->needs(password);
   password->needs(user);
-  app.add_option("--workers", options.workers, "How many threads serve, 1 to 64")
+  app.add_option("--workers", options.workers, "Number of worker threads, 1 to 64")
       ->check(CLI::Range(1, 64).description(""))
       ->type_name("COUNT")
       ->capture_default_str();
-  app.add_flag("--trace", trace, "Write every command and reply to standard error");
+  app.add_flag("--trace", trace, "Log every command and reply to standard error, with the password masked");
   CLI11_PARSE(app, argc, argv);
 
   options.listen = *parseAddress(listen);

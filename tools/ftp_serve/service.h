@@ -6,10 +6,10 @@
 
 namespace ftp_serve {
 
-/// What all sessions of a server have in common. Constant while it runs.
+/// What all sessions of a server share. Constant while the server runs.
 struct Service {
   FileTree tree;
-  /// Empty: anybody may log in, with any password.
+  /// If empty, anybody may log in, with any password.
   std::string user;
   std::string password;
 

@@ -9,7 +9,7 @@ namespace ftp_serve {
 
 namespace {
 
-// A command is a verb and a path: nobody needs longer lines.
+// A command is a verb and a path; longer lines are not needed.
 tovik::Traits shortLines() {
   tovik::Traits traits;
   traits.max_unit_bytes = 8192;
@@ -18,35 +18,36 @@ tovik::Traits shortLines() {
 
 }  // namespace
 
-Lane::Lane(const Service& service, tovik::DispatchGenerator& dispatcher, bool shares)
+Shard::Shard(const Service& service, tovik::DispatchGenerator& dispatcher, bool sharesAddress)
     : service_(service),
-      shares_(shares),
+      sharesAddress_(sharesAddress),
       transport_(&dispatcher, shortLines(), nullptr, nullptr, {}, "ftp_serve"),
       listener_(transport_, tovik::Protocol::tcp, this, "ftp_serve", true, this, nullptr) {}
 
-Lane::~Lane() { close(); }
+Shard::~Shard() { close(); }
 
-void Lane::close() {
+void Shard::close() {
   static_cast<void>(listener_.stopListening(-1));
   transport_.call([this] {
-    for (Session* const session : std::exchange(sessions_, {})) transport_.retire(session);
+    for (ClientSession* const session : std::exchange(sessions_, {})) transport_.retire(session);
   });
 }
 
-tovik::Consumer* Lane::getConsumer() {
-  auto session = std::make_unique<Session>(service_, transport_, *this);
+tovik::Consumer* Shard::getConsumer() {
+  auto session = std::make_unique<ClientSession>(service_, transport_, *this);
   sessions_.insert(session.get());
   return session.release();
 }
 
-/// Of the listening socket only. One that shares without need would let a second server take half of the clients.
-void Lane::onNewSocket(tovik::Socket& socket) {
-  if (!shares_) return;
+/// Called for the listening socket only. If it always set SO_REUSEPORT, a second server on the same address would
+/// silently take half of the clients.
+void Shard::onNewSocket(tovik::Socket& socket) {
+  if (!sharesAddress_) return;
   const int on = 1;
   ::setsockopt(socket.number(), SOL_SOCKET, SO_REUSEPORT, &on, sizeof on);
 }
 
-void Lane::onSessionEnded(Session& session) {
+void Shard::onSessionEnded(ClientSession& session) {
   sessions_.erase(&session);
   transport_.retire(&session);
 }

@@ -14,30 +14,30 @@ class DispatchGenerator;
 
 namespace ftp_serve {
 
-/// One worker's share of a server: a listener, and the sessions of those who connected to it.
+/// One worker's share of a server: a listener, and the sessions of the clients that connected to it.
 ///
-/// Threads: open and close by the server's owner; the sessions live on the worker.
-class Lane final : public tovik::ConsumerGenerator, public tovik::SocketCreationCallback, public Session::Keeper {
+/// Threads: open and close by the server's owner; the sessions run on the worker.
+class Shard final : public tovik::ConsumerGenerator, public tovik::SocketCreationCallback, public ClientSession::Owner {
  public:
-  /// shares: other lanes listen on the same address; the kernel spreads the clients over them.
-  Lane(const Service& service, tovik::DispatchGenerator& dispatcher, bool shares);
-  ~Lane() override;
+  /// sharesAddress: other shards listen on the same address, and the kernel distributes the clients among them.
+  Shard(const Service& service, tovik::DispatchGenerator& dispatcher, bool sharesAddress);
+  ~Shard() override;
 
   tovik::Result open(const tovik::Address& address) { return listener_.startListening(address); }
   const tovik::Address& address() const { return listener_.address(); }
-  /// Ends the listener and every session.
+  /// Stops the listener and ends every session.
   void close();
 
  private:
   tovik::Consumer* getConsumer() override;
   void onNewSocket(tovik::Socket& socket) override;
-  void onSessionEnded(Session& session) override;
+  void onSessionEnded(ClientSession& session) override;
 
   const Service& service_;
-  const bool shares_;
+  const bool sharesAddress_;
   tovik::Transport transport_;
   tovik::Server listener_;
-  std::unordered_set<Session*> sessions_;  // owned, through the transport; the worker's
+  std::unordered_set<ClientSession*> sessions_;  // owned; retired through the transport; worker only
 };
 
 }  // namespace ftp_serve

@@ -17,35 +17,35 @@ class Transport;
 
 namespace ftp_serve {
 
-/// The data connection of one transfer, made by listening (PASV) or by connecting (PORT).
+/// The data connection of one transfer, opened by listening (PASV) or by connecting (PORT).
 ///
 /// Threads:   the transport's worker only.
-/// Ownership: given back with Transport::retire, whereupon its owner hears nothing more.
-class DataLink final : public tovik::Consumer, public tovik::ConsumerGenerator, private tovik::CharHandler {
+/// Ownership: destroyed with Transport::retire, after which the owner is not called any more.
+class DataConnection final : public tovik::Consumer, public tovik::ConsumerGenerator, private tovik::CharHandler {
  public:
-  /// What is told of the link. May retire it in any of these.
+  /// Receives the events of the data connection, and may retire it in any of them.
   class Owner {
    public:
     virtual void onDataUp() = 0;
-    /// whole: this side ended it, and everything had been sent.
-    virtual void onDataDown(bool whole) = 0;
-    /// It could not be made.
+    /// complete: everything was sent, and then this side closed the connection.
+    virtual void onDataDown(bool complete) = 0;
+    /// The connection could not be opened.
     virtual void onDataFailed() = 0;
 
    protected:
     ~Owner() = default;
   };
 
-  /// peer: the control connection's. Nobody else may have the data.
-  DataLink(tovik::Transport& transport, Owner& owner, const tovik::Address& peer);
-  ~DataLink() override;
+  /// peer: the client's address; connections from other hosts are refused.
+  DataConnection(tovik::Transport& transport, Owner& owner, const tovik::Address& peer);
+  ~DataConnection() override;
 
-  /// Listens on the address, which becomes the one with the port that was chosen.
+  /// Listens on the address; sets its port to the one that was chosen.
   tovik::Result listen(tovik::Address& address);
   tovik::Result connect(const tovik::Address& remote, const tovik::Address& local);
 
   bool isUp() const { return channel_ != nullptr; }
-  /// Sends everything and ends the link then. Once, and only while it is up.
+  /// Sends the data, then closes the connection. To be called once, while isUp().
   void sendAll(const std::string& text);
   void sendAll(FileTree::File file);
 
@@ -62,8 +62,8 @@ class DataLink final : public tovik::Consumer, public tovik::ConsumerGenerator, 
   Owner& owner_;
   const tovik::Address peer_;
   std::unique_ptr<tovik::Server> listener_;
-  bool wanted_ = false;  // of the connection whose events come just now
-  bool sendsAll_ = false;
+  bool accepts_ = false;  // whether the connection whose events are being handled is the client's
+  bool sendingAll_ = false;
   tovik::Channel* channel_ = nullptr;
 };
 
