@@ -27,7 +27,7 @@ TEST_F(FtpFetchNames, RefusesNamesThatLeadElsewhereAndFetchesTheRest) {
   EXPECT_EQ(finished.exitCode, 1);
   EXPECT_THAT(into.names(), ElementsAre("here"));
   EXPECT_EQ(into.read("here/good"), "fine");
-  EXPECT_THAT(finished.errors, HasSubstr("ftp_fetch: ../evil: refused: the name holds a slash"));
+  EXPECT_THAT(finished.errors, HasSubstr("ftp_fetch: ../evil: refused: the name contains a slash"));
   EXPECT_THAT(finished.output, HasSubstr("1 of 4 files, "));
   EXPECT_THAT(server.commands(), Not(Contains("RETR ../evil")));
 }
@@ -49,8 +49,8 @@ TEST_F(FtpFetchNames, RefusesANameOfTheListingWithALineEndOrNul) {
   const Finished finished = fetch(server.url());
   EXPECT_EQ(finished.exitCode, 1);
   EXPECT_EQ(finished.errors,
-            "ftp_fetch: a\\x0dDELE b: refused: the name holds a line end\n"
-            "ftp_fetch: c\\x00d: refused: the name holds a NUL\n");
+            "ftp_fetch: a\\x0dDELE b: refused: the name contains a line end\n"
+            "ftp_fetch: c\\x00d: refused: the name contains a NUL\n");
   EXPECT_THAT(into.names(), IsEmpty());
   EXPECT_THAT(server.commands(), Not(Contains(StartsWith("RETR"))));
 }
@@ -59,8 +59,8 @@ TEST_F(FtpFetchNames, NeverSendsALineEndOfTheCommandLine) {
   server.start();
   const Finished named = fetch(server.url(), {"a\r\nDELE b", "sub/c", "."});
   EXPECT_EQ(named.exitCode, 1);
-  EXPECT_THAT(named.errors, HasSubstr("refused: the name holds a line end"));
-  EXPECT_THAT(named.errors, HasSubstr("sub/c: refused: the name holds a slash; directories belong in the URL"));
+  EXPECT_THAT(named.errors, HasSubstr("refused: the name contains a line end"));
+  EXPECT_THAT(named.errors, HasSubstr("sub/c: refused: the name contains a slash; directories belong in the URL"));
   EXPECT_THAT(named.errors, HasSubstr(".: refused: not the name of a file"));
   EXPECT_EQ(fetch(server.url("/a%0d%0aDELE%20b")).exitCode, 2);
   EXPECT_EQ(fetch(server.url(), {"--account", "a\r\nDELE b"}).exitCode, 2);

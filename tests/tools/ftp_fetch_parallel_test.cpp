@@ -144,7 +144,7 @@ TEST_F(FtpFetchParallelAlone, GoesOnWithTheSessionsThatTheServerLetsIn) {
   });
   server.start();
   Program program(commandFor(server.url(), {"--parallel", "2"}));
-  EXPECT_THAT(program.firstErrorLine(), StartsWith("ftp_fetch: going on with fewer sessions: "));
+  EXPECT_THAT(program.firstErrorLine(), StartsWith("ftp_fetch: continuing with fewer sessions: "));
   noted.change([](bool& value) { value = true; });
   EXPECT_EQ(program.wait(), 0) << program.errors();
   EXPECT_THAT(program.output(), HasSubstr("2 of 2 files, 2 B"));

@@ -15,7 +15,7 @@ TEST(SafeName, IsAnyPlainFileName) {
 
 TEST(SafeName, HoldsNoSlash) {
   for (const auto name : {"a/b"sv, "/a"sv, "a/"sv, "../a"sv, "/"sv})
-    EXPECT_STREQ(whyUnsafe(name), "the name holds a slash; directories belong in the URL") << name;
+    EXPECT_STREQ(whyUnsafe(name), "the name contains a slash; directories belong in the URL") << name;
 }
 
 TEST(SafeName, IsNotADirectoryOfTheParents) {
@@ -23,11 +23,11 @@ TEST(SafeName, IsNotADirectoryOfTheParents) {
   EXPECT_STREQ(whyUnsafe(".."), "not the name of a file");
 }
 
-TEST(SafeName, HoldsNoNul) { EXPECT_STREQ(whyUnsafe("a\0b"sv), "the name holds a NUL"); }
+TEST(SafeName, HoldsNoNul) { EXPECT_STREQ(whyUnsafe("a\0b"sv), "the name contains a NUL"); }
 
 TEST(SafeName, HoldsNoLineEnd) {
   for (const auto name : {"a\r"sv, "\na"sv, "a\r\nDELE b"sv})
-    EXPECT_STREQ(whyUnsafe(name), "the name holds a line end");
+    EXPECT_STREQ(whyUnsafe(name), "the name contains a line end");
 }
 
 TEST(SafeName, IsNotEmpty) { EXPECT_STREQ(whyUnsafe(""), "the name is empty"); }

@@ -10,26 +10,26 @@ namespace command_line {
 
 namespace {
 
-constexpr std::size_t leastColumns = 20;
-constexpr std::size_t mostColumns = 80;
+constexpr std::size_t minColumns = 20;
+constexpr std::size_t maxColumns = 80;
 constexpr std::size_t textColumnBeside = 29;
 constexpr std::size_t textColumnBelow = 6;
-constexpr std::size_t leastText = 40;
-constexpr std::size_t continuation = 7;  // below the first word after "Usage: "
+constexpr std::size_t minTextWidth = 40;
+constexpr std::size_t continuation = 7;  // the width of "Usage: "
 
-/// A full line would make some terminals go on to the next.
+/// One column less than the terminal has: some terminals wrap after a full line.
 std::size_t columnsOfOutput() {
   winsize size{};
-  if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return mostColumns;
-  return std::clamp<std::size_t>(size.ws_col - 1U, leastColumns, mostColumns);
+  if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return maxColumns;
+  return std::clamp<std::size_t>(size.ws_col - 1U, minColumns, maxColumns);
 }
 
-/// As much of the text as a line takes.
-std::string_view firstLine(std::string_view text, std::size_t room) {
+/// The part of the text that fits on one line.
+std::string_view firstLine(std::string_view text, std::size_t width) {
   text = text.substr(0, text.find('\n'));
-  if (text.size() <= room) return text;
-  const std::size_t lastBlank = text.rfind(' ', room);
-  return text.substr(0, lastBlank == std::string_view::npos ? room : lastBlank);
+  if (text.size() <= width) return text;
+  const std::size_t lastBlank = text.rfind(' ', width);
+  return text.substr(0, lastBlank == std::string_view::npos ? width : lastBlank);
 }
 
 }  // namespace
@@ -48,7 +48,7 @@ std::string wrapped(std::string_view text, std::size_t columns, std::size_t inde
 
 Help::Help()
     : columns_(columnsOfOutput()),
-      textColumn_(columns_ >= textColumnBeside + leastText ? textColumnBeside : textColumnBelow) {}
+      textColumn_(columns_ >= textColumnBeside + minTextWidth ? textColumnBeside : textColumnBelow) {}
 
 std::string Help::make_description(const CLI::App* app) const {
   return wrapped(Formatter::make_description(app), columns_, 0);

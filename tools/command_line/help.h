@@ -6,12 +6,12 @@
 
 namespace command_line {
 
-/// The text in lines of at most so many columns: broken at blanks, where it has line ends of its own, and within a word
-/// that is longer than a line. An indent comes before each line but the first, and doesn't count. Plain ASCII.
+/// Wraps ASCII text into lines of at most `columns` columns. Breaks lines at blanks, and within words that are longer
+/// than a line; keeps existing line ends. Indents every line but the first; the indent doesn't count as columns.
 std::string wrapped(std::string_view text, std::size_t columns, std::size_t indent);
 
-/// A tool's help in lines that fit the terminal that standard output is, 80 columns at most and elsewhere. Where there
-/// is room, what an option does stands beside it, else below. The texts are given without line breaks.
+/// Formats the help of a tool to fit the terminal on standard output, with at most 80 columns; 80 if it is no terminal.
+/// Puts the description of an option beside the option if the terminal is wide enough, otherwise below it.
 class Help final : public CLI::Formatter {
  public:
   Help();
@@ -23,7 +23,7 @@ class Help final : public CLI::Formatter {
 
  private:
   const std::size_t columns_;
-  const std::size_t textColumn_;  // of what is said of an option
+  const std::size_t textColumn_;  // where the descriptions of options start
 };
 
 }  // namespace command_line

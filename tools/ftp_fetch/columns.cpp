@@ -7,13 +7,13 @@ namespace ftp_fetch {
 
 namespace {
 
-/// Has the calling thread's characters be UTF-8, whatever the user's locale is: names come from servers.
-class Utf8 {
+/// Switches the calling thread to UTF-8, whatever the user's locale is: names come from servers.
+class Utf8Locale {
  public:
-  Utf8() : before_(::uselocale(locale())) {}
-  Utf8(const Utf8&) = delete;
-  Utf8& operator=(const Utf8&) = delete;
-  ~Utf8() { ::uselocale(before_); }
+  Utf8Locale() : previous_(::uselocale(locale())) {}
+  Utf8Locale(const Utf8Locale&) = delete;
+  Utf8Locale& operator=(const Utf8Locale&) = delete;
+  ~Utf8Locale() { ::uselocale(previous_); }
 
  private:
   static locale_t locale() {
@@ -21,7 +21,7 @@ class Utf8 {
     return utf8;
   }
 
-  const locale_t before_;
+  const locale_t previous_;
 };
 
 struct Character {
@@ -38,7 +38,7 @@ Character firstOf(std::string_view text) {
   return {length, columns < 0 ? 1 : static_cast<std::size_t>(columns)};
 }
 
-/// A character goes with the combining ones after it.
+/// Keeps combining characters with the character before them.
 std::string_view head(std::string_view text, std::size_t columns) {
   std::size_t end = 0;
   while (end < text.size()) {
@@ -64,7 +64,7 @@ std::string_view tail(std::string_view text, std::size_t columns) {
 }  // namespace
 
 std::size_t columnsOf(std::string_view text) {
-  const Utf8 utf8;
+  const Utf8Locale utf8;
   std::size_t columns = 0;
   while (!text.empty()) {
     const Character next = firstOf(text);
@@ -77,7 +77,7 @@ std::size_t columnsOf(std::string_view text) {
 std::string shortened(std::string_view text, std::size_t columns) {
   if (columnsOf(text) <= columns) return std::string(text);
   if (columns == 0) return {};
-  const Utf8 utf8;
+  const Utf8Locale utf8;
   const std::string_view begin = head(text, columns / 2);
   return std::string(begin).append("…").append(tail(text, columns - columnsOf(begin) - 1));
 }

@@ -14,8 +14,8 @@ namespace ftp_fetch {
 
 using Time = std::chrono::steady_clock::time_point;
 
-/// What is being said between this host and the server at present: the session writes it, the main thread judges by it
-/// whether to wait on.
+/// The state of the dialogue with the server: the session writes it, the main thread decides from it whether to keep
+/// waiting.
 ///
 /// Threads: any.
 class Conversation {
@@ -23,18 +23,18 @@ class Conversation {
   enum class Stage { login, commands, logout };
 
   struct State {
-    unsigned long number = 0;  // of commands begun so far
-    std::string command;       // what the host is waiting for, in its own words
+    unsigned long number = 0;  // of commands started so far
+    std::string command;       // in progress, as shown to the user
     Stage stage = Stage::login;
-    Time since;                      // when the command began
-    std::string sent;                // the last command on the wire
+    Time since;                      // when the command was started
+    std::string sent;                // the last command line sent
     std::optional<Reply> lastReply;  // of the session
-    std::optional<Time> refusedAt;   // when the present command got a negative reply
+    std::optional<Time> refusedAt;   // when the current command got a negative reply
     std::string lastWarning;         // of the session, from the log
     bool ended = false;              // the session is over
   };
 
-  /// Fails to be made, by tovik::Exception, when the system gives no descriptor.
+  /// Throws tovik::Exception if no descriptor can be opened.
   Conversation();
 
   void beginLogin(const std::string& server);
@@ -43,14 +43,14 @@ class Conversation {
   void end();
   void note(const qk::logging::Record& record);
 
-  /// Makes this the conversation that whatever the calling thread logs is of.
+  /// Assigns the log records of the calling thread to this conversation.
   void adoptThread() { ofThread_ = this; }
-  /// Null: nobody's.
+  /// The conversation of the calling thread; null if it has none.
   static Conversation* ofThread() { return ofThread_; }
 
   State state() const;
 
-  /// Readable when the main thread should look at the state before it is due to, until `drain`.
+  /// Becomes readable when the main thread should check the state at once. drain resets it.
   int descriptor() const { return changed_.number(); }
   void drain();
 

@@ -48,7 +48,7 @@ DirectoryWriter::Stored DirectoryWriter::store(const std::string& name, const st
   return stored;
 }
 
-/// Passes over names that are taken: an earlier run may have been killed.
+/// Skips names that exist: an earlier run may have been killed.
 int DirectoryWriter::create(std::string& temporary) {
   const std::string prefix = ".ftp_fetch-" + std::to_string(::getpid()) + "-";
   int file = -1;
@@ -63,7 +63,7 @@ DirectoryWriter::Stored DirectoryWriter::store(const std::string& name, const st
                                                const std::string& content) {
   const bool written = writeAll(file, content);
   const int error = errno;
-  // Some file systems find out only now that the disk is full.
+  // Some file systems report a full disk only here.
   const bool closed = ::close(file) == 0;
   if (!written) return failed("write", error);
   if (!closed) return failed("close", errno);

@@ -8,22 +8,22 @@
 
 namespace ftp_fetch {
 
-/// Puts whole files into one directory. A file of a name that is there already is replaced.
+/// Stores complete files in one directory. Replaces existing files of the same name.
 ///
-/// Threads: open first; then any.
+/// Threads: any, once open has returned.
 class DirectoryWriter {
  public:
-  /// How it went with a file.
+  /// The result of storing a file.
   struct Stored {
     tovik::Result result;
-    bool directoryFailed = false;  ///< no other file would fare better: the disk is full, say
+    bool directoryFailed = false;  ///< other files would fail too, for example because the disk is full
   };
 
-  /// Makes the directory where there is none. Fails, too, where no file could be made in it.
+  /// Creates the directory if it doesn't exist. Fails if files can't be created in it.
   tovik::Result open(const std::string& directory);
 
-  /// The file appears under its name only when it is whole; a failure leaves nothing of it behind. The name is a plain
-  /// file name.
+  /// The file appears under its name only when it is complete; after a failure nothing of it remains. The name must be
+  /// a plain file name.
   Stored store(const std::string& name, const std::string& content);
 
  private:

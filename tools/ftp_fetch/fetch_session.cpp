@@ -10,28 +10,28 @@
 
 namespace ftp_fetch {
 
-Session::Session(const tovik::ftp::connection_data_t& connection, const std::string& dispatcher, int firstByteLimit_s,
-                 const Surroundings& surroundings)
-    : job_(surroundings.job),
-      part_(surroundings.part),
-      writer_(surroundings.writer),
-      conversation_(surroundings.conversation),
-      report_(surroundings.report),
-      controller_(connection, this, dispatcher, firstByteLimit_s, &surroundings.traffic) {}
+FetchSession::FetchSession(const tovik::ftp::connection_data_t& connection, const std::string& dispatcher,
+                           int firstByteLimit_s, const Context& context)
+    : job_(context.job),
+      progress_(context.progress),
+      writer_(context.writer),
+      conversation_(context.conversation),
+      report_(context.report),
+      controller_(connection, this, dispatcher, firstByteLimit_s, &context.traffic) {}
 
-void Session::onConnected() {
-  if (job_.directory.empty()) return work();
+void FetchSession::onConnected() {
+  if (job_.directory.empty()) return startWork();
   conversation_.begin("CWD " + job_.directory);
   static_cast<void>(controller_.changeCwd(job_.directory));
 }
 
-void Session::onDisconnected() { conversation_.end(); }
+void FetchSession::onDisconnected() { conversation_.end(); }
 
-void Session::onCwd(const std::string& /*text*/) { work(); }
+void FetchSession::onCwd(const std::string& /*text*/) { startWork(); }
 
-void Session::onCwdFailed(const std::string& text) { giveUp("CWD " + job_.directory + ": " + text); }
+void FetchSession::onCwdFailed(const std::string& text) { abandonAll("CWD " + job_.directory + ": " + text); }
 
-void Session::work() {
+void FetchSession::startWork() {
   if (job_.names.areKnown()) {
     job_.names.open();
     return fetchNext();
@@ -40,13 +40,13 @@ void Session::work() {
   static_cast<void>(controller_.getNlst(job_.passive));
 }
 
-void Session::onNlst(const std::vector<std::string>& names, const std::string& /*text*/) {
+void FetchSession::onNlst(const std::vector<std::string>& names, const std::string& /*text*/) {
   std::deque<std::string> files;
   std::copy_if(names.begin(), names.end(), std::back_inserter(files),
                [](const std::string& name) { return !isSelfOrParent(name); });
   if (job_.listOnly) {
     for (const auto& name : files) report_.name(name);
-    return leave();
+    return logOut();
   }
   report_.expect(files);
   job_.names.give(std::move(files));
@@ -54,64 +54,64 @@ void Session::onNlst(const std::vector<std::string>& names, const std::string& /
   fetchNext();
 }
 
-void Session::onNlstFailed(const std::string& text) { giveUp("NLST: " + text); }
+void FetchSession::onNlstFailed(const std::string& text) { abandonAll("NLST: " + text); }
 
-/// A command that can't be begun is reported from inside its call, and the next file tried from inside that report:
-/// flattened here, or a long row of failures would nest as deep.
-void Session::fetchNext() {
+/// If the data connection can't be set up, getFile calls onRetrieveFailed before it returns, and that calls fetchNext
+/// again. The loop avoids nesting one call for each failed file.
+void FetchSession::fetchNext() {
   tryAgain_ = true;
   if (std::exchange(trying_, true)) return;
   while (std::exchange(tryAgain_, false)) tryNext();
   trying_ = false;
 }
 
-void Session::tryNext() {
+void FetchSession::tryNext() {
   const auto taken = job_.names.take();
-  if (!taken) return leave();
+  if (!taken) return logOut();
   const std::string& name = *taken;
   if (const char* const reason = whyUnsafe(name)) {
     report_.failed(name, std::string("refused: ") + reason);
     return fetchNext();
   }
-  part_.current = name;
+  progress_.current = name;
   conversation_.begin("RETR " + name);
   static_cast<void>(controller_.getFile(name, job_.passive));
 }
 
-void Session::onRetrieve(const std::string& fileName, const std::string& /*text*/, std::string* content) {
+void FetchSession::onRetrieve(const std::string& fileName, const std::string& /*text*/, std::string* content) {
   const std::unique_ptr<std::string> owned(content);
   const Seconds time = std::chrono::steady_clock::now() - conversation_.state().since;
   const std::string nothing;
   const std::string& bytes = owned == nullptr ? nothing : *owned;
   const DirectoryWriter::Stored stored = writer_.store(fileName, bytes);
-  if (stored.directoryFailed) return giveUp(stored.result.message + "; stopped at " + fileName);
+  if (stored.directoryFailed) return abandonAll(stored.result.message + "; stopped at " + fileName);
   if (stored.result)
     report_.fetched(fileName, bytes.size(), time);
   else
     report_.failed(fileName, stored.result.message);
-  part_.current.reset();
+  progress_.current.reset();
   fetchNext();
 }
 
-void Session::onRetrieveFailed(const std::string& fileName, const std::string& text) {
+void FetchSession::onRetrieveFailed(const std::string& fileName, const std::string& text) {
   report_.failed(fileName, text);
-  part_.current.reset();
+  progress_.current.reset();
   fetchNext();
 }
 
-/// For all sessions; the others need not say it again.
-void Session::giveUp(const std::string& problem) {
+/// Ends the startWork of all sessions. Only the first caller prints the problem.
+void FetchSession::abandonAll(const std::string& problem) {
   if (const auto left = job_.names.drop()) {
     report_.problem(problem);
     report_.notTried(*left);
   }
-  report_.notTried(part_.current ? 1 : 0);
-  part_.current.reset();
-  leave();
+  report_.notTried(progress_.current ? 1 : 0);
+  progress_.current.reset();
+  logOut();
 }
 
-void Session::leave() {
-  part_.done = true;
+void FetchSession::logOut() {
+  progress_.done = true;
   conversation_.beginLogout();
   static_cast<void>(controller_.sendLogout());
 }

@@ -13,25 +13,25 @@
 
 namespace ftp_fetch {
 
-/// One login: changes to the directory, lists it where the names are not known, fetches one file after the other,
-/// logs out. Every step is taken in the callback that ends the one before.
+/// One login: changes to the directory, lists it if the names are not known, fetches one file after the other, logs
+/// out. Each step starts in the callback of the step before.
 ///
-/// Threads:   made, started and destroyed by one thread, its lane's; the rest happens on the worker.
-/// Ownership: borrows everything, which outlives it. The destructor ends the session.
-class Session final : private tovik::ftp::FTPclient {
+/// Threads:   constructed, started and destroyed by the thread of its FetchWorker; callbacks on the worker thread.
+/// Ownership: borrows the context, which outlives it. The destructor ends the session.
+class FetchSession final : private tovik::ftp::FTPclient {
  public:
-  struct Surroundings {
+  struct Context {
     Job& job;
-    Part& part;
+    WorkerProgress& progress;
     DirectoryWriter& writer;
     Conversation& conversation;
     Report& report;
     Traffic& traffic;
   };
 
-  /// Throws tovik::Exception when there is no dispatcher.
-  Session(const tovik::ftp::connection_data_t& connection, const std::string& dispatcher, int firstByteLimit_s,
-          const Surroundings& surroundings);
+  /// Throws tovik::Exception if the dispatcher does not exist.
+  FetchSession(const tovik::ftp::connection_data_t& connection, const std::string& dispatcher, int firstByteLimit_s,
+               const Context& context);
 
   tovik::Result start() { return controller_.start(); }
 
@@ -49,20 +49,20 @@ class Session final : private tovik::ftp::FTPclient {
   void onRetrieve(const std::string& fileName, const std::string& text, std::string* content) override;
   void onRetrieveFailed(const std::string& fileName, const std::string& text) override;
 
-  void work();
+  void startWork();
   void fetchNext();
   void tryNext();
-  void giveUp(const std::string& problem);
-  void leave();
+  void abandonAll(const std::string& problem);
+  void logOut();
 
   Job& job_;
-  Part& part_;
+  WorkerProgress& progress_;
   DirectoryWriter& writer_;
   Conversation& conversation_;
   Report& report_;
   bool trying_ = false;
   bool tryAgain_ = false;
-  tovik::ftp::Controller controller_;  // last: it calls back until it is gone
+  tovik::ftp::Controller controller_;  // last member: it makes callbacks until it is destroyed
 };
 
 }  // namespace ftp_fetch

@@ -10,7 +10,7 @@ namespace ftp_fetch {
 
 namespace {
 
-/// The worker that a lane's sessions run on, for as long as this lives.
+/// The dispatcher that a worker's sessions run on. Added by the constructor, removed by the destructor.
 class Dispatcher {
  public:
   explicit Dispatcher(const std::string& name) : name_(name) {
@@ -48,66 +48,67 @@ std::string describe(Outcome outcome, const Conversation::State& state, const Li
 
 }  // namespace
 
-void Lane::run() {
+void FetchWorker::run() {
   conversation_.adoptThread();
   const Dispatcher dispatcher("ftp_fetch-" + std::to_string(number_));
-  while (!part_.done && runSession(dispatcher.name())) {
+  while (!progress_.done && runSession(dispatcher.name())) {
   }
   statistics_ = dispatcher.statistics();
 }
 
-/// Whether another session should go on with what is left.
-bool Lane::runSession(const std::string& dispatcher) {
+/// Returns true if another session should continue with the files that are left.
+bool FetchWorker::runSession(const std::string& dispatcher) {
   Conversation::State last;
-  conversation_.beginLogin(its_.connection.server.printInet());
+  conversation_.beginLogin(context_.connection.server.printInet());
   const Outcome outcome = watchSession(dispatcher, last);
-  if (part_.done && outcome != Outcome::interrupted) return false;
-  if (outcome == Outcome::stuck && passOverRefused(last)) return true;
-  tellOf(outcome, last);
+  if (progress_.done && outcome != Outcome::interrupted) return false;
+  if (outcome == Outcome::stuck && skipRefusedFile(last)) return true;
+  reportOutcome(outcome, last);
   abandon();
   return false;
 }
 
-Outcome Lane::watchSession(const std::string& dispatcher, Conversation::State& last) {
-  Session session(its_.connection, dispatcher, static_cast<int>(its_.limits.firstByte.count()),
-                  {its_.job, part_, its_.writer, conversation_, its_.report, traffic_});
+Outcome FetchWorker::watchSession(const std::string& dispatcher, Conversation::State& last) {
+  FetchSession session(context_.connection, dispatcher, static_cast<int>(context_.limits.firstByte.count()),
+                       {context_.job, progress_, context_.writer, conversation_, context_.report, traffic_});
   if (const tovik::Result started = session.start(); !started) {
-    tell(started.message);
+    reportProblem(started.message);
     abandon();
     return Outcome::ended;
   }
-  return Watch(conversation_, traffic_, its_.signals, its_.report, its_.limits).wait(last);
+  return Watch(conversation_, traffic_, context_.signals, context_.report, context_.limits).wait(last);
 }
 
-/// In active mode a server that refuses a file never connects, and the session waits for it for ever. Its next word
-/// could only be to a new session.
-bool Lane::passOverRefused(const Conversation::State& last) {
-  if (conversation_.state().number != last.number) return true;  // the outcome came after all
-  if (!part_.current || !last.sent.starts_with("RETR ")) return false;
-  its_.report.failed(*part_.current, last.lastReply->text);
-  part_.current.reset();
+/// In active mode a server that refuses a file never connects, and the session waits for it forever. Only a new session
+/// can continue.
+bool FetchWorker::skipRefusedFile(const Conversation::State& last) {
+  if (conversation_.state().number != last.number) return true;  // the outcome has arrived in the meantime
+  if (!progress_.current || !last.sent.starts_with("RETR ")) return false;
+  context_.report.failed(*progress_.current, last.lastReply->text);
+  progress_.current.reset();
   return true;
 }
 
-void Lane::tellOf(Outcome outcome, const Conversation::State& last) {
-  if (part_.done) return;
-  if (outcome == Outcome::interrupted && its_.job.interruptionTold.exchange(true)) return;
-  tell(describe(outcome, last, its_.limits));
+void FetchWorker::reportOutcome(Outcome outcome, const Conversation::State& last) {
+  if (progress_.done) return;
+  if (outcome == Outcome::interrupted && context_.job.interruptionReported.exchange(true)) return;
+  reportProblem(describe(outcome, last, context_.limits));
 }
 
-/// Many servers let one user in only so many times: then the others do the work.
-void Lane::tell(const std::string& problem) {
+/// Many servers limit the logins of a user. A failed login is an error only for the first worker; for the others it is
+/// a note, since the workers that are logged in fetch all files.
+void FetchWorker::reportProblem(const std::string& problem) {
   const bool atLogin = conversation_.state().stage == Conversation::Stage::login;
-  if (number_ > 0 && atLogin && its_.signals.received() == 0)
-    its_.report.note("going on with fewer sessions: " + problem);
+  if (number_ > 0 && atLogin && context_.signals.received() == 0)
+    context_.report.note("continuing with fewer sessions: " + problem);
   else
-    its_.report.problem(problem);
+    context_.report.problem(problem);
 }
 
-void Lane::abandon() {
-  if (part_.current) its_.report.notTried(1);
-  part_.current.reset();
-  part_.done = true;
+void FetchWorker::abandon() {
+  if (progress_.current) context_.report.notTried(1);
+  progress_.current.reset();
+  progress_.done = true;
 }
 
 }  // namespace ftp_fetch

@@ -16,14 +16,14 @@
 
 namespace ftp_fetch {
 
-/// One of the sessions that work side by side, and those that follow it where it gets stuck. Each lane has a worker of
-/// its own, so that what is logged can be told apart.
+/// Fetches files with one session at a time; starts another session when one gets stuck. Several workers run in
+/// parallel, each on a dispatcher of its own, so that log records can be assigned to their worker.
 ///
-/// Threads:   run on one thread of its own, or the main one.
-/// Ownership: borrows everything, which outlives it.
-class Lane {
+/// Threads:   run by one thread; statistics when run has returned.
+/// Ownership: borrows the context, which outlives it.
+class FetchWorker {
  public:
-  struct Surroundings {
+  struct Context {
     const tovik::ftp::connection_data_t& connection;
     const Limits& limits;
     Job& job;
@@ -32,28 +32,28 @@ class Lane {
     EndSignals& signals;
   };
 
-  /// Throws tovik::Exception when the system gives no descriptor. Number 0 is the first.
-  Lane(unsigned number, const Surroundings& surroundings) : number_(number), its_(surroundings) {}
+  /// The first worker has number 0. Throws tovik::Exception if no descriptor can be opened.
+  FetchWorker(unsigned number, const Context& context) : number_(number), context_(context) {}
 
-  /// Until there is nothing left to do. Throws tovik::Exception when the system gives no thread.
+  /// Returns when there is nothing left to do. Throws tovik::Exception if no thread can be started.
   void run();
 
-  /// Null: it has not run to its end.
+  /// Null if run was not called or has thrown.
   const std::optional<tovik::WorkerStatistics>& statistics() const { return statistics_; }
 
  private:
   bool runSession(const std::string& dispatcher);
   Outcome watchSession(const std::string& dispatcher, Conversation::State& last);
-  bool passOverRefused(const Conversation::State& last);
-  void tellOf(Outcome outcome, const Conversation::State& last);
-  void tell(const std::string& problem);
+  bool skipRefusedFile(const Conversation::State& last);
+  void reportOutcome(Outcome outcome, const Conversation::State& last);
+  void reportProblem(const std::string& problem);
   void abandon();
 
   const unsigned number_;
-  const Surroundings its_;
+  const Context context_;
   Conversation conversation_;
   Traffic traffic_{conversation_};
-  Part part_;
+  WorkerProgress progress_;
   std::optional<tovik::WorkerStatistics> statistics_;
 };
 

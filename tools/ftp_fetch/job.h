@@ -8,21 +8,21 @@
 
 namespace ftp_fetch {
 
-/// What is to be done, by however many sessions.
+/// The work of all sessions of a run.
 struct Job {
-  // Settled before the first one.
-  std::string directory;  // empty: where the login leads to
+  // Constant while sessions run.
+  std::string directory;  // empty: the login directory
   bool passive = true;
   bool listOnly = false;
 
-  // Any thread's.
+  // Any thread.
   Names names;
-  std::atomic<bool> interruptionTold = false;
+  std::atomic<bool> interruptionReported = false;
 };
 
-/// How far one session has got with its part. It outlives the session, so that a second one can go on where the first
-/// got stuck. The session's while there is one.
-struct Part {
+/// The progress of one worker. It outlives each session, so that the next session can continue where the last one got
+/// stuck. Used by the session while there is one, and by the worker's thread otherwise.
+struct WorkerProgress {
   std::optional<std::string> current;  // being fetched
   bool done = false;
 };

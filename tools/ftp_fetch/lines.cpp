@@ -12,15 +12,15 @@ namespace {
 constexpr const char* gap = "  ";
 constexpr std::size_t sizeColumn = 9;
 constexpr std::size_t rateColumn = 10;
-constexpr std::size_t widestColumn = 56;
+constexpr std::size_t maxNameWidth = 56;
 constexpr std::size_t barWidth = 20;
-constexpr std::size_t leastDoing = 8;
+constexpr std::size_t minActivityWidth = 8;
 
-// From here on, there is room for more than the most needed.
-constexpr std::size_t roomy = 55;
+// From this width on, lines also show what is not essential.
+constexpr std::size_t wideTerminal = 55;
 
 std::string rate(double bytes, Seconds time) {
-  // Nothing is faster than the clock can tell.
+  // Avoids a division by zero.
   return humanSize(bytes / std::max(time.count(), 1e-6)) + "/s";
 }
 
@@ -29,28 +29,28 @@ std::string bar(unsigned long done, unsigned long all) {
   return std::string(filled, '#').append(barWidth - filled, '.');
 }
 
-bool isRoomy(Width width) { return !width || *width >= roomy; }
+bool isWide(Width width) { return !width || *width >= wideTerminal; }
 
 }  // namespace
 
 std::string fileLine(const std::string& name, unsigned long bytes, Seconds time, std::size_t widestName, Width width) {
   const auto size = static_cast<double>(bytes);
   const std::string numbers =
-      isRoomy(width) ? paddedTo(sizeColumn, humanSize(size)) + gap + rate(size, time) : humanSize(size);
-  const std::size_t numbersWidth = 2 + sizeColumn + (isRoomy(width) ? 2 + rateColumn : 0);
-  const std::size_t room = width ? *width - std::min(*width, numbersWidth) : widestColumn;
+      isWide(width) ? paddedTo(sizeColumn, humanSize(size)) + gap + rate(size, time) : humanSize(size);
+  const std::size_t numbersWidth = 2 + sizeColumn + (isWide(width) ? 2 + rateColumn : 0);
+  const std::size_t room = width ? *width - std::min(*width, numbersWidth) : maxNameWidth;
   const std::string shown = width ? shortened(name, room) : name;
-  return paddedTo(std::min({widestName, room, widestColumn}), shown) + gap + numbers;
+  return paddedTo(std::min({widestName, room, maxNameWidth}), shown) + gap + numbers;
 }
 
 std::string progressLine(const Progress& progress, std::size_t width) {
-  if (progress.all == 0) return shortened(progress.doing, width);
+  if (progress.all == 0) return shortened(progress.activity, width);
   std::string line = std::to_string(progress.done) + "/" + std::to_string(progress.all) + gap +
                      humanSize(progress.bytes) + gap + rate(progress.bytes, progress.time);
-  if (width >= roomy) line = bar(progress.done, progress.all) + gap + line;
+  if (width >= wideTerminal) line = bar(progress.done, progress.all) + gap + line;
   const std::size_t taken = line.size() + 2;
-  if (taken + leastDoing > width) return shortened(line, width);
-  return line + gap + shortened(progress.doing, width - taken);
+  if (taken + minActivityWidth > width) return shortened(line, width);
+  return line + gap + shortened(progress.activity, width - taken);
 }
 
 std::string summaryLine(unsigned long fetched, unsigned long all, double bytes, Seconds time, Width width) {

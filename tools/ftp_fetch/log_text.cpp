@@ -10,7 +10,7 @@ constexpr std::string_view dialogue = "Tovik: [FTP] ";
 
 bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
-/// Commands begin with a letter and replies with their code.
+/// Commands begin with a letter, replies with a code.
 bool isReply(std::string_view line) {
   return line.size() >= 4 && isDigit(line[0]) && isDigit(line[1]) && isDigit(line[2]) && line[3] == ' ';
 }
@@ -28,7 +28,7 @@ std::string maskedCommand(std::string_view command) {
 
 }  // namespace
 
-/// Each line of the reply stands between double quotes, with a blank after it.
+/// The log shows each line of a reply between double quotes, followed by a blank.
 std::optional<Reply> replyIn(const std::string& record) {
   const auto line = dialogueIn(record);
   if (!line || !isReply(*line)) return std::nullopt;

@@ -14,19 +14,18 @@ struct Reply {
   std::string print() const { return std::to_string(code) + " " + text; }
 };
 
-// The log is where a host sees the dialogue itself: the callbacks tell of outcomes only, and of a refused login
-// nothing.
+// The dialogue with the server is read from the log: callbacks report only outcomes, and don't report a refused login.
 
-/// The reply that a record's text shows, or null.
+/// The reply in the text of a record, or null.
 std::optional<Reply> replyIn(const std::string& record);
 
-/// The command line that a record's text shows, with a password or account in it masked, or null.
+/// The command line in the text of a record, with a password or account masked, or null.
 std::optional<std::string> commandIn(const std::string& record);
 
-/// A record's text as people may see it: without passwords and accounts.
+/// The text of a record with passwords and accounts masked.
 std::string masked(const std::string& record);
 
-/// A record's text as it means something to people who don't know what the program is made of.
+/// The text of a record without the name of the component that logged it.
 std::string withoutOrigin(const std::string& record);
 
 }  // namespace ftp_fetch

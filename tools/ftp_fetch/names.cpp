@@ -21,9 +21,9 @@ void Names::open() {
   changed_.notify_all();
 }
 
-void Names::giveUpOpening() {
+void Names::cancelOpening() {
   const std::lock_guard lock(mutex_);
-  if (state_ == State::closed) state_ = State::staysClosed;
+  if (state_ == State::closed) state_ = State::cancelled;
   changed_.notify_all();
 }
 

@@ -8,30 +8,30 @@
 
 namespace ftp_fetch {
 
-/// The files still to fetch. Sessions take from it one after the other; all but the first wait until it is open, which
-/// is when that one has shown that the server can be worked with, and has listed the names where none were given.
+/// The names of the files still to fetch. Each session takes one name after another. All sessions but the first wait
+/// until the list is open: the first session opens it when it has logged in and, if no names were given, listed them.
 ///
 /// Threads: any.
 class Names {
  public:
-  /// Empty: the names have to be listed.
+  /// Sets the names.
   void give(std::deque<std::string> names);
   bool areKnown() const;
 
   void open();
-  /// Nobody will open it who hasn't.
-  void giveUpOpening();
-  /// False: it stays closed, or there is nothing left.
+  /// Ends the waiting if the list is not open: it stays closed.
+  void cancelOpening();
+  /// Returns false if the list stays closed or is empty.
   bool waitUntilOpen();
 
-  /// Null: there are none left.
+  /// Takes the next name. Null if none is left.
   std::optional<std::string> take();
 
-  /// Leaves no names to take: how many there were. Null: that was done before.
+  /// Removes all names and returns how many there were. Null if drop was called before.
   std::optional<std::size_t> drop();
 
  private:
-  enum class State { closed, open, staysClosed };
+  enum class State { closed, open, cancelled };
 
   mutable std::mutex mutex_;  // guards the members below
   std::condition_variable changed_;

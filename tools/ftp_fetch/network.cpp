@@ -25,7 +25,7 @@ tovik::Result resolveHost(const std::string& host, tovik::Address& address) {
   return tovik::Success;
 }
 
-/// A datagram socket that is connected has chosen its route, and with it its own address.
+/// Connecting a datagram socket chooses a route, and with it the local address.
 tovik::Result findLocalAddress(const tovik::Address& server, tovik::Address& local) {
   const tovik::Descriptor probe(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   const sockaddr_in& remote = server.native();
@@ -33,7 +33,7 @@ tovik::Result findLocalAddress(const tovik::Address& server, tovik::Address& loc
   socklen_t size = sizeof bound;
   if (!probe.isOpen() || ::connect(probe.number(), reinterpret_cast<const sockaddr*>(&remote), sizeof remote) != 0 ||
       ::getsockname(probe.number(), reinterpret_cast<sockaddr*>(&bound), &size) != 0)
-    return tovik::failure("no local address towards " + server.printInet() + ": " + std::strerror(errno));
+    return tovik::failure("no local address for reaching " + server.printInet() + ": " + std::strerror(errno));
   bound.sin_port = 0;
   local = tovik::Address(bound);
   return tovik::Success;

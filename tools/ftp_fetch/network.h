@@ -7,10 +7,10 @@
 
 namespace ftp_fetch {
 
-/// Asks the system for a host's IPv4 address; sets the host of `address`, not its port. May wait for name servers.
+/// Looks up a host's IPv4 address. Sets the host of `address`, not its port. May block on name servers.
 tovik::Result resolveHost(const std::string& host, tovik::Address& address);
 
-/// The local address that packets to a server leave from, port 0. Sends nothing.
+/// Finds the local address from which packets to a server are sent, with port 0. Sends nothing.
 tovik::Result findLocalAddress(const tovik::Address& server, tovik::Address& local);
 
 }  // namespace ftp_fetch

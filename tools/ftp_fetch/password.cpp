@@ -14,7 +14,7 @@ namespace ftp_fetch {
 
 namespace {
 
-/// Keeps a terminal from showing what is typed.
+/// Turns off the terminal's echo.
 class NoEcho {
  public:
   explicit NoEcho(int terminal) : terminal_(terminal), changed_(::tcgetattr(terminal, &before_) == 0) {
@@ -37,7 +37,7 @@ class NoEcho {
 
 void show(int terminal, std::string_view text) { static_cast<void>(::write(terminal, text.data(), text.size())); }
 
-/// Whether the terminal has input before a signal comes.
+/// Returns true when the terminal has input, false when a signal arrives first.
 bool waitForInput(int terminal, EndSignals& signals) {
   std::array<pollfd, 2> descriptors{{{terminal, POLLIN, 0}, {signals.descriptor(), POLLIN, 0}}};
   while (::poll(descriptors.data(), descriptors.size(), -1) < 0 && errno == EINTR) {

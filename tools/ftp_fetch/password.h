@@ -7,8 +7,8 @@
 
 namespace ftp_fetch {
 
-/// Asks for a password on the controlling terminal, without showing it. Null where there is no terminal, at its end
-/// of input, and when a signal ends the program.
+/// Reads a password from the controlling terminal, without echo. Null if there is no terminal, at the end of its input,
+/// and when a signal ends the program.
 std::optional<std::string> askPassword(const std::string& prompt, EndSignals& signals);
 
 }  // namespace ftp_fetch

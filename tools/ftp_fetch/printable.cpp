@@ -14,8 +14,8 @@ bool isContinuation(char character) { return (static_cast<unsigned char>(charact
 
 bool isBetween(unsigned first, unsigned value, unsigned last) { return first <= value && value <= last; }
 
-/// Whether a character of several bytes is one of the second set of control characters (U+0080 to U+009F), ends a line
-/// (U+2028, U+2029) or turns the direction of writing (U+202A to U+202E, U+2066 to U+2069).
+/// Whether a character of several bytes is a C1 control character (U+0080 to U+009F), a line separator (U+2028, U+2029)
+/// or a change of the writing direction (U+202A to U+202E, U+2066 to U+2069).
 bool isControl(std::string_view text) {
   if (text[0] == '\xc2') return byteAt(text, 1) < 0xa0;
   if (!text.starts_with('\xe2')) return false;
@@ -23,7 +23,7 @@ bool isControl(std::string_view text) {
   return byteAt(text, 1) == 0x80 ? isBetween(0xa8, last, 0xae) : byteAt(text, 1) == 0x81 && isBetween(0xa6, last, 0xa9);
 }
 
-/// How many bytes at the head of the text make one character that only prints; 0: its first byte must not be printed.
+/// The length of the printable character at the start of the text; 0 if the first byte must be escaped.
 std::size_t printingLength(std::string_view text) {
   const unsigned first = byteAt(text, 0);
   if (first < 0x80) return first >= 0x20 && first != 0x7f ? 1 : 0;

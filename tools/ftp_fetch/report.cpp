@@ -16,9 +16,9 @@ namespace ftp_fetch {
 
 namespace {
 
-Seconds since(std::chrono::steady_clock::time_point begun) { return std::chrono::steady_clock::now() - begun; }
+Seconds since(std::chrono::steady_clock::time_point start) { return std::chrono::steady_clock::now() - start; }
 
-/// A full line would make some terminals go on to the next.
+/// One column less than the terminal has: some terminals wrap after a full line.
 std::size_t terminalWidth(int terminal) {
   winsize size{};
   return (::ioctl(terminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80U) - 1;
@@ -31,7 +31,7 @@ Report::Report(Detail detail)
 
 Report::~Report() { clearProgress(); }
 
-/// As it is where a program reads it.
+/// Unchanged if a program reads it.
 void Report::name(const std::string& name) {
   const std::lock_guard lock(mutex_);
   print(stdout, onTerminal_ ? printable(name) : name);
@@ -81,11 +81,12 @@ void Report::expect(const std::deque<std::string>& names) {
   for (const auto& name : names) widestName_ = std::max(widestName_, columnsOf(printable(name)));
 }
 
-void Report::progress(const std::string& doing, unsigned long long moreBytes) {
+void Report::progress(const std::string& activity, unsigned long long moreBytes) {
   if (!onTerminal_ || detail_ != Detail::normal) return;
   const std::lock_guard lock(mutex_);
   received_ += moreBytes;
-  const Progress now{fetched_ + failed_, expected_, static_cast<double>(received_), since(started_), printable(doing)};
+  const Progress now{fetched_ + failed_, expected_, static_cast<double>(received_), since(started_),
+                     printable(activity)};
   clearProgress();
   std::fputs(progressLine(now, terminalWidth(STDOUT_FILENO)).c_str(), stdout);
   std::fflush(stdout);
@@ -118,7 +119,7 @@ void Report::print(std::FILE* stream, const std::string& line) {
   if (!written && stream == stdout) outputFailed(errno);
 }
 
-/// Told once: the files themselves may still arrive.
+/// Reported once. The run continues: files may still be stored.
 void Report::outputFailed(int error) {
   if (std::exchange(outputFailed_, true)) return;
   problem_ = true;

@@ -12,9 +12,9 @@
 
 namespace ftp_fetch {
 
-/// What the user sees: a line a file, the progress below them where standard output is a terminal, a summary. Standard
-/// output that can't be written counts as a failure. When nobody reads it any more, the process gets SIGPIPE, whichever
-/// thread it was that wrote.
+/// The output for the user: a line for each file, the progress if standard output is a terminal, and a summary. A
+/// failed write to standard output counts as a failure. If its reader has closed it, the process gets SIGPIPE,
+/// whichever thread wrote.
 ///
 /// Threads: any.
 class Report {
@@ -29,22 +29,22 @@ class Report {
   /// A line of a listing.
   void name(const std::string& name);
   void fetched(const std::string& name, unsigned long bytes, Seconds time);
-  /// Also counts it.
+  /// Prints why a file failed, and counts it.
   void failed(const std::string& name, const std::string& reason);
-  /// Something that concerns more than one file.
+  /// Prints an error that concerns more than one file.
   void problem(const std::string& text);
-  /// Something that a user should know, but nothing that failed for it.
+  /// Prints a message that does not count as a failure.
   void note(const std::string& text);
-  /// Counts files that there was no trying for.
+  /// Counts files that were not attempted as failed.
   void notTried(unsigned long count);
   void trace(int level, const std::string& text);
 
-  /// The files that there will be. Unknown before the listing.
+  /// Sets the files to fetch. They may be unknown until the listing has arrived.
   void expect(const std::deque<std::string>& names);
-  /// Of one session: what it does, and how many bytes it has received since it last told.
-  void progress(const std::string& doing, unsigned long long moreBytes);
+  /// Shows what a session is doing. moreBytes: received since its last call.
+  void progress(const std::string& activity, unsigned long long moreBytes);
   void summary();
-  /// To standard error, at every level of detail.
+  /// Prints to standard error, at every level of detail.
   void statistics(const std::vector<SessionStatistics>& sessions);
 
   bool anythingFailed() const;
@@ -67,8 +67,8 @@ class Report {
   std::size_t widestName_ = 0;  // in columns
   unsigned long fetched_ = 0;
   unsigned long failed_ = 0;
-  unsigned long long bytes_ = 0;     // of whole files
-  unsigned long long received_ = 0;  // of everything, also what is still on its way
+  unsigned long long bytes_ = 0;     // of complete files
+  unsigned long long received_ = 0;  // of all data, incomplete files included
 };
 
 }  // namespace ftp_fetch

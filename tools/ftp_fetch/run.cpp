@@ -18,7 +18,8 @@ namespace ftp_fetch {
 
 namespace {
 
-/// Hands every log record to the conversation that it is of, and shows it where that is wanted. Outlives the workers.
+/// Passes every log record to the conversation of its thread, and prints it if the user asked for a trace. Outlives the
+/// workers.
 class LogListener {
  public:
   explicit LogListener(Report& report)
@@ -36,14 +37,14 @@ class LogListener {
   const qk::logging::HandlerId id_;
 };
 
-/// One run of the program, from the login on.
-class Errand {
+/// One run of the program, after the command line was checked.
+class FetchRun {
  public:
-  Errand(const Plan& plan, const tovik::ftp::connection_data_t& connection, std::string directory, EndSignals& signals,
-         DirectoryWriter& writer)
+  FetchRun(const Plan& plan, const tovik::ftp::connection_data_t& connection, std::string directory,
+           EndSignals& signals, DirectoryWriter& writer)
       : connection_(connection),
         limits_(plan.limits),
-        tellsStatistics_(plan.statistics),
+        printsStatistics_(plan.statistics),
         signals_(signals),
         report_(plan.detail) {
     job_.directory = std::move(directory);
@@ -53,53 +54,53 @@ class Errand {
     report_.expect(names);
     if (!names.empty()) job_.names.give(names);
     for (unsigned number = 0; number < plan.sessions; ++number)
-      lanes_.emplace_back(number, Lane::Surroundings{connection_, limits_, job_, writer, report_, signals_});
+      workers_.emplace_back(number, FetchWorker::Context{connection_, limits_, job_, writer, report_, signals_});
   }
 
   int run() {
-    runLanes();
+    runWorkers();
     report_.notTried(job_.names.drop().value_or(0));
     if (!job_.listOnly) report_.summary();
-    if (tellsStatistics_) report_.statistics(statistics());
+    if (printsStatistics_) report_.statistics(statistics());
     if (signals_.received() != 0) return 128 + signals_.received();
     return report_.anythingFailed() ? 1 : 0;
   }
 
  private:
-  /// Lets the other lanes end that never began, however the first one went.
-  struct Release {
+  /// Ends the other workers that are still waiting when the first one has ended, also by an exception.
+  struct CancelWaiting {
     Names& names;
-    ~Release() { names.giveUpOpening(); }
+    ~CancelWaiting() { names.cancelOpening(); }
   };
 
-  void runLanes() {
+  void runWorkers() {
     std::vector<std::jthread> others;
-    const Release release{job_.names};
-    for (std::size_t number = 1; number < lanes_.size(); ++number)
-      others.emplace_back([this, number] { runOther(lanes_[number]); });
-    lanes_[0].run();
+    const CancelWaiting cancelWaiting{job_.names};
+    for (std::size_t number = 1; number < workers_.size(); ++number)
+      others.emplace_back([this, number] { runOther(workers_[number]); });
+    workers_[0].run();
   }
 
-  void runOther(Lane& lane) try {
-    if (job_.names.waitUntilOpen()) lane.run();
+  void runOther(FetchWorker& worker) try {
+    if (job_.names.waitUntilOpen()) worker.run();
   } catch (const std::exception& error) {
     report_.problem(error.what());
   }
 
   std::vector<SessionStatistics> statistics() const {
     std::vector<SessionStatistics> sessions;
-    for (unsigned number = 0; number < lanes_.size(); ++number)
-      if (const auto& worker = lanes_[number].statistics()) sessions.push_back({number + 1, *worker});
+    for (unsigned number = 0; number < workers_.size(); ++number)
+      if (const auto& worker = workers_[number].statistics()) sessions.push_back({number + 1, *worker});
     return sessions;
   }
 
   const tovik::ftp::connection_data_t connection_;
   const Limits limits_;
-  const bool tellsStatistics_;
+  const bool printsStatistics_;
   EndSignals& signals_;
   Report report_;
   Job job_;
-  std::deque<Lane> lanes_;
+  std::deque<FetchWorker> workers_;
   const LogListener listener_{report_};
 };
 
@@ -116,9 +117,9 @@ std::optional<std::string> findPassword(const Url& url, EndSignals& signals) {
   return askPassword("Password for " + url.user + "@" + url.host + ": ", signals);
 }
 
-bool holdsLineEnd(const std::string& text) { return text.find_first_of("\r\n") != std::string::npos; }
+bool containsLineEnd(const std::string& text) { return text.find_first_of("\r\n") != std::string::npos; }
 
-int complain(const std::string& text, int exitCode) {
+int fail(const std::string& text, int exitCode) {
   Report(Report::Detail::quiet).problem(text);
   return exitCode;
 }
@@ -127,22 +128,22 @@ int complain(const std::string& text, int exitCode) {
 
 int run(const Plan& plan) {
   Url url;
-  if (const tovik::Result parsed = parseUrl(plan.url, url); !parsed) return complain("the URL: " + parsed.message, 2);
+  if (const tovik::Result parsed = parseUrl(plan.url, url); !parsed) return fail("invalid URL: " + parsed.message, 2);
   tovik::ftp::connection_data_t connection;
-  if (const tovik::Result found = findAddresses(plan, url, connection); !found) return complain(found.message, 2);
+  if (const tovik::Result found = findAddresses(plan, url, connection); !found) return fail(found.message, 2);
   DirectoryWriter writer;
   if (const tovik::Result opened = plan.list ? tovik::Success : writer.open(plan.directory); !opened)
-    return complain(opened.message, 1);
+    return fail(opened.message, 1);
   EndSignals signals;
   const auto password = findPassword(url, signals);
   if (signals.received() != 0) return 128 + signals.received();
-  if (!password) return complain("no password for " + url.user + ": give FTP_PASSWORD, or use a terminal", 2);
+  if (!password) return fail("no password for " + url.user + ": set FTP_PASSWORD, or run ftp_fetch on a terminal", 2);
   connection.user = url.user;
   connection.password = *password;
   connection.account = plan.account;
-  if (holdsLineEnd(connection.password) || holdsLineEnd(connection.account))
-    return complain("a password or account can't hold a line end", 2);
-  return Errand(plan, connection, url.directory, signals, writer).run();
+  if (containsLineEnd(connection.password) || containsLineEnd(connection.account))
+    return fail("a password or account must not contain a line end", 2);
+  return FetchRun(plan, connection, url.directory, signals, writer).run();
 }
 
 }  // namespace ftp_fetch

@@ -8,13 +8,13 @@
 
 namespace ftp_fetch {
 
-/// What the command line asks for.
+/// The options of the command line.
 struct Plan {
   std::string url;
-  std::vector<std::string> names;  // empty: all that the directory lists
-  std::string directory = ".";     // of this machine
+  std::vector<std::string> names;  // empty: all files in the listing
+  std::string directory = ".";     // local
   bool active = false;
-  std::string local;  // empty: the system's choice
+  std::string local;  // empty: chosen by the system
   std::string account;
   Limits limits;
   bool list = false;
@@ -23,8 +23,8 @@ struct Plan {
   Report::Detail detail = Report::Detail::normal;
 };
 
-/// The program's exit code: 0 when everything arrived, 1 when something did not, 2 for a plan that makes no sense,
-/// 128 and the signal's number when one ended it. What failed has been printed.
+/// Runs the program and returns its exit code: 0 if every file arrived, 1 if something failed, 2 for an invalid plan,
+/// 128 plus the signal's number if a signal ended it. Prints errors itself.
 int run(const Plan& plan);
 
 }  // namespace ftp_fetch

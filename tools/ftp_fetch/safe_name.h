@@ -5,11 +5,11 @@
 
 namespace ftp_fetch {
 
-/// Why a name, the server's or the user's, must not be used; null when it may. A name that is more than one plain file
-/// name could write outside the directory chosen, and one with a line end would be two commands on the wire.
+/// Returns why a name from the server or the user must not be used, or null if it may be. A name that is not a plain
+/// file name could write outside the chosen directory; one with a line end would be two commands.
 const char* whyUnsafe(std::string_view name);
 
-/// "." and "..", which some servers list.
+/// True for "." and "..", which some servers list.
 bool isSelfOrParent(std::string_view name);
 
 }  // namespace ftp_fetch

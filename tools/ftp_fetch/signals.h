@@ -6,18 +6,18 @@
 
 namespace ftp_fetch {
 
-/// SIGINT, SIGTERM, SIGHUP and SIGPIPE as something to poll for, from its making on; the first three not where they
-/// were ignored before. Made before any thread is started, so that no other one gets them; they stay blocked when it is
-/// gone.
+/// Makes SIGINT, SIGTERM, SIGHUP and SIGPIPE available through a descriptor to poll, except those of the first three
+/// that the process ignored before. Must be constructed before any thread is started, so that all threads block the
+/// signals. They stay blocked after its destruction.
 ///
 /// Threads: any.
 class EndSignals {
  public:
-  /// Throws tovik::Exception when the system gives no descriptor.
+  /// Throws tovik::Exception if no descriptor can be opened.
   EndSignals();
 
   int descriptor() const { return descriptor_.number(); }
-  /// The signal that has come, 0 when none has. Keeps to the first one.
+  /// The first signal that was received, 0 if none was.
   int received();
 
  private:

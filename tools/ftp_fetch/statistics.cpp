@@ -14,9 +14,9 @@ namespace {
 using tovik::WorkerStatistics;
 
 constexpr std::size_t gap = 2;
-constexpr std::size_t columnsAtLeast = 3;
+constexpr std::size_t minColumns = 3;
 
-/// A head, and what stands under it.
+/// The heading of a column, followed by its cells.
 using Column = std::vector<std::string>;
 
 std::string size(unsigned long long bytes) { return humanSize(static_cast<double>(bytes)); }
@@ -37,14 +37,14 @@ std::string duration(std::chrono::nanoseconds time) {
 }
 
 void add(WorkerStatistics& sum, const WorkerStatistics& each) {
-  tovik::ConnectionStatistics& all = sum.connections;
-  all.started += each.connections.started;
-  all.up += each.connections.up;
-  all.ended_by_peer += each.connections.ended_by_peer;
-  all.ended_here += each.connections.ended_here;
-  all.failed += each.connections.failed;
-  all.bytes_in += each.connections.bytes_in;
-  all.bytes_out += each.connections.bytes_out;
+  tovik::ConnectionStatistics& total = sum.connections;
+  total.started += each.connections.started;
+  total.up += each.connections.up;
+  total.ended_by_peer += each.connections.ended_by_peer;
+  total.ended_here += each.connections.ended_here;
+  total.failed += each.connections.failed;
+  total.bytes_in += each.connections.bytes_in;
+  total.bytes_out += each.connections.bytes_out;
   sum.wake_ups += each.wake_ups;
   sum.longest_handler = std::max(sum.longest_handler, each.longest_handler);
 }
@@ -59,23 +59,23 @@ std::string alignedRight(const std::string& text, std::size_t width) {
 }
 
 std::vector<std::string> list(const WorkerStatistics& sum, std::size_t sessions) {
-  const tovik::ConnectionStatistics& all = sum.connections;
+  const tovik::ConnectionStatistics& total = sum.connections;
   std::vector<std::pair<std::string, std::string>> figures;
   if (sessions > 1) figures.emplace_back("sessions", std::to_string(sessions));
-  figures.insert(figures.end(), {{"connections", std::to_string(all.started)},
-                                 {"connected", std::to_string(all.up)},
-                                 {"ended by the server", std::to_string(all.ended_by_peer)},
-                                 {"ended by this side", std::to_string(all.ended_here)},
-                                 {"failed", std::to_string(all.failed)},
-                                 {"received", size(all.bytes_in)},
-                                 {"sent", size(all.bytes_out)},
+  figures.insert(figures.end(), {{"connections", std::to_string(total.started)},
+                                 {"connected", std::to_string(total.up)},
+                                 {"ended by the server", std::to_string(total.ended_by_peer)},
+                                 {"ended by this side", std::to_string(total.ended_here)},
+                                 {"failed", std::to_string(total.failed)},
+                                 {"received", size(total.bytes_in)},
+                                 {"sent", size(total.bytes_out)},
                                  {"wake-ups", std::to_string(sum.wake_ups)},
                                  {"longest handler", duration(sum.longest_handler)}});
-  std::size_t whole = 0;
-  for (const auto& [name, value] : figures) whole = std::max(whole, name.size() + gap + value.size());
+  std::size_t lineWidth = 0;
+  for (const auto& [name, value] : figures) lineWidth = std::max(lineWidth, name.size() + gap + value.size());
   std::vector<std::string> lines;
   lines.reserve(figures.size());
-  for (const auto& [name, value] : figures) lines.push_back(name + alignedRight(value, whole - name.size()));
+  for (const auto& [name, value] : figures) lines.push_back(name + alignedRight(value, lineWidth - name.size()));
   return lines;
 }
 
@@ -98,9 +98,9 @@ std::vector<Column> tableOf(const std::vector<SessionStatistics>& sessions) {
 void addTable(std::vector<std::string>& lines, const std::vector<Column>& columns, Width width) {
   std::vector<std::string> table(columns.front().size());
   for (std::size_t i = 0; i < columns.size(); ++i) {
-    const std::size_t wide = widest(columns[i]) + (i == 0 ? 0 : gap);
-    if (i >= columnsAtLeast && width && table.front().size() + wide > *width) break;
-    for (std::size_t row = 0; row < table.size(); ++row) table[row] += alignedRight(columns[i][row], wide);
+    const std::size_t columnWidth = widest(columns[i]) + (i == 0 ? 0 : gap);
+    if (i >= minColumns && width && table.front().size() + columnWidth > *width) break;
+    for (std::size_t row = 0; row < table.size(); ++row) table[row] += alignedRight(columns[i][row], columnWidth);
   }
   lines.insert(lines.end(), table.begin(), table.end());
 }

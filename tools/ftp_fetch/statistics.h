@@ -9,14 +9,14 @@
 
 namespace ftp_fetch {
 
-/// What one of the sessions that work side by side has come to.
+/// The statistics of one of the parallel sessions.
 struct SessionStatistics {
-  unsigned number = 1;  // from 1 on
+  unsigned number = 1;  // starts at 1
   tovik::WorkerStatistics worker;
 };
 
-/// What the sessions come to together, a figure a line. Where there are several, a table follows that has a line for
-/// each: of its columns as many as fit, the first three at least.
+/// The totals of all sessions, one figure for each line. If there are several sessions, a table with a line for each
+/// follows, with as many columns as fit, at least the first three.
 std::vector<std::string> statisticsLines(const std::vector<SessionStatistics>& sessions, Width width);
 
 }  // namespace ftp_fetch

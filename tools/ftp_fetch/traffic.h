@@ -9,8 +9,8 @@
 
 namespace ftp_fetch {
 
-/// How many bytes the sessions of one lane have received so far, from their worker's own counter: while a file is on
-/// its way this is the only sign of progress. Also lets the lane's conversation hear that worker.
+/// Counts the bytes that the sessions of one FetchWorker have received, from the counter of their worker thread: during
+/// a transfer this is the only sign of progress. Also assigns the log records of that thread to the conversation.
 ///
 /// Threads: any.
 class Traffic final : public tovik::ThreadCallbacks {
@@ -40,7 +40,7 @@ class Traffic final : public tovik::ThreadCallbacks {
   mutable std::mutex mutex_;  // guards the members below
   const tovik::WorkerThread* worker_ = nullptr;
   unsigned long long atStart_ = 0;
-  unsigned long long before_ = 0;  // of sessions that are over
+  unsigned long long before_ = 0;  // of earlier sessions
 };
 
 }  // namespace ftp_fetch

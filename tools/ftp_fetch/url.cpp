@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::string_view scheme = "ftp://";
 
-/// Cuts off and gives what stands before a separator; null where there is none.
+/// Removes the text before a separator, and the separator, and returns that text; null if there is no separator.
 std::optional<std::string_view> cutBefore(std::string_view& text, std::size_t separator) {
   if (separator == std::string_view::npos) return std::nullopt;
   const std::string_view head = text.substr(0, separator);
@@ -77,7 +77,7 @@ tovik::Result parseUrl(std::string_view text, Url& url) {
     directory = text;
     text = *authority;
   }
-  // The last one: a password that holds an @ of its own is common, if not correct.
+  // The last @: unescaped ones in passwords are common, if not correct.
   if (const auto login = cutBefore(text, text.rfind('@')))
     if (tovik::Result parsed = parseLogin(*login, url); !parsed) return parsed;
   if (!url.password && url.user == "anonymous") url.password = "anonymous@";

@@ -8,22 +8,22 @@
 
 namespace ftp_fetch {
 
-/// What an FTP URL says:
+/// The parts of an FTP URL:
 ///
 ///     "ftp://" [ user [ ":" password ] "@" ] host [ ":" port ] [ "/" directory ]
 ///
-/// User, password and directory are percent-decoded (RFC 3986, 2.1). The directory is the one that the login leads to
-/// where none is given, and relative to it unless it begins with a slash of its own: ftp://host//srv/data.
+/// User, password and directory are percent-decoded (RFC 3986, 2.1). The directory is relative to the login directory,
+/// which is also the default, unless it begins with a slash of its own: ftp://host//srv/data.
 struct Url {
   std::string user = "anonymous";
-  std::optional<std::string> password;  // empty: none given, and the user is not anonymous
+  std::optional<std::string> password;  // empty if none is given and the user is not anonymous
   std::string host;
   unsigned short port = 21;
   std::string directory;
 };
 
-/// Fails, naming the reason, on anything else, and where a decoded part holds a line end or a NUL: on the wire it would
-/// be two commands. Then the URL is half filled.
+/// Fails with the reason on any other text, and if a decoded part contains a line end, which would make two commands,
+/// or a NUL. After a failure the contents of url are unspecified.
 tovik::Result parseUrl(std::string_view text, Url& url);
 
 }  // namespace ftp_fetch

@@ -9,13 +9,13 @@ namespace ftp_fetch {
 
 namespace {
 
-// Often enough for a progress line that moves, and for limits in whole seconds.
+// Short enough for a smooth progress line, and for limits in whole seconds.
 constexpr int pause_ms = 200;
 
-// What the session itself needs to notice its own limit and report the refusal after all.
+// The time in which the session itself can notice its limit and report the refusal.
 constexpr std::chrono::seconds grace{1};
 
-// A server's goodbye is a courtesy.
+// The reply to QUIT is not worth a long wait.
 constexpr std::chrono::seconds logoutLimit{5};
 
 }  // namespace
@@ -35,12 +35,12 @@ Watch::Watch(Conversation& conversation, Traffic& traffic, EndSignals& signals, 
 
 Outcome Watch::wait(Conversation::State& last) {
   for (;;) {
-    if (const auto outcome = look(last)) return *outcome;
+    if (const auto outcome = check(last)) return *outcome;
     pause();
   }
 }
 
-std::optional<Outcome> Watch::look(Conversation::State& last) {
+std::optional<Outcome> Watch::check(Conversation::State& last) {
   const Time now = std::chrono::steady_clock::now();
   last = conversation_.state();
   const auto more = traffic_.bytes() - bytes_;

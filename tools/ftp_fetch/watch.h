@@ -11,34 +11,34 @@
 namespace ftp_fetch {
 
 struct Limits {
-  /// Of each command, since it began or since data last arrived; 0: none.
+  /// The time limit of each command, from its start or from the last data that arrived; 0 means none.
   std::chrono::seconds command{60};
-  /// After which the session ends a connection that nothing came on; 0: never.
+  /// The session ends a connection on which nothing arrives for this long; 0 means never.
   std::chrono::seconds firstByte{10};
 };
 
-/// Why there is nothing left to wait for.
+/// Why the wait for a session ended.
 enum class Outcome {
   ended,         ///< the session is over
-  loginRefused,  ///< a client is not told of this, and the server may wait for another try for ever
-  stuck,         ///< the server has said no, but what should end the command with it doesn't come
+  loginRefused,  ///< not reported by a callback, and the server may wait for another try forever
+  stuck,         ///< the server refused a command, but the outcome is not reported
   timedOut,
   interrupted,
 };
 
-/// Null: worth waiting on. lastData: when data last arrived.
+/// Returns the outcome, or null if the session is worth waiting for. lastData: when data last arrived.
 std::optional<Outcome> judge(const Conversation::State& state, Time lastData, Time now, const Limits& limits);
 
-/// The main thread's wait for a session, which shows its progress meanwhile.
+/// Waits for a session to end, and shows its progress.
 class Watch {
  public:
   Watch(Conversation& conversation, Traffic& traffic, EndSignals& signals, Report& report, const Limits& limits);
 
-  /// The outcome, and in `last` the state it was judged by.
+  /// Returns the outcome, and in `last` the state from which it was decided.
   Outcome wait(Conversation::State& last);
 
  private:
-  std::optional<Outcome> look(Conversation::State& last);
+  std::optional<Outcome> check(Conversation::State& last);
   void pause();
 
   Conversation& conversation_;
