@@ -1,6 +1,6 @@
-// A deadline for each command: fetches one file and prints its size, and gives up as soon as one step takes longer than
-// it may. The library has no time-out of its own: a command whose reply never comes stays in progress. A host that will
-// not wait destroys the controller, which is safe at any moment.
+// A deadline for each command: fetches one file, prints its size, and gives up when a step misses its deadline. The
+// library has no time-outs: a command whose reply never comes stays in progress. A host that doesn't want to wait
+// destroys the controller, which is safe at any time.
 
 #include <tovik/dispatch_store.h>
 #include <tovik/ftp_bridge/ftp_bridge.h>
@@ -17,7 +17,7 @@
 
 using std::chrono::seconds;
 
-/// What the session does at present, and until when it may: the worker says it, the main thread waits on it.
+/// The current step of the session and its deadline. Set on the worker; the main thread waits for it.
 class Deadline {
  public:
   void begin(const std::string& step, seconds limit) {
@@ -29,18 +29,18 @@ class Deadline {
 
   void end() {
     const std::lock_guard lock(mutex_);
-    over_ = true;
+    ended_ = true;
     changed_.notify_one();
   }
 
-  /// Returns when the session is over, or at a deadline that passes: then the step that missed it.
+  /// Returns null when the session has ended, or the current step when it has missed its deadline.
   std::optional<std::string> wait() {
     std::unique_lock lock(mutex_);
-    while (!over_ && std::chrono::steady_clock::now() < until_) {
-      const auto until = until_;  // a copy: a step that begins meanwhile moves it
+    while (!ended_ && std::chrono::steady_clock::now() < until_) {
+      const auto until = until_;  // a copy: the next step may change until_ during the wait
       changed_.wait_until(lock, until);
     }
-    return over_ ? std::nullopt : std::optional(step_);
+    return ended_ ? std::nullopt : std::optional(step_);
   }
 
  private:
@@ -48,7 +48,7 @@ class Deadline {
   std::condition_variable changed_;
   std::string step_;
   std::chrono::steady_clock::time_point until_;
-  bool over_ = false;
+  bool ended_ = false;
 };
 
 struct Limits {
@@ -57,7 +57,7 @@ struct Limits {
   seconds transfer;  // the whole file
 };
 
-/// The stock client's steps are not wanted: each of these begins with its deadline.
+/// Fetches one file. Each step sets its deadline first.
 class Fetch : public tovik::ftp::FileRetriever {
  public:
   Fetch(std::string name, const Limits& limits, Deadline& deadline)
@@ -71,19 +71,19 @@ class Fetch : public tovik::ftp::FileRetriever {
     deadline_.begin("RETR " + name_, limits_.transfer);
     static_cast<void>(controller->getFile(name_, passive));
   }
-  void onPwdFailed(const std::string& text) override { leave("PWD: " + text); }
+  void onPwdFailed(const std::string& text) override { logOut("PWD: " + text); }
   void onRetrieve(const std::string& name, const std::string& /*text*/, std::string* content) override {
     const std::unique_ptr<std::string> owned(content);
     arrived = true;
-    leave(name + " " + std::to_string(owned == nullptr ? 0 : owned->size()));
+    logOut(name + " " + std::to_string(owned == nullptr ? 0 : owned->size()));
   }
-  void onRetrieveFailed(const std::string& name, const std::string& text) override { leave(name + ": " + text); }
+  void onRetrieveFailed(const std::string& name, const std::string& text) override { logOut(name + ": " + text); }
   void onDisconnected() override { deadline_.end(); }
 
-  bool arrived = false;  // to be read when the session is over
+  bool arrived = false;  // read after the session has ended
 
  private:
-  void leave(const std::string& outcome) {
+  void logOut(const std::string& outcome) {
     std::cout << outcome << '\n';
     deadline_.begin("QUIT", limits_.command);
     static_cast<void>(controller->sendLogout());
@@ -111,6 +111,6 @@ int main(int argc, char** argv) {
     deadline.begin("login", limits.login);
     if (const tovik::Result started = session.start(); !started) return std::cerr << started.message << '\n', 1;
     if (const auto late = deadline.wait()) std::cerr << *late << ": no answer in time\n";
-  }  // the session ends here, wherever it stands
+  }  // the destructor ends the session, whatever its state
   return fetch.arrived ? 0 : 1;
 }

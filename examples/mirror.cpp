@@ -1,5 +1,5 @@
-// Mirrors one directory into a local one, and keeps going when the connection is lost: a session that has ended is not
-// begun again, a new one takes up what is left. The pause before it doubles for as long as nothing arrives.
+// Copies the files of a directory to a local one, and reconnects when the connection is lost: a new session continues
+// with the files that are left. The pause before each session doubles as long as no file arrives.
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -19,12 +19,12 @@
 #include <string>
 #include <string_view>
 
-/// What there is to do. The callbacks of a session have it to themselves, and the main thread between two sessions.
+/// The files left to fetch. Used by the callbacks while a session runs, and by the main thread between sessions.
 struct Work {
   const std::string directory;
   const std::filesystem::path into;
   std::deque<std::string> left{};
-  bool listed = false, done = false, allWell = true;
+  bool listed = false, done = false, allStored = true;
 };
 
 class Session : public tovik::ftp::FileRetriever {
@@ -34,58 +34,59 @@ class Session : public tovik::ftp::FileRetriever {
     setController(&session_);
   }
 
-  /// Until the session is over, or nothing has happened for a minute: no callback tells of a refused login.
+  /// Returns when the session has ended, or after a minute without an event: a refused login is not reported.
   void run() {
     if (!session_.start()) return;
-    pollfd news{news_.number(), POLLIN, 0};
-    for (eventfd_t count = 0; !over_ && ::poll(&news, 1, 60'000) != 0;) ::eventfd_read(news_.number(), &count);
+    pollfd events{events_.number(), POLLIN, 0};
+    for (eventfd_t count = 0; !ended_ && ::poll(&events, 1, 60'000) != 0;) ::eventfd_read(events_.number(), &count);
   }
 
   void onConnected() override { static_cast<void>(controller->changeCwd(work_.directory)); }
   void onCwd(const std::string& /*text*/) override {
-    if (work_.listed) return goOn("");
+    if (work_.listed) return next("");
     static_cast<void>(controller->getNlst(passive));
   }
   void onCwdFailed(const std::string& text) override {
     work_.left.clear();
-    goOn(work_.directory + ": " + text);
+    next(work_.directory + ": " + text);
   }
   void onNlst(const std::vector<std::string>& names, const std::string& /*text*/) override {
     std::copy_if(names.begin(), names.end(), std::back_inserter(work_.left), isPlain);
     work_.listed = true;
-    goOn("");
+    next("");
   }
-  void onNlstFailed(const std::string& text) override { goOn(work_.directory + ": " + text); }
+  void onNlstFailed(const std::string& text) override { next(work_.directory + ": " + text); }
   void onRetrieve(const std::string& name, const std::string& /*text*/, std::string* content) override {
     const bool stored = store(name, std::unique_ptr<std::string>(content));
     work_.left.pop_front();
-    goOn(stored ? "" : name + " can't be stored");
+    next(stored ? "" : name + ": can't store the file");
   }
-  /// The server has spoken (the name is a directory's, say): only what ends without a word is worth another try.
+  /// The server has refused the file, for example because it is a directory. Only files for which no reply came are
+  /// tried again.
   void onRetrieveFailed(const std::string& name, const std::string& text) override {
     work_.left.pop_front();
-    goOn(name + ": " + text);
+    next(name + ": " + text);
   }
   void onDisconnected() override {
-    over_ = true;
-    ::eventfd_write(news_.number(), 1);
+    ended_ = true;
+    ::eventfd_write(events_.number(), 1);
   }
 
  private:
-  /// A name is the server's choice: it must not lead out of the directory, nor be two commands.
+  /// The server chooses the names: one must not lead out of the directory, and must not be two commands.
   static bool isPlain(const std::string& name) {
     return name != "." && name != ".." && name.find_first_of(std::string("/\r\n\0", 4)) == std::string::npos;
   }
-  /// Begins the next step; problem: what was wrong with the last one, if anything.
-  void goOn(const std::string& problem) {
-    ::eventfd_write(news_.number(), 1);
-    if (!problem.empty()) std::cerr << problem << '\n', work_.allWell = false;
+  /// Starts the next step. problem: the error of the last one, or empty.
+  void next(const std::string& problem) {
+    ::eventfd_write(events_.number(), 1);
+    if (!problem.empty()) std::cerr << problem << '\n', work_.allStored = false;
     if (!work_.left.empty()) return static_cast<void>(controller->getFile(work_.left.front(), passive));
     work_.done = true;
     static_cast<void>(controller->sendLogout());
   }
 
-  /// A file stands under its name only when it is whole.
+  /// A file appears under its name only when it is complete.
   bool store(const std::string& name, const std::unique_ptr<std::string>& content) const {
     const auto part = work_.into / ".mirror-part";
     const std::string_view bytes = content == nullptr ? "" : std::string_view(*content);
@@ -94,9 +95,9 @@ class Session : public tovik::ftp::FileRetriever {
   }
 
   Work& work_;
-  const tovik::Descriptor news_{::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)};
-  std::atomic<bool> over_ = false;
-  tovik::ftp::Controller session_;  // last: it calls back until it is gone
+  const tovik::Descriptor events_{::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)};
+  std::atomic<bool> ended_ = false;
+  tovik::ftp::Controller session_;  // last member: it makes callbacks until it is destroyed
 };
 
 int main(int argc, char** argv) {
@@ -106,14 +107,14 @@ int main(int argc, char** argv) {
   const tovik::ftp::connection_data_t connection{server, tovik::Address(), argv[3], argv[4], {}};
   if (!tovik::DispatchStore::inst().add("ftp", 1)) return 1;
   Work work{argv[5], argv[6]};
-  for (int inVain = 0; inVain < std::atoi(argv[7]); ++inVain) {
-    // A host with an event loop has the pause for its poll's timeout.
-    if (inVain > 0) ::poll(nullptr, 0, std::min(250 << std::min(inVain, 10), 30'000));
+  for (int failures = 0; failures < std::atoi(argv[7]); ++failures) {
+    // A host with an event loop would use a timer.
+    if (failures > 0) ::poll(nullptr, 0, std::min(250 << std::min(failures, 10), 30'000));
     const std::size_t before = work.left.size();
     Session(connection, work).run();
-    if (work.done) return work.allWell ? 0 : 1;
-    std::cerr << "the connection is lost; " << work.left.size() << " files are left\n";
-    if (work.left.size() != before) inVain = 0;
+    if (work.done) return work.allStored ? 0 : 1;
+    std::cerr << "connection lost; " << work.left.size() << " files left\n";
+    if (work.left.size() != before) failures = 0;
   }
   return 1;
 }

@@ -1,5 +1,5 @@
-// A host with an event loop of its own: one poll() for the user's commands and for the session's outcomes. Callbacks
-// come on a worker thread; each is handed over through an eventfd, so the host's own state needs no lock.
+// A host with its own event loop: one poll() waits for the user's commands and for the outcomes of the session. The
+// callbacks, on a worker thread, post each outcome to the loop through an eventfd, so the host's state needs no lock.
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -19,8 +19,8 @@
 #include <utility>
 #include <vector>
 
-/// Functions on their way from any thread to the host's loop, which polls the descriptor and runs them.
-class HandOver {
+/// Passes functions from any thread to the host's loop, which polls the descriptor and runs them.
+class TaskQueue {
  public:
   void post(std::function<void()> task) {
     const std::lock_guard lock(mutex_);
@@ -46,7 +46,7 @@ class HandOver {
   std::vector<std::function<void()>> tasks_;
 };
 
-/// A session as the host's loop sees it: a command is begun when none is on its way, and its outcome printed.
+/// A session for the host's loop: runs one command at a time and prints its outcome.
 class Shell : private tovik::ftp::FileRetriever {
  public:
   explicit Shell(const tovik::ftp::connection_data_t& connection)
@@ -54,45 +54,47 @@ class Shell : private tovik::ftp::FileRetriever {
 
   tovik::Result start() { return session_.start(); }
   bool isBusy() const { return busy_; }
-  bool isOver() const { return over_; }
-  HandOver& outcomes() { return outcomes_; }
+  bool hasEnded() const { return ended_; }
+  TaskQueue& outcomes() { return outcomes_; }
 
-  void obey(const std::string& line) {
-    const tovik::Result begun = line == "ls"               ? session_.getNlst(passive)
-                                : line.starts_with("get ") ? session_.getFile(line.substr(4), passive)
-                                : line == "quit"           ? session_.sendLogout()
-                                                           : tovik::failure("ls, get FILE or quit");
-    busy_ = begun.ok;
-    if (!begun) std::cout << begun.message << std::endl;
+  void execute(const std::string& line) {
+    const tovik::Result started = line == "ls"               ? session_.getNlst(passive)
+                                  : line.starts_with("get ") ? session_.getFile(line.substr(4), passive)
+                                  : line == "quit"           ? session_.sendLogout()
+                                                   : tovik::failure("unknown command; use ls, get FILE or quit");
+    busy_ = started.ok;
+    if (!started) std::cout << started.message << std::endl;
   }
 
  private:
-  // On the worker, all from here on: nothing but handing over.
-  void tell(const std::string& outcome, bool last = false) {
+  // All functions below run on the worker, and only post outcomes to the loop.
+  void report(const std::string& outcome, bool last = false) {
     outcomes_.post([this, outcome, last] {
       std::cout << outcome << std::endl;
       busy_ = false;
-      over_ = last;
+      ended_ = last;
     });
   }
-  void onConnected() override { tell("logged in"); }
-  void onDisconnected() override { tell("disconnected", true); }
+  void onConnected() override { report("logged in"); }
+  void onDisconnected() override { report("disconnected", true); }
   void onNlst(const std::vector<std::string>& names, const std::string& /*text*/) override {
     std::string all = std::to_string(names.size()) + " names";
     for (const auto& name : names) all += "\n" + name;
-    tell(all);
+    report(all);
   }
-  void onNlstFailed(const std::string& text) override { tell("failed: " + text); }
+  void onNlstFailed(const std::string& text) override { report("failed: " + text); }
   void onRetrieve(const std::string& name, const std::string& /*text*/, std::string* content) override {
     const std::unique_ptr<std::string> owned(content);
-    tell(name + ": " + std::to_string(owned == nullptr ? 0 : owned->size()) + " bytes");
+    report(name + ": " + std::to_string(owned == nullptr ? 0 : owned->size()) + " bytes");
   }
-  void onRetrieveFailed(const std::string& name, const std::string& text) override { tell(name + " failed: " + text); }
+  void onRetrieveFailed(const std::string& name, const std::string& text) override {
+    report(name + " failed: " + text);
+  }
 
   bool busy_ = true;  // until logged in
-  bool over_ = false;
-  HandOver outcomes_;
-  tovik::ftp::Controller session_;  // last: it calls back until it is gone
+  bool ended_ = false;
+  TaskQueue outcomes_;
+  tovik::ftp::Controller session_;  // last member: it makes callbacks until it is destroyed
 };
 
 int main(int argc, char** argv) {
@@ -104,14 +106,14 @@ int main(int argc, char** argv) {
   Shell shell(connection);
   if (const tovik::Result started = shell.start(); !started) return std::cerr << started.message << '\n', 1;
 
-  std::setvbuf(stdin, nullptr, _IONBF, 0);  // else lines would wait where poll doesn't see them
-  while (!shell.isOver()) {
-    // poll passes over negative descriptors: no line is read while a command is on its way.
+  std::setvbuf(stdin, nullptr, _IONBF, 0);  // unbuffered: poll doesn't see lines in the buffer of stdin
+  while (!shell.hasEnded()) {
+    // poll ignores negative descriptors: no line is read while a command is in progress.
     const int input = shell.isBusy() ? -1 : STDIN_FILENO;
     std::array<pollfd, 2> descriptors{{{shell.outcomes().descriptor(), POLLIN, 0}, {input, POLLIN, 0}}};
     if (::poll(descriptors.data(), descriptors.size(), shell.isBusy() ? 60'000 : -1) == 0) break;  // no answer
     if (descriptors[0].revents != 0) shell.outcomes().run();
-    if (std::string line; descriptors[1].revents != 0) shell.obey(std::getline(std::cin, line) ? line : "quit");
+    if (std::string line; descriptors[1].revents != 0) shell.execute(std::getline(std::cin, line) ? line : "quit");
   }
-  return shell.isOver() ? 0 : 1;
+  return shell.hasEnded() ? 0 : 1;
 }

@@ -37,7 +37,7 @@ void appendString(std::string& line, std::string_view text) {
   line.append("\"");
 }
 
-/// Names are this file's own, and need no escapes.
+/// The member names are constants of this file, and need no escapes.
 void appendMember(std::string& line, std::string_view name, std::string_view text) {
   line.append(",\"").append(name).append("\":");
   appendString(line, text);

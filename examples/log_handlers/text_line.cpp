@@ -9,7 +9,7 @@ namespace log_handlers {
 
 namespace {
 
-/// The control characters of ASCII, and those that take two bytes: some terminals obey them too.
+/// The control characters of ASCII, and those of two bytes (C1), which some terminals execute too.
 bool isControl(std::string_view character) {
   const auto first = static_cast<unsigned char>(character[0]);
   if (character.size() == 1) return first < 0x20 || first == 0x7f;

@@ -16,7 +16,7 @@ std::size_t lengthByFirstByte(unsigned char first) {
   return first < 0xf5 ? 4 : 0;
 }
 
-/// What the first byte still lets through: the second one tells whether the value is in range for the length.
+/// Some first bytes restrict the range of the second: overlong forms, surrogates, values above U+10FFFF.
 bool fitTogether(unsigned char first, unsigned char second) {
   switch (first) {
     case 0xe0:

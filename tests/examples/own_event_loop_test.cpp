@@ -33,7 +33,8 @@ TEST_F(OwnEventLoop, GoesOnAfterWhatFailsAndWhatItDoesNotKnow) {
   const Finished finished = type("get nowhere\\nsing\\nget hello.txt\\nquit\\n", server->port());
   EXPECT_EQ(finished.exitCode, 0) << finished.errors;
   EXPECT_THAT(finished.output, StartsWith("logged in\nnowhere failed: "));
-  EXPECT_THAT(finished.output, HasSubstr("\nls, get FILE or quit\nhello.txt: 6 bytes\ndisconnected\n"));
+  EXPECT_THAT(finished.output,
+              HasSubstr("\nunknown command; use ls, get FILE or quit\nhello.txt: 6 bytes\ndisconnected\n"));
 }
 
 TEST_F(OwnEventLoop, TakesTheEndOfItsInputForQuit) {
