@@ -7,11 +7,11 @@
 
 namespace bench {
 
-/// What a run has measured, by name.
+/// The results of a run, by name.
 class Figures {
  public:
   Figures& add(const std::string& name, double value);
-  /// One JSON object on one line.
+  /// Prints one JSON object on one line.
   void print(std::ostream& out) const;
 
  private:

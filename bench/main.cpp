@@ -39,16 +39,16 @@ int run(const std::string& work, const bench::Job& job) try {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Does one kind of work against an FTP server on this host, and prints what it measured as JSON.");
+  CLI::App app("Runs one benchmark against an FTP server on this host, and prints the results as JSON.");
   std::string work;
   bench::Job job;
-  app.add_option("WORK", work, "What to do")->required()->check(CLI::IsMember(works()));
+  app.add_option("WORK", work, "The benchmark to run")->required()->check(CLI::IsMember(works()));
   app.add_option("--port", job.port, "The server's port on 127.0.0.1")->required();
   app.add_option("--file", job.file, "The file to retrieve");
   app.add_option("--size", job.size, "Its size in bytes");
   app.add_option("--count", job.count, "Retrievals in each session")->capture_default_str();
-  app.add_option("--sessions", job.sessions, "Sessions")->capture_default_str();
-  app.add_option("--at-once", job.atOnce, "Sessions that log in at the same time, at most")->capture_default_str();
+  app.add_option("--sessions", job.sessions, "Number of sessions")->capture_default_str();
+  app.add_option("--at-once", job.maxLogins, "Limit of sessions that log in at the same time")->capture_default_str();
   app.add_option("--curl-buffer", job.curlBuffer, "libcurl's receive buffer in bytes; 0: its default");
   app.add_flag("--active", job.active, "Active data connections, for own-files and bare-files");
   CLI11_PARSE(app, argc, argv);

@@ -9,7 +9,7 @@
 namespace bench {
 namespace {
 
-// Not from getrusage: its peak includes that of the program that this process was before exec.
+// Not getrusage: its peak includes the time before exec, when this process ran another program.
 double statusBytes(const std::string& field) {
   std::ifstream status("/proc/self/status");
   for (std::string name; status >> name;) {

@@ -2,11 +2,11 @@
 
 namespace bench {
 
-/// This process's private memory that is resident, in bytes.
+/// The resident private memory of this process, in bytes.
 double residentBytes();
-/// The most that was ever resident, shared pages included, in bytes.
+/// The peak resident memory, shared pages included, in bytes.
 double peakResidentBytes();
-/// What the program has from the heap at present, in bytes.
+/// The heap memory currently allocated, in bytes.
 double heapBytes();
 
 }  // namespace bench

@@ -6,7 +6,7 @@
 
 namespace bench {
 
-/// Measures from its making on: the time, and the processor time of the whole process.
+/// Measures the time and the processor time of the process from its construction on.
 class Meter {
  public:
   Meter();

@@ -5,8 +5,8 @@
 
 namespace bench {
 
-// Each does a job once and gives its figures; throws when anything goes otherwise than planned. Logging in is never
-// part of the time, unless it is the work.
+// Each function runs a job once and returns its figures; throws if anything unexpected happens. The time excludes
+// logging in, except in the benchmarks of logins.
 
 namespace own {
 Figures files(const Job& job);
@@ -16,11 +16,11 @@ Figures idle(const Job& job);
 }  // namespace own
 
 namespace peers {
-/// A blocking client with nothing but PASV (or PORT) and RETR.
+/// A blocking client that knows only PASV (or PORT) and RETR.
 Figures bareFiles(const Job& job);
-/// The same with all that is known beforehand put to use: the file's size, huge pages, large reads.
+/// The same client, optimised with everything known in advance: the file's size, huge pages, large reads.
 Figures limitFiles(const Job& job);
-/// What the kernel takes: nothing is kept.
+/// The cost of the kernel alone: the data is discarded.
 Figures discardFiles(const Job& job);
 Figures curlFiles(const Job& job);
 Figures curlSwarm(const Job& job);

@@ -9,7 +9,7 @@ tovik::ftp::connection_data_t connectionOf(const Job& job) {
   tovik::ftp::connection_data_t connection;
   connection.server.set_port(job.port);
   static_cast<void>(connection.server.set_host(job.host));
-  // For PORT. Without it no connection is bound to an address, like the peers' own.
+  // Needed for PORT. In passive mode connections are not bound to an address, as with the peers.
   if (job.active) static_cast<void>(connection.local.set_host(job.host));
   connection.user = job.user;
   connection.password = job.password;
@@ -18,31 +18,31 @@ tovik::ftp::connection_data_t connectionOf(const Job& job) {
 
 }  // namespace
 
-Session::Session(const Job& job, SessionOwner& owner, unsigned long number)
+BenchSession::BenchSession(const Job& job, SessionOwner& owner, unsigned long number)
     : job_(job), owner_(owner), number_(number), controller_(connectionOf(job), this, Dispatcher::name, 0, nullptr) {}
 
-void Session::leave() {
-  leaving_ = true;
+void BenchSession::logOut() {
+  loggingOut_ = true;
   content_.reset();
   require(controller_.sendLogout());
 }
 
-void Session::onDisconnected() {
-  if (leaving_) return owner_.onLeft(*this);
-  owner_.onFailed("a session ended before it was told to");
+void BenchSession::onDisconnected() {
+  if (loggingOut_) return owner_.onLoggedOut(*this);
+  owner_.onFailed("a session ended before it logged out");
 }
 
-void Session::onRetrieve(const std::string& name, const std::string& /*text*/, std::string* content) {
+void BenchSession::onRetrieve(const std::string& name, const std::string& /*text*/, std::string* content) {
   content_.reset(content);
-  if (content == nullptr || content->size() != job_.size) return owner_.onFailed(name + " has another size");
+  if (content == nullptr || content->size() != job_.size) return owner_.onFailed(name + " has the wrong size");
   owner_.onFile(*this);
 }
 
-void Session::onRetrieveFailed(const std::string& name, const std::string& text) {
+void BenchSession::onRetrieveFailed(const std::string& name, const std::string& text) {
   owner_.onFailed(name + ": " + text);
 }
 
-void Session::require(const tovik::Result& result) {
+void BenchSession::require(const tovik::Result& result) {
   if (!result) owner_.onFailed(result.message);
 }
 

@@ -9,32 +9,32 @@
 
 namespace bench::own {
 
-class Session;
+class BenchSession;
 
-/// Told of everything that happens in its sessions, on their worker.
+/// Receives the events of its sessions, on their worker.
 class SessionOwner {
  public:
   virtual ~SessionOwner() = default;
-  /// Logged in.
-  virtual void onReady(Session& session) = 0;
-  /// The job's file has arrived; what arrived has the right size.
-  virtual void onFile(Session& session) = 0;
-  /// Logged out. The session may be destroyed from here.
-  virtual void onLeft(Session& session) = 0;
-  /// The run can't go on. May come more than once, also while sessions are destroyed.
+  /// The session has logged in.
+  virtual void onReady(BenchSession& session) = 0;
+  /// The job's file has arrived, with the right size.
+  virtual void onFile(BenchSession& session) = 0;
+  /// The session has logged out. It may be destroyed in this call.
+  virtual void onLoggedOut(BenchSession& session) = 0;
+  /// The run has failed. May be called more than once, also while sessions are being destroyed.
   virtual void onFailed(const std::string& text) = 0;
 };
 
-/// One session of the library under test, as a host would have it.
-class Session final : public tovik::ftp::FTPclient {
+/// One session of the library, used as in a host.
+class BenchSession final : public tovik::ftp::FTPclient {
  public:
-  /// Borrows both. The number tells the owner which session it is.
-  Session(const Job& job, SessionOwner& owner, unsigned long number);
+  /// Borrows job and owner. The number identifies the session.
+  BenchSession(const Job& job, SessionOwner& owner, unsigned long number);
 
   unsigned long number() const { return number_; }
   void start() { require(controller_.start()); }
   void retrieve() { require(controller_.getFile(job_.file, !job_.active)); }
-  void leave();
+  void logOut();
 
   void onConnected() override { owner_.onReady(*this); }
   void onDisconnected() override;
@@ -56,8 +56,8 @@ class Session final : public tovik::ftp::FTPclient {
   const Job& job_;
   SessionOwner& owner_;
   const unsigned long number_;
-  std::unique_ptr<std::string> content_;  // of the last file, until the next one has come
-  bool leaving_ = false;
+  std::unique_ptr<std::string> content_;  // of the last file, until the next one has arrived
+  bool loggingOut_ = false;
   tovik::ftp::Controller controller_;
 };
 

@@ -8,7 +8,7 @@
 
 namespace bench::own {
 
-/// The one worker thread on which all sessions of a run live.
+/// The dispatcher of a run, with one worker thread for all sessions.
 class Dispatcher {
  public:
   static constexpr const char* name = "bench";
@@ -26,7 +26,7 @@ class Dispatcher {
     static_cast<void>(tovik::DispatchStore::inst().remove(name));
   }
 
-  /// Runs it on the worker between two events, so that a run needs no locks, and waits for its end.
+  /// Runs a function on the worker, between two events, and waits until it has returned. So a run needs no locks.
   template <class Function>
   void call(Function&& function) {
     transport_->call(function);

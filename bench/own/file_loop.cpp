@@ -9,10 +9,10 @@
 namespace bench::own {
 namespace {
 
-/// One session that retrieves the file again and again.
+/// One session that retrieves the file repeatedly.
 class FileLoop final : public SessionOwner {
  public:
-  explicit FileLoop(const Job& job) : left_(job.count), session_(job, *this, 0) {}
+  explicit FileLoop(const Job& job) : filesLeft_(job.count), session_(job, *this, 0) {}
 
   Figures run(Dispatcher& dispatcher) {
     dispatcher.call([this] { session_.start(); });
@@ -20,24 +20,24 @@ class FileLoop final : public SessionOwner {
     return figures_;
   }
 
-  void onReady(Session& session) override {
+  void onReady(BenchSession& session) override {
     meter_.emplace();
     session.retrieve();
   }
-  void onFile(Session& session) override {
-    if (--left_ > 0) return session.retrieve();
+  void onFile(BenchSession& session) override {
+    if (--filesLeft_ > 0) return session.retrieve();
     meter_->stop(figures_);
-    session.leave();
+    session.logOut();
   }
-  void onLeft(Session& /*session*/) override { finish_.succeed(); }
+  void onLoggedOut(BenchSession& /*session*/) override { finish_.succeed(); }
   void onFailed(const std::string& text) override { finish_.fail(text); }
 
  private:
-  unsigned long left_;
+  unsigned long filesLeft_;
   std::optional<Meter> meter_;
   Figures figures_;
   Finish finish_;
-  Session session_;
+  BenchSession session_;
 };
 
 }  // namespace

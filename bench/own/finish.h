@@ -7,22 +7,22 @@
 
 namespace bench::own {
 
-/// Where a run's end is told and waited for. Only the first end counts.
+/// Signals the end of a run to the main thread. Only the first call of succeed or fail counts.
 ///
-/// Threads: wait by the main thread, the rest by any.
+/// Threads: wait by the main thread, the rest by any thread.
 class Finish {
  public:
   void succeed() {
-    if (!told_.test_and_set()) end_.set_value();
+    if (!ended_.test_and_set()) end_.set_value();
   }
   void fail(const std::string& text) {
-    if (!told_.test_and_set()) end_.set_exception(std::make_exception_ptr(std::runtime_error(text)));
+    if (!ended_.test_and_set()) end_.set_exception(std::make_exception_ptr(std::runtime_error(text)));
   }
-  /// Throws what went wrong.
+  /// Returns after succeed, throws after fail.
   void wait() { end_.get_future().get(); }
 
  private:
-  std::atomic_flag told_;
+  std::atomic_flag ended_;
   std::promise<void> end_;
 };
 

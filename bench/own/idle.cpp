@@ -7,44 +7,44 @@
 namespace bench::own {
 namespace {
 
-/// Sessions that log in and stay, while their memory is looked at.
+/// Measures the memory of sessions that are logged in and idle.
 class Idle final : public SessionOwner {
  public:
-  explicit Idle(const Job& job) : count_(job.sessions), notReady_(count_), here_(count_), pool_(job, *this) {}
+  explicit Idle(const Job& job) : count_(job.sessions), notReady_(count_), notLoggedOut_(count_), pool_(job, *this) {}
 
   Figures run(Dispatcher& dispatcher) {
     const double heap = heapBytes();
     const double resident = residentBytes();
-    dispatcher.call([this] { pool_.beginFirst(); });
+    dispatcher.call([this] { pool_.startFirst(); });
     ready_.wait();
     const auto sessions = static_cast<double>(count_);
     Figures figures;
     figures.add("heap_bytes_each", (heapBytes() - heap) / sessions)
         .add("resident_bytes_each", (residentBytes() - resident) / sessions);
-    pool_.leaveAll();
-    left_.wait();
+    pool_.logOutAll();
+    loggedOut_.wait();
     return figures;
   }
 
-  void onReady(Session& /*session*/) override {
+  void onReady(BenchSession& /*session*/) override {
     if (--notReady_ == 0) return ready_.succeed();
-    pool_.beginNext();
+    pool_.startNext();
   }
-  void onFile(Session& /*session*/) override {}
-  void onLeft(Session& /*session*/) override {
-    if (--here_ == 0) left_.succeed();
+  void onFile(BenchSession& /*session*/) override {}
+  void onLoggedOut(BenchSession& /*session*/) override {
+    if (--notLoggedOut_ == 0) loggedOut_.succeed();
   }
   void onFailed(const std::string& text) override {
     ready_.fail(text);
-    left_.fail(text);
+    loggedOut_.fail(text);
   }
 
  private:
   const unsigned long count_;
   unsigned long notReady_;
-  unsigned long here_;
+  unsigned long notLoggedOut_;
   Finish ready_;
-  Finish left_;
+  Finish loggedOut_;
   SessionPool pool_;
 };
 

@@ -7,33 +7,33 @@
 namespace bench::own {
 namespace {
 
-/// Sessions that log in, log out and are destroyed, a bounded number at the same time.
+/// Sessions that log in, log out and are destroyed, with a limit on how many do so at the same time.
 class Logins final : public SessionOwner {
  public:
-  explicit Logins(const Job& job) : left_(job.sessions), pool_(job, *this) {}
+  explicit Logins(const Job& job) : sessionsLeft_(job.sessions), pool_(job, *this) {}
 
   Figures run(Dispatcher& dispatcher) {
     const Meter meter;
-    dispatcher.call([this] { pool_.beginFirst(); });
+    dispatcher.call([this] { pool_.startFirst(); });
     finish_.wait();
     Figures figures;
     meter.stop(figures);
-    // The last onLeft has told the end, but may not have returned.
+    // The last onLoggedOut has signalled the end, but may still be running.
     dispatcher.call([] {});
     return figures;
   }
 
-  void onReady(Session& session) override { session.leave(); }
-  void onFile(Session& /*session*/) override {}
-  void onLeft(Session& session) override {
+  void onReady(BenchSession& session) override { session.logOut(); }
+  void onFile(BenchSession& /*session*/) override {}
+  void onLoggedOut(BenchSession& session) override {
     pool_.destroy(session);
-    pool_.beginNext();
-    if (--left_ == 0) finish_.succeed();
+    pool_.startNext();
+    if (--sessionsLeft_ == 0) finish_.succeed();
   }
   void onFailed(const std::string& text) override { finish_.fail(text); }
 
  private:
-  unsigned long left_;
+  unsigned long sessionsLeft_;
   Finish finish_;
   SessionPool pool_;
 };

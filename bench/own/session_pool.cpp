@@ -2,14 +2,14 @@
 
 namespace bench::own {
 
-void SessionPool::beginFirst() {
-  for (unsigned long i = 0; i < job_.atOnce; ++i) beginNext();
+void SessionPool::startFirst() {
+  for (unsigned long i = 0; i < job_.maxLogins; ++i) startNext();
 }
 
-void SessionPool::beginNext() {
+void SessionPool::startNext() {
   const auto number = started_++;
   if (number >= sessions_.size()) return;
-  sessions_[number] = std::make_unique<Session>(job_, owner_, number);
+  sessions_[number] = std::make_unique<BenchSession>(job_, owner_, number);
   sessions_[number]->start();
 }
 
@@ -17,8 +17,8 @@ void SessionPool::retrieveInAll() {
   for (const auto& session : sessions_) session->retrieve();
 }
 
-void SessionPool::leaveAll() {
-  for (const auto& session : sessions_) session->leave();
+void SessionPool::logOutAll() {
+  for (const auto& session : sessions_) session->logOut();
 }
 
 }  // namespace bench::own

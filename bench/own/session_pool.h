@@ -7,27 +7,27 @@
 
 namespace bench::own {
 
-/// The sessions of a run, begun in order of their numbers.
+/// The sessions of a run, started in the order of their numbers.
 ///
 /// Threads: the worker only.
 class SessionPool {
  public:
-  /// Borrows both.
+  /// Borrows job and owner.
   SessionPool(const Job& job, SessionOwner& owner) : job_(job), owner_(owner), sessions_(job.sessions) {}
 
-  /// Begins as many as may log in at the same time.
-  void beginFirst();
-  /// Begins the next one, if any is left.
-  void beginNext();
+  /// Starts as many sessions as may log in at the same time.
+  void startFirst();
+  /// Starts the next session, if any is left.
+  void startNext();
   void retrieveInAll();
-  void leaveAll();
-  void destroy(const Session& session) { sessions_[session.number()].reset(); }
+  void logOutAll();
+  void destroy(const BenchSession& session) { sessions_[session.number()].reset(); }
 
  private:
   const Job& job_;
   SessionOwner& owner_;
   unsigned long started_ = 0;
-  std::vector<std::unique_ptr<Session>> sessions_;
+  std::vector<std::unique_ptr<BenchSession>> sessions_;
 };
 
 }  // namespace bench::own

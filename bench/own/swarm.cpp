@@ -10,44 +10,44 @@
 namespace bench::own {
 namespace {
 
-/// Many sessions that, all being logged in, retrieve the file again and again each.
+/// Many sessions. When all have logged in, each of them retrieves the file repeatedly.
 class Swarm final : public SessionOwner {
  public:
   explicit Swarm(const Job& job)
       : notReady_(job.sessions),
-        filesLeft_(job.sessions * job.count),
-        here_(job.sessions),
-        left_(job.sessions, job.count),
+        allFilesLeft_(job.sessions * job.count),
+        notLoggedOut_(job.sessions),
+        filesLeft_(job.sessions, job.count),
         pool_(job, *this) {}
 
   Figures run(Dispatcher& dispatcher) {
-    dispatcher.call([this] { pool_.beginFirst(); });
+    dispatcher.call([this] { pool_.startFirst(); });
     finish_.wait();
     return figures_;
   }
 
-  void onReady(Session& /*session*/) override {
-    if (--notReady_ > 0) return pool_.beginNext();
+  void onReady(BenchSession& /*session*/) override {
+    if (--notReady_ > 0) return pool_.startNext();
     meter_.emplace();
     pool_.retrieveInAll();
   }
-  void onFile(Session& session) override {
-    --filesLeft_;
-    if (--left_[session.number()] > 0) return session.retrieve();
-    if (filesLeft_ > 0) return;
+  void onFile(BenchSession& session) override {
+    --allFilesLeft_;
+    if (--filesLeft_[session.number()] > 0) return session.retrieve();
+    if (allFilesLeft_ > 0) return;
     meter_->stop(figures_);
-    pool_.leaveAll();
+    pool_.logOutAll();
   }
-  void onLeft(Session& /*session*/) override {
-    if (--here_ == 0) finish_.succeed();
+  void onLoggedOut(BenchSession& /*session*/) override {
+    if (--notLoggedOut_ == 0) finish_.succeed();
   }
   void onFailed(const std::string& text) override { finish_.fail(text); }
 
  private:
   unsigned long notReady_;
-  unsigned long filesLeft_;
-  unsigned long here_;
-  std::vector<unsigned long> left_;  // files, by session
+  unsigned long allFilesLeft_;
+  unsigned long notLoggedOut_;
+  std::vector<unsigned long> filesLeft_;  // by session
   std::optional<Meter> meter_;
   Figures figures_;
   Finish finish_;

@@ -6,7 +6,7 @@
 
 namespace bench::parts {
 
-/// A channel without a connection: what is sent to it costs nothing.
+/// A channel without a connection: discards what is sent.
 class FakeChannel : public tovik::Channel {
  public:
   void send(const char* data, unsigned long /*size*/) override { benchmark::DoNotOptimize(data); }

@@ -7,10 +7,11 @@
 
 namespace bench::parts {
 
-/// A control connection's interpreter, up on a channel without a connection. Nothing runs on its worker.
-class Session {
+/// The protocol interpreter of a session, on a channel without a connection. Nothing runs on its worker.
+class InterpreterFixture {
  public:
-  Session() : client_(true), controller_(nobody(), &client_, dispatcher(), 0, nullptr), interpreter_(controller_) {
+  InterpreterFixture()
+      : client_(true), controller_(noServer(), &client_, dispatcher(), 0, nullptr), interpreter_(controller_) {
     interpreter_.onChannelUp(&channel_);
   }
 
@@ -18,7 +19,7 @@ class Session {
   FakeChannel& channel() { return channel_; }
 
  private:
-  static tovik::ftp::connection_data_t nobody() { return {tovik::Address(), tovik::Address(), {}, {}, {}}; }
+  static tovik::ftp::connection_data_t noServer() { return {tovik::Address(), tovik::Address(), {}, {}, {}}; }
   static const char* dispatcher() {
     static const bool added = tovik::DispatchStore::inst().add("parts", 1).ok;
     return added ? "parts" : "";

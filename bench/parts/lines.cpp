@@ -27,7 +27,7 @@ std::string hundredLines() {
   return text;
 }
 
-/// A hundred lines that arrive in pieces of the size that the benchmark is given.
+/// A hundred lines that arrive in pieces; the argument is the size of a piece.
 void cutsAHundredLines(benchmark::State& state) {
   std::string text = hundredLines();
   const auto pieceSize = static_cast<unsigned long>(state.range(0));

@@ -18,13 +18,13 @@ void readsTheCodeOfALine(benchmark::State& state) {
 BENCHMARK(readsTheCodeOfALine);
 
 void read(benchmark::State& state, std::initializer_list<std::string_view> lines) {
-  bench::parts::Session session;
+  bench::parts::InterpreterFixture session;
   auto& interpreter = session.interpreter();
   for ([[maybe_unused]] const auto& turn : state)
     for (const auto line : lines) interpreter.onData(&session.channel(), line.data(), line.size(), nullptr);
 }
 
-// A reply that, in the state in which a session begins, asks to wait: all that is measured is the reading.
+// The reply asks to wait, and a new session does nothing else with it: so this measures only the reading.
 void readsAReply(benchmark::State& state) {
   read(state, {"120 Service ready in a few minutes, be so kind and wait\r\n"});
 }

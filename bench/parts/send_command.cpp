@@ -3,7 +3,7 @@
 namespace {
 
 void sendsACommand(benchmark::State& state) {
-  bench::parts::Session session;
+  bench::parts::InterpreterFixture session;
   const std::string command = "RETR file.bin";
   for ([[maybe_unused]] const auto& turn : state) session.interpreter().sendCommand(command);
 }

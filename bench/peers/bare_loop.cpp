@@ -14,7 +14,7 @@ Figures bareFiles(const Job& job) {
       while (const auto size = data.receive(buffer.data(), buffer.size())) content.append(buffer.data(), size);
     });
   });
-  dialogue.leave();
+  dialogue.logOut();
   return figures;
 }
 

@@ -7,7 +7,7 @@
 
 namespace bench::peers {
 
-/// A blocking TCP socket on this host, closed when it goes. What fails throws std::system_error.
+/// A blocking TCP socket on this host; the destructor closes it. Throws std::system_error on failure.
 class Connection {
  public:
   static sockaddr_in loopback(unsigned short port);

@@ -13,7 +13,7 @@ CurlEasy::CurlEasy(const Job& job)
   set(CURLOPT_PASSWORD, job.password.c_str());
   set(CURLOPT_FTP_USE_EPSV, 0L);
   set(CURLOPT_NOSIGNAL, 1L);
-  // The environment's proxy would be another peer.
+  // Ignore a proxy set in the environment.
   set(CURLOPT_PROXY, "");
   set(CURLOPT_WRITEFUNCTION, &CurlEasy::append);
   set(CURLOPT_WRITEDATA, &content_);

@@ -8,8 +8,8 @@
 
 namespace bench::peers {
 
-/// One transfer of libcurl, set up as its users do: passive mode, every write appended to a string. Extended passive
-/// mode is off, as ours has none.
+/// One transfer of libcurl, set up as usual: passive mode, with each write appended to a string. Extended passive mode
+/// is off, since our library has none.
 class CurlEasy {
  public:
   explicit CurlEasy(const Job& job);
@@ -17,19 +17,19 @@ class CurlEasy {
   CurlEasy& operator=(const CurlEasy&) = delete;
   ~CurlEasy();
 
-  /// The next transfer will only connect and log in, on a connection of its own.
+  /// The next transfer only connects and logs in, on a new connection.
   void chooseLogin();
-  /// The next transfer will retrieve the job's file on a connection that is there, into an empty string.
+  /// The next transfer retrieves the job's file on an existing connection, into an empty string.
   void chooseFile();
-  /// The connection is closed, with QUIT, when its transfer has ended.
+  /// Each connection is closed with QUIT after its transfer.
   void closeAfterwards();
 
   CURL* handle() const { return handle_; }
   std::string& content() { return content_; }
-  /// Connections that the last transfer has made.
+  /// The number of connections that the last transfer opened.
   long newConnections() const;
 
-  /// Throws what went wrong.
+  /// Throws if code is an error.
   static void require(CURLcode code);
 
  private:

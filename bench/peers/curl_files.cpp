@@ -15,7 +15,7 @@ Figures curlFiles(const Job& job) {
     connections += easy.newConnections();
     content.swap(easy.content());
   });
-  // One data connection for each file; any more would be a control connection that was not reused.
+  // One data connection for each file; a higher count means that a control connection was not reused.
   return figures.add("new_connections", static_cast<double>(connections));
 }
 

@@ -10,21 +10,21 @@ namespace bench::peers {
 
 Figures curlLogins(const Job& job) {
   std::vector<std::unique_ptr<CurlEasy>> handles;
-  CurlMulti multi(job.atOnce);
-  unsigned long begun = 0;
-  const auto begin = [&](const CurlEasy& easy) {
-    if (begun == job.sessions) return;
-    ++begun;
+  CurlMulti multi(job.maxLogins);
+  unsigned long started = 0;
+  const auto start = [&](const CurlEasy& easy) {
+    if (started == job.sessions) return;
+    ++started;
     multi.add(easy);
   };
   const Meter meter;
-  for (unsigned long i = 0; i < std::min(job.atOnce, job.sessions); ++i) {
+  for (unsigned long i = 0; i < std::min(job.maxLogins, job.sessions); ++i) {
     handles.push_back(std::make_unique<CurlEasy>(job));
     handles.back()->chooseLogin();
     handles.back()->closeAfterwards();
-    begin(*handles.back());
+    start(*handles.back());
   }
-  multi.run(begin);
+  multi.run(start);
   Figures figures;
   meter.stop(figures);
   return figures;

@@ -26,7 +26,7 @@ int actionOf(std::uint32_t events) {
 }  // namespace
 
 CurlMulti::CurlMulti(unsigned long connections) : multi_(curl_multi_init()), epoll_(epoll_create1(EPOLL_CLOEXEC)) {
-  if (multi_ == nullptr || epoll_ < 0) throw std::runtime_error("no multi handle");
+  if (multi_ == nullptr || epoll_ < 0) throw std::runtime_error("curl_multi_init or epoll_create1 failed");
   require(curl_multi_setopt(multi_, CURLMOPT_SOCKETFUNCTION, &CurlMulti::onSocket));
   require(curl_multi_setopt(multi_, CURLMOPT_SOCKETDATA, this));
   require(curl_multi_setopt(multi_, CURLMOPT_TIMERFUNCTION, &CurlMulti::onTimer));
@@ -41,13 +41,13 @@ CurlMulti::~CurlMulti() {
 
 void CurlMulti::add(const CurlEasy& easy) {
   require(curl_multi_add_handle(multi_, easy.handle()));
-  ++inside_;
+  ++active_;
 }
 
 void CurlMulti::run(const std::function<void(CurlEasy& easy)>& onDone) {
-  while (inside_ > 0) {
+  while (active_ > 0) {
     turn();
-    tellOfEnds(onDone);
+    reportEnds(onDone);
   }
 }
 
@@ -55,9 +55,9 @@ void CurlMulti::turn() {
   std::array<epoll_event, 256> events;
   const int count = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), waitMilliseconds());
   int running = 0;
-  // A reply to PASV that is there at once leaves a transfer of libcurl 7.88 with neither a socket nor a timer to wait
-  // for. Only a look at all of them makes it go on: at once where that is cheap and such a transfer is there for
-  // certain, else after a moment without events.
+  // If the reply to PASV arrives at once, libcurl 7.88 leaves the transfer with neither a socket nor a timer to wait
+  // for. Only curl_multi_socket_all continues it. It is called at once if there are few transfers and one of them is
+  // certainly stuck, otherwise after a millisecond without events.
   if (count == 0) require(curl_multi_socket_all(multi_, &running));
   if (timer_ && Clock::now() >= *timer_) {
     timer_.reset();
@@ -69,7 +69,7 @@ void CurlMulti::turn() {
   }
 }
 
-void CurlMulti::tellOfEnds(const std::function<void(CurlEasy& easy)>& onDone) {
+void CurlMulti::reportEnds(const std::function<void(CurlEasy& easy)>& onDone) {
   int queued = 0;
   while (const CURLMsg* const message = curl_multi_info_read(multi_, &queued)) {
     if (message->msg != CURLMSG_DONE) continue;
@@ -78,13 +78,13 @@ void CurlMulti::tellOfEnds(const std::function<void(CurlEasy& easy)>& onDone) {
     CurlEasy* easy = nullptr;
     CurlEasy::require(curl_easy_getinfo(handle, CURLINFO_PRIVATE, &easy));
     require(curl_multi_remove_handle(multi_, handle));
-    --inside_;
+    --active_;
     onDone(*easy);
   }
 }
 
-/// The "known" pointer of a socket is null until it stands in the epoll set.
-int CurlMulti::onSocket(CURL* /*easy*/, curl_socket_t socket, int what, void* self, void* known) {
+/// The "registered" pointer of a socket is null until the socket is in the epoll set.
+int CurlMulti::onSocket(CURL* /*easy*/, curl_socket_t socket, int what, void* self, void* registered) {
   auto& multi = *static_cast<CurlMulti*>(self);
   if (what == CURL_POLL_REMOVE) {
     epoll_ctl(multi.epoll_, EPOLL_CTL_DEL, socket, nullptr);
@@ -94,8 +94,8 @@ int CurlMulti::onSocket(CURL* /*easy*/, curl_socket_t socket, int what, void* se
   epoll_event event{};
   event.events = ((what & CURL_POLL_IN) != 0 ? EPOLLIN : 0U) | ((what & CURL_POLL_OUT) != 0 ? EPOLLOUT : 0U);
   event.data.fd = socket;
-  if (epoll_ctl(multi.epoll_, known == nullptr ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event) != 0) return -1;
-  if (known != nullptr) return 0;
+  if (epoll_ctl(multi.epoll_, registered == nullptr ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event) != 0) return -1;
+  if (registered != nullptr) return 0;
   ++multi.watched_;
   return curl_multi_assign(multi.multi_, socket, self) == CURLM_OK ? 0 : -1;
 }
@@ -109,7 +109,7 @@ int CurlMulti::onTimer(CURLM* /*multi*/, long milliseconds, void* self) {
 
 int CurlMulti::waitMilliseconds() const {
   const bool due = timer_ && Clock::now() >= *timer_;
-  const bool stuck = watched_ < inside_ && inside_ <= fewTransfers;
+  const bool stuck = watched_ < active_ && active_ <= fewTransfers;
   return due || stuck ? 0 : 1;
 }
 

@@ -10,32 +10,32 @@
 
 namespace bench::peers {
 
-/// libcurl's multi interface, driven the way that suits many transfers: its sockets in an epoll set, its timer.
+/// libcurl's multi interface for many transfers: its sockets in an epoll set, and its timer.
 class CurlMulti {
  public:
-  /// connections: how many it keeps open.
+  /// connections: the number of connections kept open.
   explicit CurlMulti(unsigned long connections);
   CurlMulti(const CurlMulti&) = delete;
   CurlMulti& operator=(const CurlMulti&) = delete;
   ~CurlMulti();
 
   void add(const CurlEasy& easy);
-  /// Drives the transfers until none is left. onDone is called for each that has ended, and may add it again.
+  /// Runs the transfers until none is left. Calls onDone for each transfer that has ended; onDone may add it again.
   void run(const std::function<void(CurlEasy& easy)>& onDone);
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  static int onSocket(CURL* easy, curl_socket_t socket, int what, void* self, void* known);
+  static int onSocket(CURL* easy, curl_socket_t socket, int what, void* self, void* registered);
   static int onTimer(CURLM* multi, long milliseconds, void* self);
   int waitMilliseconds() const;
   void turn();
-  void tellOfEnds(const std::function<void(CurlEasy& easy)>& onDone);
+  void reportEnds(const std::function<void(CurlEasy& easy)>& onDone);
 
   CURLM* const multi_;
   const int epoll_;
   std::optional<Clock::time_point> timer_;
-  unsigned long inside_ = 0;   // transfers
+  unsigned long active_ = 0;   // transfers
   unsigned long watched_ = 0;  // sockets
 };
 

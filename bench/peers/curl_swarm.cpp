@@ -10,7 +10,7 @@
 namespace bench::peers {
 namespace {
 
-/// As many connections as the job has sessions, all logged in before the first file is asked for.
+/// As many connections as the job has sessions, all logged in before the first file is requested.
 class Swarm {
  public:
   explicit Swarm(const Job& job) : job_(job), multi_(job.sessions) {
@@ -19,15 +19,15 @@ class Swarm {
 
   void logIn() {
     for (const auto& handle : handles_) handle->chooseLogin();
-    while (started_ < std::min(job_.atOnce, handles_.size())) beginNext();
-    multi_.run([this](CurlEasy& /*easy*/) { beginNext(); });
+    while (started_ < std::min(job_.maxLogins, handles_.size())) startNext();
+    multi_.run([this](CurlEasy& /*easy*/) { startNext(); });
   }
 
   Figures retrieve() {
     const Meter meter;
     for (const auto& handle : handles_) {
       left_[handle.get()] = job_.count;
-      again(*handle);
+      retrieveAgain(*handle);
     }
     multi_.run([this](CurlEasy& easy) { take(easy); });
     Figures figures;
@@ -36,22 +36,22 @@ class Swarm {
   }
 
  private:
-  void beginNext() {
+  void startNext() {
     if (started_ < handles_.size()) multi_.add(*handles_[started_++]);
   }
-  void again(CurlEasy& easy) {
+  void retrieveAgain(CurlEasy& easy) {
     easy.chooseFile();
     multi_.add(easy);
   }
   void take(CurlEasy& easy) {
-    if (easy.content().size() != job_.size) throw std::runtime_error(job_.file + " has another size");
+    if (easy.content().size() != job_.size) throw std::runtime_error(job_.file + " has the wrong size");
     connections_ += easy.newConnections();
-    if (--left_[&easy] > 0) again(easy);
+    if (--left_[&easy] > 0) retrieveAgain(easy);
   }
 
   const Job& job_;
   std::vector<std::unique_ptr<CurlEasy>> handles_;
-  CurlMulti multi_;                                          // after the handles: they must outlive it
+  CurlMulti multi_;                                          // declared after the handles, which must outlive it
   std::unordered_map<const CurlEasy*, unsigned long> left_;  // files
   unsigned long started_ = 0;
   long connections_ = 0;

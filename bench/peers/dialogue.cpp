@@ -50,7 +50,7 @@ std::string Dialogue::readLine() {
     if (mark != last) return ++begin_, line;
     begin_ = 0;
     end_ = control_.receive(buffer_.data(), buffer_.size());
-    if (end_ == 0) throw std::runtime_error("the server ended the session");
+    if (end_ == 0) throw std::runtime_error("the server closed the connection");
   }
 }
 

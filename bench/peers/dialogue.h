@@ -8,13 +8,13 @@
 
 namespace bench::peers {
 
-/// The least of an FTP client that can retrieve files, one blocking call after the other. An unexpected reply throws.
+/// A minimal blocking FTP client that retrieves files. Throws on an unexpected reply.
 class Dialogue {
  public:
   /// Connects and logs in.
   explicit Dialogue(const Job& job);
 
-  /// Asks for the file, and calls take(const Connection& data) to empty its data connection.
+  /// Requests the file, and calls take(const Connection& data) to read its data connection to the end.
   template <class Take>
   void retrieve(Take&& take) {
     if (active_) {
@@ -30,12 +30,12 @@ class Dialogue {
     expect('2');
   }
 
-  void leave() { ask("QUIT\r\n", '2'); }
+  void logOut() { ask("QUIT\r\n", '2'); }
 
  private:
   static std::string portCommand(unsigned short port);
   unsigned short passivePort();
-  /// Gives the last line of the reply.
+  /// Sends a command and returns the last line of its reply.
   std::string ask(const std::string& command, char firstDigit);
   std::string expect(char firstDigit);
   std::string readLine();
@@ -44,7 +44,7 @@ class Dialogue {
   const std::string retrieval_;
   const Connection control_;
   std::array<char, 4096> buffer_;
-  std::size_t begin_ = 0;  // of the bytes not read yet
+  std::size_t begin_ = 0;  // of the unread bytes in buffer_
   std::size_t end_ = 0;
 };
 

@@ -34,7 +34,7 @@ Figures limitFiles(const Job& job) {
       while (const auto size = data.receive(buffer.data(), buffer.size())) content.append(buffer.data(), size);
     });
   });
-  dialogue.leave();
+  dialogue.logOut();
   return figures;
 }
 
@@ -47,11 +47,11 @@ Figures discardFiles(const Job& job) {
     dialogue.retrieve([&](const Connection& data) {
       while (const auto size = data.receive(buffer.data(), buffer.size())) all += size;
     });
-    if (all != job.size) throw std::runtime_error(job.file + " has another size");
+    if (all != job.size) throw std::runtime_error(job.file + " has the wrong size");
   }
   Figures figures;
   meter.stop(figures);
-  dialogue.leave();
+  dialogue.logOut();
   return figures;
 }
 

@@ -9,8 +9,8 @@
 
 namespace bench::peers {
 
-/// Times retrieve(std::string& content), which fills a new string, as often as the job says. As in our own sessions a
-/// file is freed when the next one has come, and the last one after the clock has stopped.
+/// Times job.count calls of retrieve(std::string& content), which fills an empty string. As in our sessions, a file is
+/// freed when the next one has arrived, and the last one after the time was taken.
 template <class Retrieve>
 Figures timedFiles(const Job& job, Retrieve&& retrieve) {
   std::string last;
@@ -18,7 +18,7 @@ Figures timedFiles(const Job& job, Retrieve&& retrieve) {
   for (unsigned long i = 0; i < job.count; ++i) {
     std::string content;
     retrieve(content);
-    if (content.size() != job.size) throw std::runtime_error(job.file + " has another size");
+    if (content.size() != job.size) throw std::runtime_error(job.file + " has the wrong size");
     last.swap(content);
   }
   Figures figures;
