@@ -12,28 +12,28 @@
 
 namespace fuzz {
 
-/// The dispatcher "fuzz" of one worker, in the store for as long as this lives: as a rule until the process ends, since
-/// starting a thread for each run would cost more than the run.
+/// The dispatcher "fuzz" with one worker. Added by the constructor, removed by the destructor. Usually kept until the
+/// process ends, since starting a thread for each run would take longer than the run.
 class Dispatcher {
  public:
-  Dispatcher() { require(bool{tovik::DispatchStore::inst().add("fuzz", 1)}, "there is a dispatcher"); }
+  Dispatcher() { require(bool{tovik::DispatchStore::inst().add("fuzz", 1)}, "the dispatcher can be added"); }
   Dispatcher(const Dispatcher&) = delete;
   Dispatcher& operator=(const Dispatcher&) = delete;
-  ~Dispatcher() { require(bool{tovik::DispatchStore::inst().remove("fuzz")}, "the dispatcher goes again"); }
+  ~Dispatcher() { require(bool{tovik::DispatchStore::inst().remove("fuzz")}, "the dispatcher can be removed"); }
 
   bool isWorker() const { return worker().isCurrent(); }
 
-  /// Returns when the worker has handled all that was ready for it, and what came of that in the next few turns.
+  /// Returns when the worker has handled everything that was ready, and what followed from it in the next few turns.
   void settle() const {
     const auto settled = std::make_shared<std::promise<void>>();
     passTurns(turns, settled);
-    require(settled->get_future().wait_for(patience) == std::future_status::ready, "the worker goes on");
+    require(settled->get_future().wait_for(timeLimit) == std::future_status::ready, "the worker keeps running");
   }
 
-  /// Settles until the condition holds.
+  /// Calls settle until the condition is true.
   template <class Condition>
   void settleUntil(Condition&& condition, const char* what) const {
-    const auto end = std::chrono::steady_clock::now() + patience;
+    const auto end = std::chrono::steady_clock::now() + timeLimit;
     while (!condition()) {
       require(std::chrono::steady_clock::now() < end, what);
       settle();
@@ -43,11 +43,11 @@ class Dispatcher {
 
  private:
   static constexpr int turns = 4;
-  static constexpr std::chrono::seconds patience{20};
+  static constexpr std::chrono::seconds timeLimit{20};
 
   tovik::WorkerThread& worker() const { return *tovik::DispatchStore::inst().fetch("fuzz")->workers_.front(); }
 
-  // What is posted while a turn runs its posts waits for the next turn, which looks at the descriptors first.
+  // A task that is posted by a posted task runs in the next turn, after the descriptors of that turn.
   void passTurns(int left, const std::shared_ptr<std::promise<void>>& settled) const {
     worker().post([this, left, settled] {
       if (left == 0) return settled->set_value();

@@ -4,7 +4,7 @@
 
 namespace fuzz {
 
-/// A channel without a connection. It delivers until it is brought down.
+/// A channel without a connection. Delivers until it is brought down.
 class FakeChannel : public tovik::Channel {
  public:
   explicit FakeChannel(unsigned long maxUnitBytes) : maxUnitBytes_(maxUnitBytes) {}

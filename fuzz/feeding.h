@@ -8,11 +8,11 @@
 
 namespace fuzz {
 
-/// Gives an aggregator one piece of a byte stream, as a connection would: from storage that is gone afterwards, and not
-/// at all once the channel is down.
+/// Passes one piece of a byte stream to an aggregator, as a connection would: from storage that is freed afterwards,
+/// and only while the channel is up.
 inline void feed(tovik::DataAggregator& aggregator, const tovik::Channel& channel, const std::string& piece) {
   if (!channel.delivers() || piece.empty()) return;
-  // No string: its room to grow would hide a read past the end.
+  // Not a string: its spare capacity would hide a read past the end.
   std::vector<char> storage(piece.begin(), piece.end());
   tovik::Buffer buffer(storage.data(), storage.size());
   aggregator.handleBuffer(&buffer, nullptr);

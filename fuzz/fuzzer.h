@@ -6,20 +6,20 @@
 #include <cstdlib>
 #include <string>
 
-/// What the fuzzers share. Each is one LLVMFuzzerTestOneInput, driven by libFuzzer with inputs of its making, or by
-/// replay.cpp with the files of a directory.
+/// Each fuzzer defines LLVMFuzzerTestOneInput. It is called by libFuzzer with generated inputs, or by replay.cpp with
+/// the files of a directory.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace fuzz {
 
-/// Ends the process, and says what for, unless the condition holds: that is how a fuzzer reports a finding.
-inline void require(bool condition, const char* what) {
+/// Reports a finding: unless the condition is true, prints which expectation was violated and aborts.
+inline void require(bool condition, const char* expectation) {
   if (condition) return;
-  std::fprintf(stderr, "fuzzer: not so: %s\n", what);
+  std::fprintf(stderr, "fuzzer: violated: %s\n", expectation);
   std::abort();
 }
 
-/// The bytes of one input, taken from the front. Once they are used up, bytes are 0 and texts empty.
+/// Reads the bytes of one input from the front. At the end, byte returns 0 and text an empty string.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size) : bytes_(data, data + size) {}

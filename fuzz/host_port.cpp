@@ -8,7 +8,8 @@
 
 #include "fuzzer.h"
 
-// Host-port texts: the input's first six bytes are an address to format, all of it is a text to parse.
+// Texts of a host and port. The first six bytes of the input are formatted as an address; the whole input is parsed as
+// a text.
 
 namespace {
 
@@ -42,12 +43,12 @@ std::string expectedText(const Address& address) {
 }
 
 void checkFormatting(const Address& address) {
-  std::string text = "what was there before";
-  fuzz::require(bool{ProtocolInterpreter::convertAddr(address, text)}, "every address has a text");
-  fuzz::require(text == expectedText(address), "the text has the bytes of host and port, with commas between");
+  std::string text = "previous text";
+  fuzz::require(bool{ProtocolInterpreter::convertAddr(address, text)}, "every address can be formatted");
+  fuzz::require(text == expectedText(address), "the text consists of the bytes of host and port, separated by commas");
   Address parsed(1);
-  fuzz::require(bool{ProtocolInterpreter::convertAddr(text, parsed)}, "what was formatted can be parsed");
-  fuzz::require(parsed == address, "and gives the same address");
+  fuzz::require(bool{ProtocolInterpreter::convertAddr(text, parsed)}, "a formatted address can be parsed");
+  fuzz::require(parsed == address, "formatting and parsing returns the same address");
 }
 
 void checkParsing(const std::string& text) {
@@ -57,15 +58,17 @@ void checkParsing(const std::string& text) {
   const tovik::Result result = ProtocolInterpreter::convertAddr(text, address);
   const std::vector<std::string> fields = fieldsOf(text);
   if (fields.size() != 6) {
-    fuzz::require(!result && result.message == "could not parse addr " + text, "other than six fields are refused");
-    fuzz::require(address == before, "and change nothing");
+    fuzz::require(!result && result.message == "could not parse addr " + text,
+                  "a text without exactly six fields is refused");
+    fuzz::require(address == before, "a refused text changes nothing");
     return;
   }
   Address expected = before;
   const auto host = expected.set_host(fields[0] + '.' + fields[1] + '.' + fields[2] + '.' + fields[3]);
-  fuzz::require(result.ok == host.ok && result.message == host.message, "six fields are an address if four are a host");
+  fuzz::require(result.ok == host.ok && result.message == host.message,
+                "six fields are an address if the first four are a host");
   if (host) expected.set_port(static_cast<unsigned short>(expectedPort(fields[4], fields[5])));
-  fuzz::require(address == expected, "the address is that of the fields");
+  fuzz::require(address == expected, "the address consists of the fields");
   if (result) checkFormatting(address);
 }
 

@@ -6,7 +6,7 @@
 
 #include "fuzzer.h"
 
-// The names in a listing: the input is the listing.
+// Names in a listing. The input is the listing.
 
 namespace {
 
@@ -35,6 +35,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string text = fuzz::Input(data, size).rest();
   const std::vector<std::string> names = tovik::ftp::splitListing(text);
   for (const auto& name : names) checkName(name);
-  fuzz::require(names == expectedNames(text), "the names are those of the lines");
+  fuzz::require(names == expectedNames(text), "the names are the trimmed lines");
   return 0;
 }

@@ -9,21 +9,21 @@
 #include "feeding.h"
 #include "fuzzer.h"
 
-// Lines cut out of a byte stream. The input: the limit of a line's length, the line after which the handler wants no
-// more, the count of pieces, the size of each, and the stream.
+// Lines of a byte stream. The input: the maximum length of a line, the number of lines after which the handler brings
+// the channel down, the number of pieces, the size of each, and the stream.
 
 namespace {
 
 using Units = std::vector<std::string>;
 
-/// Keeps the units, and ends the channel at the last one it wants.
+/// Collects units; brings the channel down after `wanted` units.
 class Collector : public tovik::CharHandler {
  public:
   Collector(tovik::Channel& channel, std::size_t wanted) : channel_(channel), wanted_(wanted) {}
   const Units& units() const { return units_; }
 
   void onData(tovik::Channel* /*channel*/, const char* data, unsigned long size, tovik::Multicast* /*m*/) override {
-    fuzz::require(channel_.delivers(), "nothing is handed on once the channel is down");
+    fuzz::require(channel_.delivers(), "no unit is delivered when the channel is down");
     units_.emplace_back(data, size);
     if (units_.size() == wanted_) channel_.bringDown();
   }
@@ -34,7 +34,7 @@ class Collector : public tovik::CharHandler {
   Units units_;
 };
 
-/// What became of a stream.
+/// The result of a stream.
 struct Outcome {
   Units units;
   bool ended = false;
@@ -73,10 +73,10 @@ Outcome expected(const std::string& stream, const Rules& rules) {
 void checkFindEnd(const std::string& stream) {
   const tovik::UnitEnd end = tovik::TelnetPacketizer().findEnd(stream.data(), stream.size());
   const auto mark = stream.find("\r\n");
-  fuzz::require(end.found == (mark != std::string::npos), "a line ends where CR LF is");
-  fuzz::require(end.found ? end.size == mark + 2 : end.size <= stream.size(), "and nowhere else");
+  fuzz::require(end.found == (mark != std::string::npos), "a line ends at CR LF");
+  fuzz::require(end.found ? end.size == mark + 2 : end.size <= stream.size(), "a line ends only at CR LF");
   const bool half = !end.found && !stream.empty() && stream.back() == '\r';
-  fuzz::require(!half || end.size < stream.size(), "a CR at the end is looked at again");
+  fuzz::require(!half || end.size < stream.size(), "a CR at the end is examined again");
 }
 
 }  // namespace
@@ -97,9 +97,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const char byte : stream) bytes.emplace_back(1, byte);
 
   checkFindEnd(stream);
-  const Outcome whole = aggregate({stream}, rules);
-  fuzz::require(whole == expected(stream, rules), "the units are the lines");
-  fuzz::require(aggregate(pieces, rules) == whole, "wherever the stream is cut");
-  fuzz::require(aggregate(bytes, rules) == whole, "byte by byte, too");
+  const Outcome outcome = aggregate({stream}, rules);
+  fuzz::require(outcome == expected(stream, rules), "the units are the lines");
+  fuzz::require(aggregate(pieces, rules) == outcome, "the units don't depend on the pieces");
+  fuzz::require(aggregate(bytes, rules) == outcome, "the units are the same byte by byte");
   return 0;
 }

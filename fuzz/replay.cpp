@@ -8,7 +8,7 @@
 
 #include "fuzzer.h"
 
-// Stands in for libFuzzer: runs the fuzzer over every file of the directories named, in the order of their names.
+// Replaces libFuzzer: runs the fuzzer with every file in the given directories, in the order of their names.
 
 namespace {
 
@@ -21,12 +21,12 @@ std::vector<std::filesystem::path> filesIn(const char* directory) {
 }
 
 void replay(const std::filesystem::path& file) {
-  // Ahead of the run, so that the last line names the input that brought it down.
+  // Printed before the run, so that the last line names the input of a crash.
   std::fprintf(stderr, "%s\n", file.filename().c_str());
   std::ifstream stream(file, std::ios::binary);
   fuzz::require(stream.is_open(), "the input can be read");
   const std::vector<char> bytes{std::istreambuf_iterator<char>(stream), {}};
-  // Copied to a block of its very size: reading past its end is then seen.
+  // Copied to a block of exactly this size, so that AddressSanitizer sees a read past the end.
   const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
   LLVMFuzzerTestOneInput(input.data(), input.size());
 }

@@ -9,9 +9,9 @@
 #include "feeding.h"
 #include "fuzzer.h"
 
-// What a server says on the control connection, from a session in any state. The input: the session's state, the size
-// of the first piece, and the bytes. No network: the control channel is a fake, and the local interface is none of this
-// host's, so that every data connection is refused before it is begun.
+// Bytes from the server on the control connection, with the session in any state. The input: the session's state, the
+// size of the first piece, and the bytes. There is no network: the control channel is a fake, and the local address
+// does not belong to this host, so every data connection fails before it is started.
 
 namespace {
 
@@ -46,7 +46,7 @@ Controller::cmd_e commandOf(pending_e pending, bool retrieves) {
   }
 }
 
-/// The code that a line begins with, 0 when it begins with none.
+/// The code at the start of a line, 0 if there is none.
 int codeOf(const std::string& line) {
   if (line.size() < 3 || line.find_first_of("12345") != 0 || line.find_first_of("012345", 1) != 1) return 0;
   if (line.find_first_of("0123456789", 2) != 2) return 0;
@@ -55,37 +55,37 @@ int codeOf(const std::string& line) {
 
 int number(const code_t& code) { return code.first * 100 + code.second * 10 + code.third; }
 
-/// A client that goes on with the next command in each callback that ends one.
+/// A client that starts the next command in each callback that ends one.
 class Host : public tovik::ftp::FTPclient {
  public:
   Controller* controller = nullptr;
   unsigned next = 0;
   int calls = 0;
 
-  void onConnected() override { goOn(); }
-  void onDisconnected() override { fuzz::require(false, "no connection ends where there is none"); }
-  void onPwd(const std::string& /*directory*/) override { goOn(); }
-  void onPwdFailed(const std::string& /*text*/) override { goOn(); }
-  void onCwd(const std::string& /*text*/) override { goOn(); }
-  void onCwdFailed(const std::string& /*text*/) override { goOn(); }
-  void onCdup(const std::string& /*text*/) override { goOn(); }
-  void onCdupFailed(const std::string& /*text*/) override { goOn(); }
-  void onNlst(const std::vector<std::string>& /*names*/, const std::string& /*text*/) override { goOn(); }
-  void onNlstFailed(const std::string& /*text*/) override { goOn(); }
+  void onConnected() override { startNext(); }
+  void onDisconnected() override { fuzz::require(false, "onDisconnected is not called without a connection"); }
+  void onPwd(const std::string& /*directory*/) override { startNext(); }
+  void onPwdFailed(const std::string& /*text*/) override { startNext(); }
+  void onCwd(const std::string& /*text*/) override { startNext(); }
+  void onCwdFailed(const std::string& /*text*/) override { startNext(); }
+  void onCdup(const std::string& /*text*/) override { startNext(); }
+  void onCdupFailed(const std::string& /*text*/) override { startNext(); }
+  void onNlst(const std::vector<std::string>& /*names*/, const std::string& /*text*/) override { startNext(); }
+  void onNlstFailed(const std::string& /*text*/) override { startNext(); }
   void onRetrieve(const std::string& /*fileName*/, const std::string& /*text*/, std::string* content) override {
     delete content;
-    goOn();
+    startNext();
   }
-  void onRetrieveFailed(const std::string& /*fileName*/, const std::string& /*text*/) override { goOn(); }
+  void onRetrieveFailed(const std::string& /*fileName*/, const std::string& /*text*/) override { startNext(); }
 
  private:
-  void goOn() {
+  void startNext() {
     ++calls;
-    fuzz::require(controller->interpreter.pending == pending_e::none, "nothing is awaited any more");
-    fuzz::require(controller->interpreter.replyState == 0, "only a whole reply is acted on");
+    fuzz::require(controller->interpreter.pending == pending_e::none, "no reply is pending in a callback");
+    fuzz::require(controller->interpreter.replyState == 0, "callbacks come only after a complete reply");
     fuzz::require(!controller->interpreter.replyLines.empty(), "a reply has lines");
-    const tovik::Result begun = begin(next++ % 6);
-    fuzz::require(bool{begun}, "the next command is taken inside a callback");
+    const tovik::Result started = begin(next++ % 6);
+    fuzz::require(bool{started}, "the next command is accepted inside a callback");
   }
 
   tovik::Result begin(unsigned command) const {
@@ -106,10 +106,10 @@ class Host : public tovik::ftp::FTPclient {
   }
 };
 
-/// Stands before the interpreter and checks what each line does to it.
-class Checked : public tovik::CharHandler {
+/// Passes each line to the interpreter and checks the effect.
+class CheckingHandler : public tovik::CharHandler {
  public:
-  Checked(ProtocolInterpreter& interpreter, Host& host) : interpreter_(interpreter), host_(host) {}
+  CheckingHandler(ProtocolInterpreter& interpreter, Host& host) : interpreter_(interpreter), host_(host) {}
 
   void onData(tovik::Channel* channel, const char* data, unsigned long size, tovik::Multicast* multicast) override {
     const int opened = interpreter_.replyState == 1 ? number(interpreter_.replyCode) : 0;
@@ -128,12 +128,14 @@ class Checked : public tovik::CharHandler {
     const bool dropped = opened == 0 ? code == 0 : code != 0 && code != opened;
     const bool opens = opened == 0 && code != 0 && line.size() > 3 && line[3] == '-';
     const bool staysOpen = opened != 0 && code != opened;
-    fuzz::require((interpreter_.replyState == 1) == (opens || staysOpen), "a reply is open when it should be");
+    fuzz::require((interpreter_.replyState == 1) == (opens || staysOpen),
+                  "a reply is open only between its first and its last line");
     if (interpreter_.replyState == 1)
-      fuzz::require(number(interpreter_.replyCode) == (opens ? code : opened), "with the code that opened it");
-    if (dropped) return fuzz::require(lines == linesBefore, "a line that is dropped leaves no trace");
-    fuzz::require(lines.size() == (opened == 0 ? 1 : linesBefore.size() + 1), "every other line has its text");
-    if (code == 0) return fuzz::require(lines.back().empty(), "which is empty without a code");
+      fuzz::require(number(interpreter_.replyCode) == (opens ? code : opened),
+                    "an open reply has the code of its first line");
+    if (dropped) return fuzz::require(lines == linesBefore, "a dropped line changes nothing");
+    fuzz::require(lines.size() == (opened == 0 ? 1 : linesBefore.size() + 1), "every other line adds its text");
+    if (code == 0) return fuzz::require(lines.back().empty(), "the text of a line without a code is empty");
     checkText(lines.back(), line);
   }
 
@@ -149,9 +151,9 @@ class Checked : public tovik::CharHandler {
     fuzz::require(interpreter_.replyState == 0 || interpreter_.replyState == 1, "the reply state is 0 or 1");
     fuzz::require(interpreter_.sessionState == 0 || interpreter_.sessionState == 1, "the session state is 0 or 1");
     fuzz::require(interpreter_.pending >= pending_e::none && interpreter_.pending <= pending_e::quit,
-                  "what is awaited is one of the commands");
+                  "the pending reply is that of a command");
     fuzz::require(interpreter_.replyState == 1 || interpreter_.replyCode == code_t{},
-                  "no code is kept without a reply");
+                  "there is no code without an open reply");
   }
 
   ProtocolInterpreter& interpreter_;
@@ -160,11 +162,12 @@ class Checked : public tovik::CharHandler {
 
 tovik::ftp::connection_data_t connection() {
   tovik::ftp::connection_data_t data{Address(9), Address(0), "user", "password", "account"};
-  fuzz::require(bool{data.server.set_host("127.0.0.1")} && bool{data.local.set_host("203.0.113.1")}, "hosts are hosts");
+  fuzz::require(bool{data.server.set_host("127.0.0.1")} && bool{data.local.set_host("203.0.113.1")},
+                "the addresses are valid");
   return data;
 }
 
-/// Puts the controller into the state in which a reply is awaited.
+/// Puts the controller into the state in which it waits for a reply.
 void await(Controller& controller, unsigned pending, unsigned flags) {
   controller.interpreter.pending = static_cast<pending_e>(pending % 12);
   controller.interpreter.sessionState = (flags & 1U) != 0 ? 1 : 0;
@@ -191,12 +194,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   fuzz::FakeChannel channel(tovik::Traits().max_unit_bytes);
   controller.interpreter.onChannelUp(&channel);
-  Checked checked(controller.interpreter, host);
-  tovik::BufferedAggregator aggregator(&channel, &checked, &controller.interpreter);
+  CheckingHandler handler(controller.interpreter, host);
+  tovik::BufferedAggregator aggregator(&channel, &handler, &controller.interpreter);
   fuzz::feed(aggregator, channel, input.text(input.byte()));
   fuzz::feed(aggregator, channel, input.rest());
 
-  // What a failed transfer had received is not freed by the destructor.
+  // The destructor does not free the partial content of a failed transfer.
   delete std::exchange(controller.received, nullptr);
   return 0;
 }

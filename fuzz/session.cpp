@@ -12,21 +12,22 @@
 #include "session_host.h"
 #include "session_server.h"
 
-// A whole session against a server that does as the input says. The input: how the run ends, the count of the host's
-// decisions, the decisions, and the server's acts, each with its arguments.
+// A complete session with a server that is controlled by the input. The input: how the run ends, the number of the
+// host's decisions, the decisions, and the server's actions, each with its arguments.
 
 namespace {
 
-/// What all runs share, since making it anew would cost more than a run.
-struct Surroundings {
-  Surroundings() {
+/// Shared by all runs, since creating it would take longer than a run.
+struct Context {
+  Context() {
     static_cast<void>(qk::logging::AddHandler([this](const qk::logging::Record& record) {
       if (record.text == "Tovik: data connection up") ++dataUps;
     }));
     qk::logging::SetMinLogLevel(qk::logging::LogLevel::Trace);
-    fuzz::require(bool{refusing.open(tovik::Protocol::tcp)}, "there are sockets");
+    fuzz::require(bool{refusing.open(tovik::Protocol::tcp)}, "a socket can be opened");
     const sockaddr_in any = fuzz::localHost(0).native();
-    fuzz::require(::bind(refusing.number(), reinterpret_cast<const sockaddr*>(&any), sizeof any) == 0, "and ports");
+    fuzz::require(::bind(refusing.number(), reinterpret_cast<const sockaddr*>(&any), sizeof any) == 0,
+                  "a port can be bound");
   }
 
   std::atomic<int> dataUps{0};
@@ -36,31 +37,31 @@ struct Surroundings {
   const fuzz::Dispatcher dispatcher;
 };
 
-Surroundings& surroundings() {
-  static Surroundings all;
-  return all;
+Context& context() {
+  static Context shared;
+  return shared;
 }
 
 }  // namespace
 
 extern "C" int __real_connect(int descriptor, const sockaddr* address, socklen_t size);
 
-/// Stands before the system's connect. The addresses that the input makes the server announce may be anybody's: the
-/// client gets no further than this process, where nobody listens on the rest.
+/// Replaces the system's connect. The input can make the server announce any address; connections to addresses other
+/// than this process's listeners are redirected to a port that refuses them.
 extern "C" int __wrap_connect(int descriptor, const sockaddr* address, socklen_t size) {
   sockaddr_in wanted{};
   std::memcpy(&wanted, address, sizeof wanted);
   const tovik::Address remote(wanted);
-  Surroundings& all = surroundings();
-  if (!all.dispatcher.isWorker() || remote == all.control.address() || remote == all.data.address())
+  Context& shared = context();
+  if (!shared.dispatcher.isWorker() || remote == shared.control.address() || remote == shared.data.address())
     return __real_connect(descriptor, address, size);
-  const sockaddr_in instead = all.refusing.localAddress().native();
+  const sockaddr_in instead = shared.refusing.localAddress().native();
   return __real_connect(descriptor, reinterpret_cast<const sockaddr*>(&instead), sizeof instead);
 }
 
 namespace {
 
-// Well-formed replies; a script could spell them, but would take long to find them.
+// Well-formed replies, which the fuzzer would take long to find.
 constexpr std::array replies{
     "220 Ready.",
     "331 Password, please.",
@@ -88,21 +89,21 @@ class Run {
  public:
   explicit Run(fuzz::Input input)
       : input_(std::move(input)),
-        endsFirst_(input_.byte() % 2 == 1),
-        host_(all_.dispatcher, sent_, input_.text(input_.byte() % 32)),
-        server_(all_.control, all_.data, sent_) {}
+        hostEndsFirst_(input_.byte() % 2 == 1),
+        host_(context_.dispatcher, sent_, input_.text(input_.byte() % 32)),
+        server_(context_.control, context_.data, sent_) {}
 
-  void go() {
-    host_.start({all_.control.address(), fuzz::localHost(0), "user", "password", "account"});
+  void run() {
+    host_.start({context_.control.address(), fuzz::localHost(0), "user", "password", "account"});
     server_.acceptControl();
-    for (int acts = 0; acts < 100 && !input_.isEmpty(); ++acts) act(input_.byte() % 18);
-    if (endsFirst_) host_.end();
+    for (int actions = 0; actions < 100 && !input_.isEmpty(); ++actions) act(input_.byte() % 18);
+    if (hostEndsFirst_) host_.end();
     server_.close();
-    all_.dispatcher.settle();
+    context_.dispatcher.settle();
     host_.end();
     host_.checkEnded();
     server_.close();
-    all_.dispatcher.settle();
+    context_.dispatcher.settle();
   }
 
  private:
@@ -139,16 +140,16 @@ class Run {
       case 14:
         return server_.control().reset();
       case 15:
-        return all_.dispatcher.settle();
+        return context_.dispatcher.settle();
       case 16:
-        all_.dispatcher.settle();
+        context_.dispatcher.settle();
         return server_.acceptControl();
       default:
         return host_.stop();
     }
   }
 
-  /// Replies as it should to the last command, and opens the data connection where that is next.
+  /// Replies correctly to the last command, and opens the data connection if that is the next step.
   void answer() {
     static const std::map<std::string, std::string> answers{
         {"", "220 Ready."},       {"USER", "331 Password, please."},
@@ -158,7 +159,7 @@ class Run {
         {"NLST", "150 Soon."},    {"RETR", "150 Soon."},
         {"QUIT", "221 Goodbye."},
     };
-    all_.dispatcher.settle();
+    context_.dispatcher.settle();
     const std::string command = server_.takeCommand();
     if (command == "PASV") return server_.reply(server_.passiveReply());
     server_.reply(answers.at(command));
@@ -166,44 +167,44 @@ class Run {
   }
 
   void openData() {
-    all_.dispatcher.settle();
+    context_.dispatcher.settle();
     static_cast<void>(server_.takeCommand());
     if (!server_.isActive()) return server_.acceptData();
-    const int before = all_.dataUps;
-    if (server_.connectData()) upInTime(before);
+    const int before = context_.dataUps;
+    if (server_.connectData()) awaitData(before);
   }
 
-  /// The listener takes the connection, or drops it where the session has been stopped meanwhile.
-  void upInTime(int before) {
-    all_.dispatcher.settleUntil([&] { return all_.dataUps > before || server_.data().hasEnded(); },
-                                "a listener takes a connection or drops it");
+  /// Waits until the listener has accepted the connection, or dropped it because the session was stopped.
+  void awaitData(int before) {
+    context_.dispatcher.settleUntil([&] { return context_.dataUps > before || server_.data().hasEnded(); },
+                                    "a listener accepts a connection or drops it");
   }
 
-  /// The end of a transfer: the data and the reply, in an order and with an end of the input's choice.
+  /// Ends a transfer: sends data and reply. The input chooses their order and how the data connection ends.
   void finish() {
     const unsigned choice = input_.byte();
     const std::string reply = (choice & 1U) != 0 ? "426 Aborted." : "226 Transfer complete.";
     const bool replyFirst = (choice & 2U) != 0;
     if (replyFirst) server_.reply(reply);
-    if ((choice & 4U) != 0) all_.dispatcher.settle();
+    if ((choice & 4U) != 0) context_.dispatcher.settle();
     server_.data().send("one\r\n two \r\n\r\nthree");
     if ((choice & 8U) != 0)
       server_.data().reset();
     else
       server_.data().close();
-    if ((choice & 16U) != 0) all_.dispatcher.settle();
+    if ((choice & 16U) != 0) context_.dispatcher.settle();
     if (!replyFirst) server_.reply(reply);
   }
 
-  Surroundings& all_ = surroundings();
+  Context& context_ = context();
   fuzz::Input input_;
-  const bool endsFirst_;
+  const bool hostEndsFirst_;
   fuzz::SentStreams sent_;
   fuzz::SessionHost host_;
   fuzz::SessionServer server_;
 };
 
-/// Descriptors are numbered from the lowest that is free.
+/// The system assigns the lowest free number, so a leaked descriptor raises it.
 int lowestFreeDescriptor() {
   const tovik::Descriptor probe(::dup(STDERR_FILENO));
   return probe.number();
@@ -212,9 +213,9 @@ int lowestFreeDescriptor() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static_cast<void>(surroundings());
+  static_cast<void>(context());
   const int before = lowestFreeDescriptor();
-  Run(fuzz::Input(data, size)).go();
-  fuzz::require(lowestFreeDescriptor() == before, "no descriptor is left behind");
+  Run(fuzz::Input(data, size)).run();
+  fuzz::require(lowestFreeDescriptor() == before, "no descriptor is leaked");
   return 0;
 }

@@ -15,7 +15,7 @@
 
 namespace fuzz {
 
-/// What a server has sent, connection by connection. Any thread.
+/// The bytes that a server has sent on each connection. Threads: any.
 class SentStreams {
  public:
   std::size_t begin() {
@@ -27,7 +27,7 @@ class SentStreams {
     const std::lock_guard lock(mutex_);
     streams_[stream] += bytes;
   }
-  /// Whether one of them begins like that.
+  /// Whether one of the streams starts with these bytes.
   bool any(const std::string& beginning) const {
     const std::lock_guard lock(mutex_);
     return beginning.empty() || std::any_of(streams_.begin(), streams_.end(), [&](const std::string& stream) {
@@ -40,10 +40,10 @@ class SentStreams {
   std::vector<std::string> streams_;
 };
 
-/// A host that does as the input says in each callback, and checks that the callbacks are what it may expect. Once the
-/// input's decisions are used up it goes on with one command after another.
+/// A host whose actions in callbacks are decided by the input, and which checks that the callbacks are correct. After
+/// the last decision of the input it starts one command after another.
 ///
-/// Threads:   made, started and ended by the fuzzer's thread; all callbacks on the worker.
+/// Threads:   constructed, started and ended by the fuzzer's thread; all callbacks on the worker.
 /// Ownership: owns the controller, and may destroy it in a callback.
 class SessionHost : public tovik::ftp::FTPclient {
  public:
@@ -59,30 +59,31 @@ class SessionHost : public tovik::ftp::FTPclient {
 
   /// Stops the session from this thread, unless a callback has destroyed it.
   void stop() {
-    if (claimed_.exchange(true)) return;
+    if (reserved_.exchange(true)) return;
     require(bool{controller_->stop()}, "a session can be stopped");
-    claimed_ = false;
+    reserved_ = false;
   }
 
-  /// Destroys the session from this thread, if no callback has. All its connections have been reported as ended then.
+  /// Destroys the session from this thread, unless a callback has. Returns after the end of every connection was
+  /// reported.
   void end() {
-    if (claimed_.exchange(true))
-      return dispatcher_.settleUntil([this] { return gone_.load(); }, "the session has gone");
+    if (reserved_.exchange(true))
+      return dispatcher_.settleUntil([this] { return destroyed_.load(); }, "the session was destroyed");
     require(bool{controller_->stop()}, "a session can be stopped");
     controller_->transport->call([this] { discardContent(); });
     destroy();
   }
 
   void checkEnded() const {
-    require(gone_, "the session has gone");
-    require(disconnected_ == started_, "each control connection's end has been reported once");
+    require(destroyed_, "the session was destroyed");
+    require(disconnected_ == started_, "the end of each control connection was reported once");
   }
 
-  void onConnected() override { goOn(); }
+  void onConnected() override { startNext(); }
   void onDisconnected() override {
     ++disconnected_;
-    require(disconnected_ <= started_, "no control connection ends twice");
-    goOn();
+    require(disconnected_ <= started_, "the end of a control connection is reported once");
+    startNext();
   }
   void onPwd(const std::string& directory) override { ended(Command::pwd, directory); }
   void onPwdFailed(const std::string& text) override { ended(Command::pwd, text); }
@@ -94,43 +95,43 @@ class SessionHost : public tovik::ftp::FTPclient {
     for (const auto& name : names) require(!name.empty(), "no name is empty");
     const auto before = names;
     ended(Command::nlst, text);
-    require(names == before, "the names outlast the callback");
+    require(names == before, "the names are valid until the callback returns");
   }
   void onNlstFailed(const std::string& text) override { ended(Command::nlst, text); }
   void onRetrieve(const std::string& fileName, const std::string& text, std::string* content) override {
-    require(fileName == "file", "the file is the one that was asked for");
-    require(content != nullptr && sent_.any(*content), "the content is what was sent");
+    require(fileName == "file", "the file is the requested one");
+    require(content != nullptr && sent_.any(*content), "the content is what the server sent");
     delete content;
     ended(Command::retr, text);
-    require(fileName == "file", "its name outlasts the callback");
+    require(fileName == "file", "the file name is valid until the callback returns");
   }
   void onRetrieveFailed(const std::string& fileName, const std::string& text) override {
-    require(fileName == "file", "the file is the one that was asked for");
+    require(fileName == "file", "the file is the requested one");
     ended(Command::retr, text);
-    require(fileName == "file", "its name outlasts the callback");
+    require(fileName == "file", "the file name is valid until the callback returns");
   }
 
  private:
   enum class Command { none, pwd, cwd, cdup, nlst, retr, quit };
 
-  // A host that answers each failure with the command that failed must give up some time.
-  static constexpr unsigned mostDecisions = 100;
+  // Bounds a run in which each failure starts the failed command again.
+  static constexpr unsigned maxDecisions = 100;
 
   void ended(Command command, const std::string& text) {
-    require(outstanding_ == command, "an outcome is that of the command in progress");
+    require(outstanding_ == command, "the outcome belongs to the command in progress");
     outstanding_ = Command::none;
     const std::string before = text;
-    goOn();
-    require(text == before, "the text outlasts the callback");
+    startNext();
+    require(text == before, "the text is valid until the callback returns");
   }
 
-  void goOn() {
-    require(dispatcher_.isWorker(), "callbacks come on the worker");
-    require(!gone_, "nothing comes once the session has gone");
-    if (decided_ >= mostDecisions) return;
+  void startNext() {
+    require(dispatcher_.isWorker(), "callbacks run on the worker");
+    require(!destroyed_, "no callback comes after the session was destroyed");
+    if (decided_ >= maxDecisions) return;
     const unsigned number = decided_++;
-    const bool told = number < decisions_.size();
-    decide(told ? static_cast<unsigned char>(decisions_[number]) % 12U : number % 7U);
+    const bool given = number < decisions_.size();
+    decide(given ? static_cast<unsigned char>(decisions_[number]) % 12U : number % 7U);
   }
 
   void decide(unsigned decision) {
@@ -161,34 +162,34 @@ class SessionHost : public tovik::ftp::FTPclient {
   }
 
   void issue(Command command, const std::function<tovik::Result()>& operation) {
-    // Set first: the outcome may come from inside the operation.
+    // Set first: the operation may report the outcome before it returns.
     const Command before = std::exchange(outstanding_, command);
-    const bool taken = bool{operation()};
-    require(!taken || before == Command::none, "no command is taken while one is in progress");
-    require(taken || before != Command::none || destroying_, "a command is taken when none is in progress");
-    if (!taken) outstanding_ = before;
+    const bool accepted = bool{operation()};
+    require(!accepted || before == Command::none, "no command is accepted while one is in progress");
+    require(accepted || before != Command::none || destroying_, "a command is accepted when none is in progress");
+    if (!accepted) outstanding_ = before;
   }
 
   void startAgain() {
     if (disconnected_ != started_) return;
-    // Counted first: the worker may report the end before this thread goes on.
+    // Counted first: the worker may report the end before start returns.
     ++started_;
     if (!controller_->start()) --started_;
   }
 
   void destroyInside() {
-    if (claimed_.exchange(true)) return;
+    if (reserved_.exchange(true)) return;
     discardContent();
     destroy();
   }
 
-  /// What a failed transfer had received is not freed by the controller's destructor.
+  /// The controller's destructor does not free the partial content of a failed transfer.
   void discardContent() { delete std::exchange(controller_->received, nullptr); }
 
   void destroy() {
     destroying_ = true;
     delete controller_;
-    gone_ = true;
+    destroyed_ = true;
   }
 
   const Dispatcher& dispatcher_;
@@ -196,12 +197,12 @@ class SessionHost : public tovik::ftp::FTPclient {
   const std::string decisions_;
   tovik::ftp::Controller* controller_ = nullptr;
 
-  std::atomic<bool> claimed_{false};  // somebody is about to stop or destroy the session
+  std::atomic<bool> reserved_{false};  // a thread is about to stop or destroy the session
   std::atomic<bool> destroying_{false};
-  std::atomic<bool> gone_{false};
+  std::atomic<bool> destroyed_{false};
   std::atomic<int> started_{0};
 
-  // The worker's alone, but for the end.
+  // Used by the worker only, except for the final check.
   std::atomic<int> disconnected_{0};
   Command outstanding_ = Command::none;
   unsigned decided_ = 0;

@@ -15,25 +15,25 @@ namespace fuzz {
 
 inline tovik::Address localHost(unsigned short port) {
   tovik::Address address(port);
-  require(bool{address.set_host("127.0.0.1")}, "there is a local host");
+  require(bool{address.set_host("127.0.0.1")}, "127.0.0.1 is a host");
   return address;
 }
 
-/// Where the server's clients connect to; the same for all runs.
+/// A listening socket of the server; shared by all runs.
 class Listener {
  public:
   Listener() {
     require(bool{socket_.open(tovik::Protocol::tcp)} && bool{socket_.listen(localHost(0))}, "the server can listen");
   }
   tovik::Address address() const { return socket_.localAddress(); }
-  /// The connection that waits, or one that is not open.
+  /// Accepts a waiting connection. Returns a closed socket if there is none.
   tovik::Socket accept() {
     tovik::Socket connection;
     tovik::Address remote(0);
     static_cast<void>(socket_.accept(connection, remote));
     return connection;
   }
-  void forget() {
+  void dropWaiting() {
     while (accept().isOpen()) {
     }
   }
@@ -42,7 +42,7 @@ class Listener {
   tovik::Socket socket_;
 };
 
-/// One of the server's connections. Whatever it is asked when it is not open, it does not do.
+/// A connection of the server. Operations do nothing while it is closed.
 class Peer {
  public:
   explicit Peer(SentStreams& sent) : sent_(sent) {}
@@ -55,7 +55,7 @@ class Peer {
   void send(const std::string& bytes) {
     if (!isOpen() || bytes.empty()) return;
     sent_.add(stream_, bytes);
-    // What did not go whole would leave a gap.
+    // A partial send would leave a gap in the stream.
     if (socket_.send(bytes.data(), bytes.size()) != static_cast<long>(bytes.size())) socket_.close();
   }
   std::string receive() {
@@ -89,7 +89,7 @@ class Peer {
   std::size_t stream_ = 0;
 };
 
-/// A server that does as it is told, however wrong.
+/// A server that executes single actions, also wrong ones.
 class SessionServer {
  public:
   SessionServer(Listener& controlListener, Listener& dataListener, SentStreams& sent)
@@ -100,13 +100,13 @@ class SessionServer {
 
   void acceptControl() { control_.open(controlListener_.accept()); }
   void acceptData() { data_.open(dataListener_.accept()); }
-  /// Connects to where the client's last PORT told it to; false when there was none, or nobody listens there.
+  /// Connects to the address of the client's last PORT. Returns false if there was none, or nothing listens there.
   bool connectData() {
     if (announced_ == 0) return false;
     tovik::Socket socket;
     bool connected = false;
     if (!socket.open(tovik::Protocol::tcp) || !socket.connect(localHost(announced_), connected)) return false;
-    // Where nobody listens the kernel may choose that very port, and connect the socket to itself.
+    // If nothing listens there, the kernel may choose the same port and connect the socket to itself.
     if (socket.localAddress() == localHost(announced_)) return false;
     data_.open(std::move(socket));
     return true;
@@ -116,11 +116,12 @@ class SessionServer {
   void reply(const std::string& line) { control_.send(line + "\r\n"); }
   std::string passiveReply() const {
     std::string text;
-    require(bool{tovik::ftp::ProtocolInterpreter::convertAddr(dataListener_.address(), text)}, "addresses have texts");
+    require(bool{tovik::ftp::ProtocolInterpreter::convertAddr(dataListener_.address(), text)},
+            "every address can be formatted");
     return "227 Entering Passive Mode (" + text + ").";
   }
 
-  /// The last command that came since this was last asked, without its argument; empty when none did.
+  /// The last command received since the previous call, without its argument; empty if there was none.
   std::string takeCommand() {
     std::string command;
     const std::string received = control_.receive();
@@ -139,14 +140,14 @@ class SessionServer {
   void close() {
     control_.close();
     data_.close();
-    controlListener_.forget();
-    dataListener_.forget();
+    controlListener_.dropWaiting();
+    dataListener_.dropWaiting();
   }
 
  private:
   static unsigned short portIn(const std::string& text) {
     tovik::Address address(0);
-    require(bool{tovik::ftp::ProtocolInterpreter::convertAddr(text, address)}, "the client announces an address");
+    require(bool{tovik::ftp::ProtocolInterpreter::convertAddr(text, address)}, "PORT contains a valid address");
     return address.port();
   }
 
