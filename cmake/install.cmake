@@ -8,7 +8,7 @@ foreach(kind IN ITEMS static shared)
       DESTINATION ${package_dir} COMPONENT development)
   endforeach()
 endforeach()
-# Before 1.0 each minor version may break the interface.
+# Before 1.0 each minor version may break the API.
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/tovik_ftp_bridge-config-version.cmake
   COMPATIBILITY SameMinorVersion)
 install(FILES
@@ -16,8 +16,8 @@ install(FILES
   ${PROJECT_BINARY_DIR}/tovik_ftp_bridge-config-version.cmake
   DESTINATION ${package_dir} COMPONENT development)
 
-# From the .pc file's folder to the prefix, so that an installed tree may be moved. Where a folder was given as an
-# absolute path that can't be.
+# The .pc file refers to the prefix relative to its own folder, so that an installed tree can be moved, unless a folder was
+# given as an absolute path.
 cmake_path(IS_ABSOLUTE CMAKE_INSTALL_LIBDIR libdir_is_absolute)
 if(libdir_is_absolute)
   set(pc_prefix ${CMAKE_INSTALL_PREFIX})

@@ -1,12 +1,12 @@
-# Debian's folder for libraries serves under every prefix, not just under /usr, where it would be chosen anyway: the
-# compiler's search path, CMake's and pkg-config's know it.
+# Use Debian's library folder under every prefix, not only under /usr, where GNUInstallDirs chooses it anyway: the
+# compiler, CMake and pkg-config search it.
 if(PROJECT_IS_TOP_LEVEL AND EXISTS /etc/debian_version AND CMAKE_LIBRARY_ARCHITECTURE)
   set(CMAKE_INSTALL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE} CACHE PATH "Libraries, under the prefix")
 endif()
 include(GNUInstallDirs)
 
-# A static and a shared library of the same objects, with the names <name>_static and <name>_shared. <namespace>::<name>,
-# as NAME says it, stands for the one that a host's BUILD_SHARED_LIBS asks for, in its tree and from what is installed.
+# Adds a static and a shared library from the same objects: <namespace>::<name>_static and <namespace>::<name>_shared.
+# <namespace>::<name> is the one that BUILD_SHARED_LIBS selects, in the source tree and in the installed package.
 #
 #     tovik_add_library(<target> NAME <namespace>::<name> SOURCES <file>... [LINK <namespace>::<name>...])
 function(tovik_add_library target)
@@ -16,7 +16,7 @@ function(tovik_add_library target)
   list(GET name 1 exported)
 
   add_library(${target}_objects OBJECT ${library_SOURCES})
-  # Nothing replaces a function of these libraries at run time, so calls inside them need not allow for it.
+  # Functions of these libraries are not replaced at run time, so calls inside them may be inlined.
   target_compile_options(${target}_objects PRIVATE -fno-semantic-interposition)
   target_link_libraries(${target}_objects PUBLIC Threads::Threads ${library_LINK} PRIVATE tovik_warnings)
   target_include_directories(${target}_objects
@@ -41,15 +41,15 @@ function(tovik_add_library target)
     endif()
   endforeach()
 
-  # Templates of the standard library, made for the classes here, are not this library's to give away.
+  # Don't export instantiations of standard library templates.
   set(exports ${PROJECT_SOURCE_DIR}/cmake/exports.map)
   target_link_options(${target}_shared PRIVATE LINKER:--version-script=${exports})
-  # Before 1.0 each minor version may break the binary interface.
+  # Before 1.0 each minor version may break the ABI.
   set_target_properties(${target}_shared PROPERTIES
     LINK_DEPENDS ${exports}
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
-  # This project's own tests look at what a shared library hides.
+  # The tests of this project use hidden symbols, so they link the static libraries.
   if(BUILD_SHARED_LIBS AND NOT PROJECT_IS_TOP_LEVEL)
     add_library(${library_NAME} ALIAS ${target}_shared)
   else()

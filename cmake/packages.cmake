@@ -1,5 +1,4 @@
-# cpack, in the build folder, makes three .deb packages: the shared libraries, what it takes to build with them, and the
-# tools.
+# cpack, run in the build folder, makes three .deb packages: the shared libraries, the files for development, and the tools.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "tovik maintainers <maintainers@tovik.invalid>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)

@@ -20,5 +20,5 @@ refuses() {
   grep -q "$reason" log || { cat log; fail "refused for another reason"; }
   rm -r refused
 }
-reason='The components are static and shared' refuses -DVERSION="$VERSION" -DKIND='static;shared'
+reason='COMPONENTS must be either static or shared' refuses -DVERSION="$VERSION" -DKIND='static;shared'
 reason='compatible with requested version' refuses -DVERSION="$((${VERSION%%.*} + 1))" -DKIND=static
