@@ -94,7 +94,8 @@ ssize_t receiveShort(int descriptor, void* data) {
 
 }  // namespace
 
-// In the place of the library's. One that is missing here brings in the library's object, and the program does not link.
+// In the place of the library's. One that is missing here brings in the library's object, and the program does not
+// link.
 namespace tovik::sys {
 
 int socket(int domain, int type, int protocol) {
