@@ -9,17 +9,17 @@
 
 namespace qk {
 
-/// The standard mutex, known to clang's thread safety analysis. Constant-initialised, and its destructor does nothing:
-/// one with static storage serves until the process has ended.
+/// std::mutex with the annotations of clang's thread safety analysis. Its constructor is constexpr and its destructor
+/// does nothing, so a mutex with static storage can be used until the process ends.
 class QK_CAPABILITY QK_LOGGING_API Mutex {
  public:
   constexpr Mutex() = default;
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
-  /// Waits until no other thread holds it. The caller does not hold it.
+  /// Waits until no other thread holds the mutex. REQUIRES: the caller does not hold it.
   void lock() QK_ACQUIRE() { native_.lock(); }
-  /// The caller holds it.
+  /// REQUIRES: the caller holds the mutex.
   void unlock() QK_RELEASE() { native_.unlock(); }
 
  private:
@@ -27,31 +27,31 @@ class QK_CAPABILITY QK_LOGGING_API Mutex {
   std::mutex native_;
 };
 
-/// Holds a mutex while it lives, but for the time between unlock and lock.
+/// Holds a mutex while it exists, except between unlock and lock.
 class QK_SCOPED_CAPABILITY QK_LOGGING_API MutexLock {
  public:
-  /// Waits for the mutex, which outlives the lock.
+  /// Waits for the mutex, which must outlive this object.
   explicit MutexLock(Mutex& mutex) QK_ACQUIRE(mutex) : lock_(mutex) {}
   MutexLock(const MutexLock&) = delete;
   MutexLock& operator=(const MutexLock&) = delete;
   ~MutexLock() QK_RELEASE() = default;
 
-  /// Only after unlock.
+  /// Waits for the mutex again. REQUIRES: unlock was called.
   void lock() QK_ACQUIRE() { lock_.lock(); }
-  /// Releases the mutex early.
+  /// Releases the mutex before the end of the scope.
   void unlock() QK_RELEASE() { lock_.unlock(); }
 
  private:
   std::unique_lock<Mutex> lock_;
 };
 
-/// The standard condition variable for a Mutex. A wait releases the mutex and holds it again when it returns; it may
-/// return without any notification.
+/// A condition variable for a Mutex. A wait releases the mutex and holds it again when it returns. It may return
+/// without a notification.
 class QK_LOGGING_API ConditionVariable {
  public:
-  /// Wakes one thread that waits.
+  /// Wakes one waiting thread.
   void notify_one() noexcept { native_.notify_one(); }
-  /// Wakes all of them.
+  /// Wakes all waiting threads.
   void notify_all() noexcept { native_.notify_all(); }
 
   /// Waits for a notification.
@@ -60,7 +60,7 @@ class QK_LOGGING_API ConditionVariable {
     native_.wait(lock);
     lock.release();
   }
-  /// The same, and no longer than until then. False once that time has come.
+  /// Waits for a notification until end at the latest. Returns false if end has come.
   template <class Clock, class Duration>
   bool wait_until(Mutex& mutex, const std::chrono::time_point<Clock, Duration>& end) QK_REQUIRES(mutex) {
     std::unique_lock lock(mutex.native_, std::adopt_lock);

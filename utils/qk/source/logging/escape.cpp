@@ -8,8 +8,8 @@ namespace qk::logging {
 
 namespace {
 
-/// What may start with one lead byte: how long it is, and which second bytes keep it from being overlong, a surrogate,
-/// above U+10FFFF or a control character of U+0080 to U+009F.
+/// The UTF-8 sequences that start with one of these lead bytes: their length, and the second bytes that are allowed.
+/// These exclude overlong forms, surrogates, numbers above U+10FFFF and the control characters U+0080 to U+009F.
 struct Sequence {
   unsigned char firstLead;
   unsigned char lastLead;
@@ -42,7 +42,7 @@ bool startsWith(std::string_view text, const Sequence& sequence) {
                              [](char character) { return isBetween(character, 0x80, 0xbf); });
 }
 
-/// The bytes of the printable character that the text starts with; 0: none.
+/// Returns the length of the printable character at the start of the text, or 0 if there is none.
 std::size_t printableLength(std::string_view text) {
   if (isBetween(text[0], 0x20, 0x7e)) return 1;
   const auto found =

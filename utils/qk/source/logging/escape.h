@@ -5,8 +5,8 @@
 
 namespace qk::logging {
 
-/// Appends the text as a terminal may safely show it on one line: well-formed UTF-8 passes; control characters, those
-/// above U+007F too, and all other bytes become \n, \r, \t or \xNN. A backslash stands as it is.
+/// Appends the text in a form that a terminal can safely show on one line. Well-formed UTF-8 is kept. Control
+/// characters, including U+0080 to U+009F, and all other bytes become \n, \r, \t or \xNN. A backslash is kept.
 void appendEscaped(std::string& line, std::string_view text);
 
 }  // namespace qk::logging

@@ -8,7 +8,7 @@
 
 namespace qk::logging {
 
-/// Marks an entry as running on this thread, for as long as the mark lives.
+/// Marks an entry as running on this thread while the mark exists.
 class HandlerList::Running {
  public:
   explicit Running(const Entry& entry) : entry_(entry), outer_(innermost) { innermost = this; }

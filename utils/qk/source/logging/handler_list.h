@@ -8,17 +8,17 @@
 
 namespace qk::logging {
 
-/// The handlers at one moment, in the order in which they were added. Never changes, so threads share it without a
+/// The handlers at one point in time, in the order in which they were added. Immutable, so threads share it without a
 /// lock.
 class HandlerList {
  public:
   HandlerList() = default;
 
   std::shared_ptr<const HandlerList> with(HandlerId id, Handler handler) const;
-  /// Null: no such handler.
+  /// Returns null if there is no such handler.
   std::shared_ptr<const HandlerList> without(HandlerId id) const;
 
-  /// Calls each handler that isn't running on this thread already. False: no handler was called.
+  /// Calls each handler that is not already running on this thread. Returns false if it called none.
   bool deliver(const Record& record) const noexcept;
 
  private:
@@ -35,7 +35,7 @@ class HandlerList {
   Entries entries_;
 };
 
-/// The handlers for the record that this thread is about to emit: those pinned for it, else the present ones.
+/// Returns the handlers for the record that this thread is about to emit: the pinned ones, or else the current ones.
 std::shared_ptr<const HandlerList> takeHandlers() noexcept;
 
 }  // namespace qk::logging

@@ -13,10 +13,10 @@ namespace qk::logging {
 
 namespace {
 
-/// The process's one set of handlers.
+/// The handlers of the process.
 class Registry {
  public:
-  /// Never destroyed, so that the destructors of statics may log.
+  /// Never destroyed, so that destructors of static objects can log.
   static Registry& instance() noexcept {
     alignas(Registry) static std::array<std::byte, sizeof(Registry)> storage;
     static Registry& registry = *new (storage.data()) Registry;
@@ -29,7 +29,7 @@ class Registry {
   }
 
   HandlerId add(Handler handler) {
-    // Declared before the lock: the list that is replaced may take a callable with it, whose destructor may log.
+    // Declared before the lock, and so destroyed after it: the old list may own a callable whose destructor logs.
     std::shared_ptr<const HandlerList> list;
     const MutexLock lock(mutex_);
     list = handlers_->with(lastId_ + 1, std::move(handler));
@@ -50,7 +50,7 @@ class Registry {
   const HandlerList none_{};
 
   Mutex mutex_;
-  // At first none_, not owned: to log needs no memory here.
+  // Initially none_, not owned, so that logging needs no memory here.
   std::shared_ptr<const HandlerList> handlers_ QK_GUARDED_BY(mutex_){std::shared_ptr<const HandlerList>(), &none_};
   HandlerId lastId_ QK_GUARDED_BY(mutex_) = 0;
 };
@@ -75,7 +75,7 @@ HandlerPin::~HandlerPin() { innermostPin = outer_; }
 HandlerPin ForceLockHandlers() noexcept { return {}; }
 
 std::shared_ptr<const HandlerList> takeHandlers() noexcept {
-  // A pin serves one record: what a handler emits while that one is being delivered finds the handlers of its own time.
+  // A pin is for one record. A record that a handler emits during its delivery uses the handlers of its own time.
   if (innermostPin != nullptr && innermostPin->handlers_ != nullptr)
     return std::exchange(innermostPin->handlers_, nullptr);
   return Registry::instance().handlers();

@@ -17,10 +17,10 @@ namespace qk::logging {
 namespace {
 
 constinit thread_local std::ostringstream* threadStream = nullptr;
-/// Whether a Logger that lives on this thread writes into the thread's stream.
+/// True while a Logger on this thread writes to the thread's stream.
 constinit thread_local bool lent = false;
 
-/// A new stream has the host's global locale, which may group a number's digits.
+/// A new stream has the global locale, which may group the digits of numbers.
 std::ostringstream makeStream() {
   std::ostringstream stream;
   stream.imbue(std::locale::classic());
@@ -32,8 +32,9 @@ void destroyThreadStream(void* stream) {
   threadStream = nullptr;
 }
 
-/// A thread_local object would be destroyed before the statics and before some of the thread's other objects, all of
-/// which may log in their destructors. A key's value goes after all thread_local ones, and the main thread's never.
+/// A thread_local object would be destroyed before static objects and some of the thread's other objects, which may log
+/// in their destructors. The value of a key is destroyed after all thread_local objects, and that of the main thread
+/// never.
 pthread_key_t streamKey() {
   static const pthread_key_t key = [] {
     pthread_key_t made{};
@@ -50,7 +51,7 @@ std::ostringstream* makeThreadStream() {
   return stream.release();
 }
 
-/// The thread's stream; where it has none and can't have one, the spare stream, which this makes.
+/// Returns the thread's stream. If it can't be created, creates the spare stream and returns that.
 std::ostringstream& threadStreamOr(std::optional<std::ostringstream>& spare) {
   try {
     return GetThreadLocalStream();
@@ -86,7 +87,7 @@ Logger::~Logger() {
     LogMessage(level_, subCode_, decodeType_, source_, file_, line_, std::move(stream_).str(), extra_);
   }
   if (ownsStream()) return;
-  // A swap takes along all that a site may have changed: formatting, error state, locale, exception mask.
+  // swap also restores what the log statement may have changed: formatting, error state, locale, exception mask.
   if (spare_) {
     stream_.swap(*spare_);
   } else {

@@ -16,7 +16,7 @@ namespace qk::logging {
 
 namespace {
 
-/// Gives up on any error but an interruption: there is no better place left to tell of it.
+/// Stops at any error except an interruption: there is no other place to report it.
 void writeWhole(std::string_view line) noexcept {
   while (!line.empty()) {
     const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());

@@ -6,10 +6,11 @@
 
 namespace qk::logging {
 
-/// The record as one line in one write. Throws std::bad_alloc; then nothing has been written.
+/// Writes the record as one line, in one write. Throws std::bad_alloc; nothing is written then.
 void writeToStandardError(const Record& record);
 
-/// A line about the library's own trouble, the detail escaped. Without memory the line says only that.
+/// Writes a line about a failure of the library itself, with the detail escaped. Out of memory, the line says only
+/// that.
 void complainOnStandardError(std::string_view complaint, std::string_view detail = {}) noexcept;
 
 }  // namespace qk::logging

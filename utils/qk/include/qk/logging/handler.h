@@ -7,17 +7,17 @@
 
 namespace qk::logging {
 
-/// Takes each emitted record, on the thread that emits it and with no lock held. Several threads may be inside the same
-/// handler at once.
+/// Receives each emitted record.
 ///
-/// A handler may log, add and remove handlers, itself included. A record that it causes while it runs passes it by and
-/// goes to the others, so a handler that logs doesn't call itself for ever. If it throws, the other handlers still get
-/// the record and standard error gets one line that says so.
-///
-/// A handler runs inside whatever code logs, so it must not destroy or end the object that is logging, nor wait for
-/// another thread to do so: leave that to a later moment, outside the handler.
+/// Threads:   called on the thread that emits the record, with no lock held. Several threads may run the same handler
+///            at the same time.
+/// Callbacks: a handler may log, and may add and remove handlers, including itself. A record that is emitted while a
+///            handler runs on the same thread is passed to the other handlers only, so a handler that logs does not
+///            call itself forever. It must not destroy or stop the object that is logging, nor wait for another thread
+///            that does.
+/// Errors:    if a handler throws, the other handlers still receive the record, and one line on standard error says so.
 using Handler = std::function<void(const Record&)>;
-/// Identifies a handler to RemoveHandler; never given twice.
+/// Identifies a handler for RemoveHandler. Never used twice.
 using HandlerId = std::uint64_t;
 
 }  // namespace qk::logging

@@ -10,19 +10,19 @@ namespace qk::logging {
 
 class HandlerList;
 
-/// Hands the records emitted from now on to the handler, after those added before it. Any thread.
-/// Throws std::invalid_argument for an empty handler, std::bad_alloc; then nothing has been added.
+/// Adds a handler for the records emitted from now on; it is called after the handlers added before it. Any thread may
+/// call it. Throws std::invalid_argument if the handler is empty, and std::bad_alloc; nothing is added then.
 [[nodiscard]] QK_LOGGING_API HandlerId AddHandler(Handler handler);
 
-/// False: no such handler, or removed before. Any thread. A record that another thread is emitting at this moment may
-/// still reach the handler after the return; the callable is kept until then, and goes on whichever thread lets go of
-/// it last. So it should share what it uses, not borrow it from the one that removes it.
-/// Throws std::bad_alloc; then nothing has been removed.
+/// Removes a handler. Returns false if there is no such handler, or not any more. Any thread may call it. A record that
+/// another thread is emitting may still reach the handler after the return. The handler is kept until then and is
+/// destroyed by the thread that releases it last, so it should share what it uses and not borrow it from the caller.
+/// Throws std::bad_alloc; nothing is removed then.
 QK_LOGGING_API bool RemoveHandler(HandlerId id);
 
-/// Holds the handlers of one record, so that all of them get it whatever is added or removed meanwhile.
+/// Keeps the set of handlers for one record, so that handlers added or removed meanwhile make no difference.
 ///
-/// Threads: built, used and destroyed on one thread, the innermost first.
+/// Threads: created and destroyed on one thread, in reverse order of creation.
 class [[nodiscard]] QK_LOGGING_API HandlerPin {
  public:
   ~HandlerPin();
@@ -39,8 +39,8 @@ class [[nodiscard]] QK_LOGGING_API HandlerPin {
   HandlerPin* const outer_;
 };
 
-/// Pins the present handlers for the next record that this thread emits; further ones find their own. Holds no lock:
-/// handlers may be added and removed while the pin stands.
+/// Pins the current handlers for the next record that this thread emits. Later records use the handlers of their own
+/// time. Holds no lock: handlers may be added and removed while the pin exists.
 QK_LOGGING_API HandlerPin ForceLockHandlers() noexcept;
 
 }  // namespace qk::logging

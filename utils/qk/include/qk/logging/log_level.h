@@ -4,18 +4,18 @@
 
 namespace qk::logging {
 
-/// How much a record matters: the higher the number, the more. The named levels leave room between them.
+/// The importance of a record: a higher number is more important. Numbers between the named levels may be used.
 class QK_LOGGING_API LogLevel {
  public:
-  /// Any number, implicitly; negative ones are below Trace.
+  /// Converts from any number; negative numbers are below Trace.
   constexpr LogLevel(int number) : number_(number) {}
-  /// The number, by which levels compare.
+  /// The number. Levels are compared by it.
   constexpr operator int() const { return number_; }
 
   static const LogLevel Trace;    ///< 0: every step
   static const LogLevel Debug;    ///< 10
   static const LogLevel Info;     ///< 20
-  static const LogLevel Warning;  ///< 30: something is lost or refused; the threshold at first
+  static const LogLevel Warning;  ///< 30: something is lost or refused; the initial threshold
   static const LogLevel Error;    ///< 40
 
  private:
@@ -28,14 +28,15 @@ inline constexpr LogLevel LogLevel::Info{20};
 inline constexpr LogLevel LogLevel::Warning{30};
 inline constexpr LogLevel LogLevel::Error{40};
 
-/// The lowest level whose records are emitted; 30 at first. Read it with IsEnabled and write it with SetMinLogLevel
-/// where other threads may log: a plain access then races with theirs.
+/// The threshold: the lowest level whose records are emitted, initially 30. While other threads may log, read it with
+/// IsEnabled and set it with SetMinLogLevel; a plain access is a data race then.
 QK_LOGGING_API extern int g_minLogLevel;
 
-/// Any thread, at any time. Sites that another thread has already entered still emit by the old threshold.
+/// Sets the threshold. Any thread may call it at any time. A log statement that is already running on another thread
+/// still uses the old threshold.
 QK_LOGGING_API void SetMinLogLevel(LogLevel level);
 
-/// Whether a site of this level emits at present. Any thread.
+/// Returns true if records of this level are emitted at present. Any thread may call it.
 inline bool IsEnabled(LogLevel level) { return level >= __atomic_load_n(&g_minLogLevel, __ATOMIC_RELAXED); }
 
 }  // namespace qk::logging

@@ -10,39 +10,39 @@
 
 namespace qk::logging {
 
-/// Emits one record, whatever its level: the threshold is the log site's affair. Any thread; never throws.
+/// Emits one record, whatever its level: QK_LOG compares the level with the threshold. Any thread may call it. Never
+/// throws.
 ///
-/// The record goes to the handlers. One that no handler takes is written to standard error, as one line in one write:
+/// The record is passed to the handlers. If there are none, it is written to standard error as one line, in one write:
 ///
 ///     2026-11-21 12:00:00.123456 [30] file.cpp:12 text
 ///
-/// with the local time, then " | " and the extra text if there is one. Control characters and bytes that aren't UTF-8
-/// appear as `\n`, `\x1b` and the like, so a text can neither fake a second line nor drive the terminal.
+/// with the local time, followed by " | " and the extra text if there is one. Control characters and bytes that are not
+/// UTF-8 are written as `\n`, `\x1b` and the like, so a text can neither forge a second line nor control the terminal.
 ///
-/// A record that cannot be built for want of memory is lost, and standard error says so.
+/// If memory runs out, the record is lost, and a line on standard error says so.
 ///
-/// A null file counts as empty; handlers may keep the pointer, so it should last as __FILE__ does.
+/// file may be null, which means empty. Handlers may keep the pointer, so the text should exist as long as __FILE__.
 QK_LOGGING_API void LogMessage(LogLevel level, unsigned int subCode, DecodeType decodeType,
                                const std::shared_ptr<const Source>& source, const char* file, int line,
                                const std::string& text, const std::string& extra) noexcept;
 
-/// The stream that this thread's Loggers write into: made on first use, destroyed with the thread, usable from the
-/// destructors of statics and of thread-local objects. Empty and in the classic locale while no Logger lives; leave
-/// writing to them.
-/// Throws std::bad_alloc, std::system_error if the system has no thread-specific key left.
+/// Returns the stream that the Loggers of this thread write to. It is created on first use and destroyed with the
+/// thread, and can be used in destructors of static and thread-local objects. While no Logger exists, it is empty and
+/// in the classic locale. Only Loggers should write to it. Throws std::bad_alloc, and std::system_error if the system
+/// has no thread-specific key left.
 QK_LOGGING_API std::ostringstream& GetThreadLocalStream();
 
-/// Builds one record: what is streamed until the destructor is its text.
+/// Builds one record. Its text is what is written to stream(); the destructor emits it.
 ///
-/// Threads: built, used and destroyed on one thread, the innermost first: one that is built while another lives on the
-///          same thread (a site in an operand of another site, or in a handler) leaves the other's text and formatting
-///          as they were.
-/// Format:  as a new stream's, and in the classic locale, whatever the host's global one is.
-/// Errors:  the constructor throws std::bad_alloc if there is no memory for the copy of extra, which an empty one does
-///          not need; the destructor never throws. Where GetThreadLocalStream throws, the text is written into a
-///          stream of the Logger's own. What the stream refuses (after a null char*, or when out of memory) is missing
-///          from the text; a record that cannot be built is lost, as LogMessage says. None of it reaches the next
-///          record, nor does formatting.
+/// Threads: created, used and destroyed on one thread, in reverse order of creation. A Logger that is created while
+///          another one exists on the same thread (in an operand of a log statement, or in a handler) does not change
+///          the other's text and formatting.
+/// Format:  that of a new stream in the classic locale, whatever the global locale is.
+/// Errors:  the constructor throws std::bad_alloc if there is no memory for the copy of a non-empty extra. The
+///          destructor never throws. If GetThreadLocalStream throws, the Logger writes to a stream of its own. Text
+///          that the stream rejects (after a null char*, or out of memory) is missing from the record. A record that
+///          can't be built is lost, see LogMessage. Neither errors nor formatting affect the next record.
 class QK_LOGGING_API Logger {
  public:
   /// The arguments are those of LogMessage; source and extra are copied.
@@ -52,7 +52,7 @@ class QK_LOGGING_API Logger {
   Logger(const Logger&) = delete;
   Logger& operator=(const Logger&) = delete;
 
-  /// Where the text goes.
+  /// The stream for the record's text. Valid until the Logger is destroyed.
   std::ostream& stream() { return stream_; }
 
  private:
@@ -66,7 +66,7 @@ class QK_LOGGING_API Logger {
   const int line_;
   const std::string extra_;
 
-  // What the site around this one has written so far; or, where the thread has no stream, this site's own.
+  // The text so far of the Logger around this one; or this Logger's own stream, if the thread has none.
   std::optional<std::ostringstream> spare_;
   std::ostringstream& stream_;
 };

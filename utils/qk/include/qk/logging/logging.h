@@ -10,13 +10,13 @@
 #include "qk/logging/record.h"
 #include "qk/logging/visibility.h"
 
-/// A log site:
+/// Logs one record:
 ///
 ///     QK_LOG(qk::logging::LogLevel::Warning) << "gave up after " << attempts << " attempts";
 ///
-/// Below the threshold it costs one load and one comparison, and no operand is evaluated. Stands wherever an expression
-/// statement does, an unbraced if included. The level should have no side effects: it is evaluated once more if
-/// emitted.
+/// Below the threshold it costs one load and one comparison, and evaluates no operand. It can be used wherever an
+/// expression statement can, including an if without braces. The level should have no side effects: it is evaluated a
+/// second time if the record is emitted.
 #define QK_LOG(level)                                                                                              \
   !::qk::logging::IsEnabled(level)                                                                                 \
       ? static_cast<void>(0)                                                                                       \
@@ -29,7 +29,7 @@ namespace qk::logging {
 
 /// Gives both branches of QK_LOG the type void; its operator binds less tightly than << and more tightly than ?:.
 struct QK_LOGGING_API Voidify {
-  /// Swallows the finished stream.
+  /// Discards the result of the last <<.
   void operator&(std::ostream&) const {}
 };
 

@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what a shared library of this code shows; everything else in it is hidden.
+/// Exports a class or function from the shared library, which hides everything else.
 #define QK_LOGGING_API [[gnu::visibility("default")]]
