@@ -16,8 +16,8 @@ install(FILES
   ${PROJECT_BINARY_DIR}/tovik_ftp_bridge-config-version.cmake
   DESTINATION ${package_dir} COMPONENT development)
 
-# The .pc file refers to the prefix relative to its own folder, so that an installed tree can be moved, unless a folder was
-# given as an absolute path.
+# The .pc file refers to the prefix relative to its own folder, so that an installed tree can be moved, unless a folder
+# was given as an absolute path.
 cmake_path(IS_ABSOLUTE CMAKE_INSTALL_LIBDIR libdir_is_absolute)
 if(libdir_is_absolute)
   set(pc_prefix ${CMAKE_INSTALL_PREFIX})

@@ -1,4 +1,4 @@
-# cpack, run in the build folder, makes three .deb packages: the shared libraries, the files for development, and the tools.
+# cpack, run in the build folder, makes three .deb packages: the shared libraries, the files for development, the tools.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "tovik maintainers <maintainers@tovik.invalid>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
