@@ -99,7 +99,7 @@ void FetchSession::onRetrieveFailed(const std::string& fileName, const std::stri
   fetchNext();
 }
 
-/// Ends the startWork of all sessions. Only the first caller prints the problem.
+/// Ends the work of all sessions. Only the first caller prints the problem.
 void FetchSession::abandonAll(const std::string& problem) {
   if (const auto left = job_.names.drop()) {
     report_.problem(problem);

@@ -16,7 +16,7 @@ constexpr std::size_t maxNameWidth = 56;
 constexpr std::size_t barWidth = 20;
 constexpr std::size_t minActivityWidth = 8;
 
-// From this width on, lines also show what is not essential.
+// From this width on, lines also show the rate and the bar.
 constexpr std::size_t wideTerminal = 55;
 
 std::string rate(double bytes, Seconds time) {

@@ -35,7 +35,7 @@ class Report {
   void problem(const std::string& text);
   /// Prints a message that does not count as a failure.
   void note(const std::string& text);
-  /// Counts files that were not attempted as failed.
+  /// Counts files that were not attempted; they count as failed.
   void notTried(unsigned long count);
   void trace(int level, const std::string& text);
 

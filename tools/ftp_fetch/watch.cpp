@@ -12,7 +12,7 @@ namespace {
 // Short enough for a smooth progress line, and for limits in whole seconds.
 constexpr int pause_ms = 200;
 
-// The time in which the session itself can notice its limit and report the refusal.
+// Time for the session itself to notice its limit and report the refusal.
 constexpr std::chrono::seconds grace{1};
 
 // The reply to QUIT is not worth a long wait.

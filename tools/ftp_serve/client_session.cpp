@@ -16,7 +16,7 @@ namespace ftp_serve {
 
 namespace {
 
-// Commands that a client may send while a transfer is in progress.
+// The number of commands that a client may send while a transfer is in progress.
 constexpr std::size_t maxQueuedCommands = 64;
 
 std::string quoted(const std::string& path) {

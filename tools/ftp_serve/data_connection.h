@@ -62,7 +62,7 @@ class DataConnection final : public tovik::Consumer, public tovik::ConsumerGener
   Owner& owner_;
   const tovik::Address peer_;
   std::unique_ptr<tovik::Server> listener_;
-  bool accepts_ = false;  // whether the connection whose events are being handled is the client's
+  bool accepts_ = false;  // whether to accept the connection whose events are being handled
   bool sendingAll_ = false;
   tovik::Channel* channel_ = nullptr;
 };
