@@ -24,7 +24,7 @@ void read(benchmark::State& state, std::initializer_list<std::string_view> lines
     for (const auto line : lines) interpreter.onData(&session.channel(), line.data(), line.size(), nullptr);
 }
 
-// The reply asks to wait, and a new session does nothing else with it: so this measures only the reading.
+// The reply asks to wait, and a new session ignores it, so this measures only the reading.
 void readsAReply(benchmark::State& state) {
   read(state, {"120 Service ready in a few minutes, be so kind and wait\r\n"});
 }

@@ -21,7 +21,7 @@ class CurlEasy {
   void chooseLogin();
   /// The next transfer retrieves the job's file on an existing connection, into an empty string.
   void chooseFile();
-  /// Each connection is closed with QUIT after its transfer.
+  /// Closes the connection with QUIT after each transfer.
   void closeAfterwards();
 
   CURL* handle() const { return handle_; }
