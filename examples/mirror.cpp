@@ -34,7 +34,7 @@ class Session : public tovik::ftp::FileRetriever {
     setController(&session_);
   }
 
-  /// Returns when the session has ended, or after a minute without an event: a refused login is not reported.
+  /// Returns when the session has ended, or after a minute without an event, since a refused login is not reported.
   void run() {
     if (!session_.start()) return;
     pollfd events{events_.number(), POLLIN, 0};
@@ -73,7 +73,7 @@ class Session : public tovik::ftp::FileRetriever {
   }
 
  private:
-  /// The server chooses the names: one must not lead out of the directory, and must not be two commands.
+  /// The server chooses the names: a name must not lead out of the directory or contain a second command.
   static bool isPlain(const std::string& name) {
     return name != "." && name != ".." && name.find_first_of(std::string("/\r\n\0", 4)) == std::string::npos;
   }

@@ -16,7 +16,8 @@ std::size_t lengthByFirstByte(unsigned char first) {
   return first < 0xf5 ? 4 : 0;
 }
 
-/// Some first bytes restrict the range of the second: overlong forms, surrogates, values above U+10FFFF.
+/// After some first bytes the range of the second byte is smaller, to exclude overlong forms, surrogates and values
+/// above U+10FFFF.
 bool fitTogether(unsigned char first, unsigned char second) {
   switch (first) {
     case 0xe0:
