@@ -6,32 +6,32 @@
 
 namespace tovik {
 
-/// The time that the deadlines and limits of a worker's connections go by. What blocks a thread (WorkerThread::join, a
-/// call or a stop with a limit, Server::waitForConnection) goes by the steady clock, whatever the worker's is.
+/// The clock of a worker: its timers and the time limits of its connections use it. Waits that block a thread
+/// (WorkerThread::join, a call or a stop with a limit, Server::waitForConnection) always use the steady clock.
 ///
 /// Threads:   any.
-/// Ownership: whoever gives a clock to a worker keeps it until that worker has been destroyed.
+/// Ownership: a clock must outlive the workers that use it.
 class TOVIK_API Clock {
  public:
-  /// A moment, by whichever clock.
+  /// A point in time.
   using Time = std::chrono::steady_clock::time_point;
 
-  /// The system's monotonic clock: what a worker goes by unless it is given another. Never destroyed.
+  /// The system's monotonic clock, which is the default. Never destroyed.
   static Clock& steady();
 
   Clock(const Clock&) = delete;
   Clock& operator=(const Clock&) = delete;
 
-  /// Never before what it has returned already.
+  /// Never earlier than a time that it has returned before.
   virtual Time now() = 0;
-  /// How many milliseconds a thread sleeps to wake when the deadline has come, not before: 0 when it has, -1 on a clock
-  /// that does not run by itself. Who moves such a clock then gives each worker a turn (WorkerThread::call).
+  /// How many milliseconds a thread has to sleep so that it does not wake before the deadline; 0 if that has passed, -1
+  /// for a clock that does not run by itself. After advancing such a clock, give each worker a turn
+  /// (WorkerThread::call).
   virtual int millisecondsUntil(Time deadline) = 0;
 
  protected:
   constexpr Clock() = default;
-  // Nobody destroys one that is borrowed; and the steady clock, without anything to destroy, serves while the program
-  // exits.
+  // Trivial, so that the steady clock can be used while the program exits.
   ~Clock() = default;
 };
 

@@ -8,38 +8,39 @@
 
 namespace tovik {
 
-/// Connection statistics while they grow.
+/// Counts what ConnectionStatistics reports.
 ///
-/// Threads:   read and countSentElsewhere by any thread; the rest on the worker: with one thread that writes, counting
-///            is a load and a store, and never a locked operation.
+/// Threads:   read and countSentElsewhere by any thread; the rest on the worker. With a single writer, counting is a
+/// load
+///            and a store, never a locked operation.
 /// Ownership: borrows the sum, which outlives it.
 class TOVIK_API ConnectionCounters {
  public:
-  /// Whatever is counted here counts in the sum too; null: there is none.
+  /// Everything is counted in the sum, too, which may be null.
   explicit ConnectionCounters(ConnectionCounters* sum = nullptr) : sum_(sum) {}
 
   /// A connection was started or accepted.
   void countStarted() { add(&ConnectionCounters::started_, 1); }
-  /// It has come up.
+  /// A connection was connected.
   void countUp() { add(&ConnectionCounters::up_, 1); }
-  /// It has ended. direction: a SocketDir.
+  /// A connection has ended. direction: a SocketDir.
   void countEnd(int direction) {
     add(direction == dirPeer    ? &ConnectionCounters::endedByPeer_
         : direction == dirLocal ? &ConnectionCounters::endedHere_
                                 : &ConnectionCounters::failed_,
         1);
   }
-  /// Bytes that have arrived.
+  /// Bytes were received.
   void countReceived(unsigned long bytes) { add(&ConnectionCounters::bytesIn_, bytes); }
-  /// Bytes that the worker has sent.
+  /// The worker has sent bytes.
   void countSent(unsigned long bytes) { add(&ConnectionCounters::bytesOut_, bytes); }
-  /// Bytes that another thread has sent.
+  /// Another thread has sent bytes.
   void countSentElsewhere(unsigned long bytes) {
     for (ConnectionCounters* each = this; each != nullptr; each = each->sum_)
       each->bytesOutElsewhere_.fetch_add(bytes, std::memory_order_relaxed);
   }
 
-  /// All of them, the ends first: see add.
+  /// Reads the ends first: see add.
   ConnectionStatistics read() const {
     ConnectionStatistics now;
     now.ended_by_peer = get(endedByPeer_);
@@ -55,7 +56,7 @@ class TOVIK_API ConnectionCounters {
  private:
   using Counter = std::atomic<unsigned long long>;
 
-  /// Released, and acquired by the reader: an end that is seen brings its begin with it.
+  /// Release order, and acquire order for the reader: a reader that sees an end sees its start, too.
   void add(Counter ConnectionCounters::*which, unsigned long amount) {
     for (ConnectionCounters* each = this; each != nullptr; each = each->sum_) {
       Counter& counter = each->*which;

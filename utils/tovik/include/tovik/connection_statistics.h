@@ -4,21 +4,21 @@
 
 namespace tovik {
 
-/// What connections have come to so far: those of one transport, or all that a worker has ever served. One that
-/// setup_and_connect refuses, or that no consumer takes, is none of them.
+/// The connections of one transport so far, or all that a worker has ever served. A connection that setup_and_connect
+/// refuses, or that gets no consumer, is not counted.
 ///
-/// Each figure is true of its own moment, within the time that reading takes. But no connection is read as up or as
-/// ended that is not counted as started.
+/// The figures are read one after another, so each belongs to a slightly different time. But a connection that is
+/// counted as up or ended is always counted as started, too.
 struct TOVIK_API ConnectionStatistics {
-  unsigned long long started = 0;        ///< connecting or accepted, from their first turn on the worker
-  unsigned long long up = 0;             ///< of those, connected at any time
-  unsigned long long ended_by_peer = 0;  ///< of those started, here and below
-  unsigned long long ended_here = 0;     ///< by this side, its time limits included
-  unsigned long long failed = 0;         ///< refused while connecting, or broken off by an error
-  unsigned long long bytes_in = 0;       ///< received from the kernel, whether a consumer took them or not
-  unsigned long long bytes_out = 0;      ///< that the kernel has taken
+  unsigned long long started = 0;        ///< connections that had their first turn on the worker
+  unsigned long long up = 0;             ///< of those, the ones that were ever connected
+  unsigned long long ended_by_peer = 0;  ///< ended by the peer
+  unsigned long long ended_here = 0;     ///< ended by this side, time limits included
+  unsigned long long failed = 0;         ///< could not be connected, or were ended by an error
+  unsigned long long bytes_in = 0;       ///< received from the kernel, delivered or not
+  unsigned long long bytes_out = 0;      ///< sent, as far as the kernel has taken them
 
-  /// How many there are now.
+  /// The number of connections that exist now.
   unsigned long long open() const { return started - ended_by_peer - ended_here - failed; }
 };
 

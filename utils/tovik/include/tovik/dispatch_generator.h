@@ -14,7 +14,7 @@
 
 namespace tovik {
 
-/// A dispatcher: a named group of worker threads that transports are spread over. Made by the DispatchStore.
+/// A dispatcher: a named group of worker threads that share the transports. Made by the DispatchStore.
 ///
 /// Threads: any.
 class TOVIK_API DispatchGenerator {
@@ -22,27 +22,27 @@ class TOVIK_API DispatchGenerator {
   /// Has no workers before start.
   explicit DispatchGenerator(std::string name) : name_(std::move(name)) {}
 
-  /// The name that the store knows it by.
+  /// Its name in the store.
   const std::string& name() const { return name_; }
-  /// Starts the workers, which go by the clock; it outlives them. Fails on a count of 0, and when the system gives no
-  /// threads. Once.
+  /// Starts the workers, with a clock that must outlive them. Fails if the count is 0 or the system can start no
+  /// thread. Called once.
   Result start(unsigned workerCount, Clock& clock = Clock::steady());
 
-  /// The worker that serves the fewest transports; one more from now on. It stays in memory for as long as anybody
-  /// keeps the pointer, though it ends with its dispatcher.
+  /// Chooses the worker that serves the fewest transports, and counts one more for it. The thread ends with its
+  /// dispatcher; the object exists as long as somebody holds the pointer.
   std::shared_ptr<WorkerThread> acquire();
-  /// A transport that the worker served is gone.
+  /// Counts one transport less for the worker.
   void release(const WorkerThread& worker);
 
-  /// Of each worker, in the order in which they were made. Waits for nothing.
+  /// The statistics of each worker, in the order in which they were made. Never waits.
   std::vector<WorkerStatistics> statistics() const;
 
-  /// Makes the workers end once no transport uses any of them; they end by themselves, nobody waits here.
+  /// The workers end as soon as no transport uses any of them. Does not wait.
   void retire();
   /// Whether a transport uses one of the workers.
   bool isUsed() const;
-  /// Waits until the workers of a retired dispatcher that no transport uses have ended. False where waiting cannot
-  /// succeed: see WorkerThread::join.
+  /// Waits until the workers have ended. REQUIRES: the dispatcher is retired and no transport uses it. False if waiting
+  /// cannot succeed: see WorkerThread::join.
   bool join();
 
  private:

@@ -13,43 +13,43 @@
 
 namespace tovik {
 
-/// The process-wide store of dispatchers. It starts empty. It is never destroyed, nor are the workers in it: sessions
-/// go on while the program exits, and may be ended by the destructors of statics.
+/// The process-wide store of dispatchers. It starts empty. Neither the store nor the workers in it are ever destroyed:
+/// sessions continue while the program exits, and static destructors may end them.
 ///
 /// Threads: any.
 class TOVIK_API DispatchStore {
  public:
-  /// The process's store, made when it is first used.
+  /// The only instance, made when it is first used.
   static DispatchStore& inst();
 
-  /// Makes a dispatcher and starts its workers. Dispatchers are numbered from 0 in order of adding; the numbers of
-  /// later ones move down when one is removed. Fails on a name that is taken, on a count of 0, and when the system
-  /// gives no threads. The workers go by the clock, so that a test can move time; it outlives them, which is longer
-  /// than the dispatcher is in the store where a transport is then still served.
+  /// Makes a dispatcher and starts its workers. Dispatchers are numbered from 0 in the order of adding; when one is
+  /// removed, the numbers of later ones are reduced by one. Fails if the name exists already, the count is 0 or the
+  /// system can start no thread. The clock must outlive the workers, which serve the last transport even after the
+  /// dispatcher has been removed.
   Result add(const std::string& name, unsigned workerCount, Clock& clock = Clock::steady());
 
-  /// Null when there is none. The pointer is good until the dispatcher is removed, and for a transport made from
-  /// it for that transport's life. Where another thread may remove it meanwhile, see use.
+  /// The dispatcher of that name, or null. The pointer is valid until the dispatcher is removed and the last transport
+  /// made from it is destroyed. If another thread may remove it meanwhile, call use instead.
   DispatchGenerator* fetch(const std::string& name);
-  /// By its present number; otherwise the same.
+  /// The same by its current number.
   DispatchGenerator* fetch(unsigned long number);
 
-  /// Calls f with what fetch gives, and keeps the dispatcher in the store until f has returned. f must not use the
-  /// store; to make a transport is what it is for.
+  /// Calls f with the result of fetch, and keeps the dispatcher in the store until f has returned. f typically makes a
+  /// transport. It must not use the store.
   void use(const std::string& name, const std::function<void(DispatchGenerator*)>& f);
-  /// By its present number; otherwise the same.
+  /// The same by its current number.
   void use(unsigned long number, const std::function<void(DispatchGenerator*)>& f);
 
-  /// Takes a dispatcher out of the store. Its workers end at once when no transport uses them, and have ended when
-  /// this returns, unless one of them is the caller or waits for it to return; else they end with the last such
-  /// transport. Fails on an unknown name.
+  /// Removes a dispatcher from the store. If no transport uses it, its workers have ended when this returns, except if
+  /// one of them is the caller or waits for the caller. Otherwise they end with the last transport. Fails if there is
+  /// no dispatcher of that name.
   Result remove(const std::string& name);
 
   DispatchStore(const DispatchStore&) = delete;
   DispatchStore& operator=(const DispatchStore&) = delete;
 
  private:
-  /// A list, since moving a dispatcher from one to the other must not need memory.
+  /// Lists, because moving a dispatcher from one to the other must not need memory.
   using Dispatchers = std::list<DispatchGenerator>;
 
   DispatchStore() = default;
@@ -60,7 +60,7 @@ class TOVIK_API DispatchStore {
 
   qk::Mutex mutex_;
   Dispatchers dispatchers_ QK_GUARDED_BY(mutex_);
-  Dispatchers removed_ QK_GUARDED_BY(mutex_);  // still used by a transport when last looked at
+  Dispatchers removed_ QK_GUARDED_BY(mutex_);  // still in use when last checked
 };
 
 }  // namespace tovik

@@ -7,8 +7,8 @@
 
 namespace tovik {
 
-/// Something that a WorkerThread calls: a descriptor is ready, a turn was asked for, or a time has come. The
-/// worker keeps a handler that it was asked to call (`schedule`) alive until it has called it.
+/// What a WorkerThread calls when a descriptor is ready, in a requested turn, or at a deadline. The worker keeps a
+/// scheduled handler alive until it has called it.
 class TOVIK_API EventHandler {
  public:
   EventHandler() = default;
@@ -16,15 +16,15 @@ class TOVIK_API EventHandler {
   EventHandler& operator=(const EventHandler&) = delete;
   virtual ~EventHandler() = default;
 
-  /// events: EPOLLIN and its like for a watched descriptor, 0 for a scheduled turn.
+  /// events: EPOLLIN and the like for a watched descriptor, 0 for a requested turn.
   virtual void onReady(unsigned events) = 0;
-  /// A deadline that was added to the worker's TimerQueue has come.
+  /// A deadline of this handler in the worker's TimerQueue has passed.
   virtual void onTimer() {}
 
  private:
   friend class WorkerThread;
-  std::shared_ptr<EventHandler> next_;      // of the worker's chain of scheduled handlers; guarded by its mutex
-  std::shared_ptr<EventHandler> retained_;  // of the worker's chain of ended handlers; the worker's alone
+  std::shared_ptr<EventHandler> next_;      // in the worker's chain of scheduled handlers; guarded by its mutex
+  std::shared_ptr<EventHandler> retained_;  // in the worker's chain of ended handlers; used by the worker only
   std::atomic<bool> scheduled_{false};
 };
 

@@ -11,37 +11,37 @@
 
 namespace tovik {
 
-/// One thread of the system that runs `run` until told to stop.
+/// A system thread that runs `run` until it is asked to stop.
 ///
 /// Threads:   start, join and kill by one owner at a time; stop, is_running and print by any thread.
-/// Ownership: the most derived class that overrides anything that `run` calls ends the thread in its destructor.
+/// Ownership: a derived class that overrides a function which `run` calls ends the thread in its destructor.
 class TOVIK_API Thread {
  public:
-  /// The name is for print.
+  /// The name is for logs and print.
   explicit Thread(std::string name);
   Thread(const Thread&) = delete;
   Thread& operator=(const Thread&) = delete;
   virtual ~Thread();
 
-  /// Fails when the thread is running already or the system gives no thread.
+  /// Fails if the thread is already running or the system can start no thread.
   virtual Result start();
-  /// Asks `run` to return; does not wait.
+  /// Asks `run` to return. Does not wait.
   virtual void stop();
-  /// Waits until `run` has returned, at most limit_ms milliseconds (-1: until it has). False when the limit passed,
-  /// or on the thread itself, which can't wait for its own end.
+  /// Waits until `run` has returned, for at most limit_ms milliseconds (-1: without limit). False if the limit has
+  /// passed, and on the thread itself, which can't wait for its own end.
   virtual bool join(int limit_ms);
-  /// stop and join(-1).
+  /// Calls stop and join(-1).
   virtual void kill();
   /// From a successful start until `run` has returned.
   virtual bool is_running() const;
-  /// For people: the name, and whether it runs.
+  /// Prints the name and whether the thread is running.
   virtual void print(std::ostream& out) const;
 
-  /// The thread's work. It returns soon after stopping has become true, which it reads with isSet.
+  /// The thread's work. Must return soon after stopping has become true; read it with isSet.
   virtual void run(const volatile bool& stopping) = 0;
 
  protected:
-  /// How `run` reads its argument: another thread sets it.
+  /// Reads the argument of `run`, which another thread sets.
   static bool isSet(const volatile bool& flag) { return __atomic_load_n(&flag, __ATOMIC_ACQUIRE); }
 
  private:

@@ -9,26 +9,26 @@
 
 namespace tovik {
 
-/// The deadlines of one worker. Time is handed in, so that a test can move it.
+/// The timers of one worker. The time is an argument.
 ///
 /// Threads:   the worker's only.
-/// Ownership: borrows the handlers; a handler cancels its timers before it goes.
+/// Ownership: borrows the handlers; a handler cancels its timers before it is destroyed.
 class TOVIK_API TimerQueue {
  public:
-  /// A moment of the worker's clock.
+  /// A point in time of the worker's clock.
   using Time = Clock::Time;
   /// In order of time.
   using Timers = std::multimap<Time, EventHandler*>;
-  /// What a timer is cancelled by.
+  /// Identifies a timer to cancel.
   using Id = Timers::iterator;
 
-  /// The handler's onTimer will be called once.
+  /// Calls the handler's onTimer once, when the deadline has passed.
   Id add(Time deadline, EventHandler& handler) { return timers_.emplace(deadline, &handler); }
-  /// Valid once, and not after the timer has fired.
+  /// REQUIRES: the timer has neither fired nor been cancelled.
   void cancel(Id id) { timers_.erase(id); }
-  /// The earliest deadline; empty when there is none.
+  /// The earliest deadline; empty if there is no timer.
   std::optional<Time> next() const;
-  /// Calls onTimer for each deadline that is not later than now; a timer is gone before it is called.
+  /// Calls onTimer for each deadline that is not later than now. A timer is removed before the call.
   void fire(Time now);
 
  private:

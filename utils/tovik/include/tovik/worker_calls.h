@@ -10,17 +10,16 @@
 
 namespace tovik {
 
-/// The functions that threads have handed to one worker and wait for, and that worker's own waits for other workers.
+/// The calls that threads make on one worker and wait for, and that worker's own waits for other workers.
 ///
-/// A handler is whole: while its worker waits for another one, it runs only the calls of workers that it waits for,
-/// directly or through others. Those have to run, or each would wait for the other forever. Every other call runs
-/// between two handlers.
+/// While a worker waits inside a handler, it runs only the calls of workers that it waits for, directly or through
+/// others. Without those calls each would wait for the other forever. All other calls run between two handlers.
 ///
 /// Threads: call, callWithin, pass, awaitEnd and isCurrent by any thread; open and close by the owner; the rest on the
 ///          worker.
 class TOVIK_API WorkerCalls {
  public:
-  /// The name appears in the log. wake ends the worker's wait for events; it is called by any thread and never throws.
+  /// The name is for logs. wake ends the worker's wait for events; any thread may call it, and it never throws.
   WorkerCalls(std::string name, std::function<void()> wake);
   ~WorkerCalls();
   WorkerCalls(const WorkerCalls&) = delete;
@@ -29,33 +28,34 @@ class TOVIK_API WorkerCalls {
   /// Whether the calling thread is this worker.
   bool isCurrent() const { return current_ == this; }
 
-  /// Runs f on the worker and returns when it has run: at once on the worker itself, and on the calling thread once the
-  /// worker has ended. An exception that leaves f reaches the caller. Allocates nothing.
+  /// Runs f on the worker and returns when it has run. Runs f at once on the worker itself, and on the calling thread
+  /// after the worker has ended. The caller gets an exception that leaves f. Allocates nothing.
   void call(const std::function<void()>& f);
-  /// The same, waiting limit_ms milliseconds at most (-1: until it has run). False when the limit has passed: f, which
-  /// is copied, then runs later, and an exception that leaves it is logged.
+  /// The same, but waits for at most limit_ms milliseconds (-1: without limit). False if the limit has passed: a copy
+  /// of f then runs later, and an exception that leaves it is logged.
   bool callWithin(const std::function<void()>& f, int limit_ms);
-  /// Waits until the worker is between two handlers, limit_ms milliseconds at most (-1: until it is). False when the
-  /// limit has passed. On the worker itself it returns true at once, whatever runs there.
+  /// Waits until the worker is between two handlers, for at most limit_ms milliseconds (-1: without limit). False if
+  /// the limit has passed. Returns true at once on the worker itself.
   bool pass(int limit_ms);
-  /// Waits until the worker has ended, limit_ms milliseconds at most (-1: until it has). False when the limit has
-  /// passed, and at once where waiting cannot succeed: on the worker itself, and inside what it waits for.
+  /// Waits until the worker has ended, for at most limit_ms milliseconds (-1: without limit). Returns false if the
+  /// limit has passed, and at once if waiting cannot succeed: on the worker itself, and inside a call that it waits
+  /// for.
   bool awaitEnd(int limit_ms);
 
-  /// Calls wait for the worker's thread from now on, which has still to begin.
+  /// From now on calls wait for the worker's thread, which is about to start.
   void open();
-  /// Undoes open where the thread has not begun.
+  /// Undoes open if the thread could not be started.
   void close();
 
-  /// The worker's thread has begun.
+  /// The worker's thread has started.
   void begin() { current_ = this; }
-  /// Whether no call waits to be run.
+  /// Whether no call is waiting.
   bool isEmpty() const { return waiting_.load(std::memory_order_acquire) == 0; }
-  /// The number of the newest call; each has a higher one than those before it.
+  /// The number of the newest call. Calls are numbered in order.
   unsigned long long newest() const;
-  /// Runs the oldest call that waits if its number is not higher than that. False when there is none.
+  /// Runs the oldest waiting call if its number is not higher than highestNumber. False if there is none.
   bool runOldest(unsigned long long highestNumber);
-  /// Runs the calls that still wait. Then the worker has ended.
+  /// Runs the calls that are still waiting. Afterwards the worker has ended.
   void end();
 
  private:

@@ -7,12 +7,12 @@
 
 namespace tovik {
 
-/// What one worker thread has done since it was made. Each figure is true of its own moment.
+/// What one worker thread has done since it was made. The figures are read one after another.
 struct TOVIK_API WorkerStatistics {
-  ConnectionStatistics connections;  ///< of all transports that it has ever served; open() is what it serves now
-  unsigned long long wake_ups = 0;   ///< returns from its wait for events: one for each turn of the loop
-  /// The longest that one handler has kept the others waiting, the callbacks in it included: a connection's event, a
-  /// call, a posted function, or the timers of a moment. Counts when the handler has returned.
+  ConnectionStatistics connections;  ///< of all transports that it has ever served
+  unsigned long long wake_ups = 0;   ///< turns of the event loop
+  /// The longest time that one handler took, its callbacks included: a connection's event, a call, a posted function,
+  /// or the timers of one turn. Counted when the handler has returned.
   std::chrono::nanoseconds longest_handler{0};
 };
 

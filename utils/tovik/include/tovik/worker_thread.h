@@ -23,78 +23,77 @@
 
 namespace tovik {
 
-/// One event loop on one thread. It knows descriptors, turns and timers; what they mean is its handlers' affair.
+/// One event loop on one thread: descriptors, turns and timers. What they mean is up to the handlers.
 ///
 /// Threads: start, join and the destructor by one owner at a time; stop, schedule, post, call, callWithin, pass,
 ///          isCurrent, watchArrivals, unwatch, now, bytesReceived and statistics by any thread; the rest on the worker.
-/// Errors:  an exception that leaves a handler is logged at level 30 and the loop goes on.
+/// Errors:  an exception that leaves a handler is logged at level 30, and the loop continues.
 class TOVIK_API WorkerThread : private Thread {
  public:
-  /// Runs nothing before start. The clock outlives the worker.
+  /// Runs nothing before start. The clock must outlive the worker.
   explicit WorkerThread(const std::string& name, Clock& clock = Clock::steady());
   ~WorkerThread() override;
 
   Result start() override;
   void stop() override;
-  /// Waits until the thread has ended, limit_ms milliseconds at most (-1: until it has). False when the limit has
-  /// passed, and at once where waiting cannot succeed: on the worker itself, and inside what it waits for.
+  /// Waits until the thread has ended, for at most limit_ms milliseconds (-1: without limit). Returns false if the
+  /// limit has passed, and at once if waiting cannot succeed: on the worker itself, and inside a call that it waits
+  /// for.
   bool join(int limit_ms) override;
 
-  /// Whether the caller is on this worker.
+  /// Whether the calling thread is this worker.
   bool isCurrent() const { return calls_.isCurrent(); }
-  /// Debug builds end the program, naming both threads, when called on any other thread.
+  /// Debug builds end the program with a message that names both threads if the calling thread is not this worker.
   void requireCurrent() const;
 
-  /// Calls the handler's onReady(0) in a turn of the loop to come; once, however often it was asked for before that.
-  /// In the order of asking. A worker that has ended drops the handler. Allocates nothing.
+  /// Calls the handler's onReady(0) in a later turn of the loop, in the order of the requests; once, however often it
+  /// was requested before that. A worker that has ended drops the handler. Allocates nothing.
   void schedule(std::shared_ptr<EventHandler> handler) noexcept;
-  /// Runs a function on the worker in a turn to come.
+  /// Runs a function on the worker in a later turn.
   void post(std::function<void()> task);
-  /// Runs f on the worker, between two handlers, and returns when it has run; at once on the worker itself. An
-  /// exception that leaves f reaches the caller. A worker that waits here runs the calls of workers that it waits for
-  /// inside its own handler, and no others: see WorkerCalls. Allocates nothing.
+  /// Runs f on the worker, between two handlers, and returns when it has run; on the worker itself runs it at once. The
+  /// caller gets an exception that leaves f. A worker that waits here runs, inside its own handler, only the calls of
+  /// workers that it waits for: see WorkerCalls. Allocates nothing.
   void call(const std::function<void()>& f) { calls_.call(f); }
-  /// The same, waiting limit_ms milliseconds at most. False when the limit has passed; f, which is copied, then runs
-  /// later.
+  /// The same, but waits for at most limit_ms milliseconds. False if the limit has passed; a copy of f then runs later.
   bool callWithin(const std::function<void()>& f, int limit_ms) { return calls_.callWithin(f, limit_ms); }
-  /// Waits until the handler that runs now has returned, limit_ms milliseconds at most (-1: until it has). False when
-  /// the limit has passed; true at once on the worker itself.
+  /// Waits until the handler that is running has returned, for at most limit_ms milliseconds (-1: without limit). False
+  /// if the limit has passed. Returns true at once on the worker itself.
   bool pass(int limit_ms) { return calls_.pass(limit_ms); }
 
-  /// Calls the handler whenever the descriptor's readiness changes (edge-triggered), until `unwatch`. The handler
-  /// stays alive until `retainUntilTurnEnd` has been called for it.
+  /// Calls the handler whenever the descriptor's readiness changes (edge-triggered), until `unwatch`. The handler must
+  /// exist until it is passed to `retainUntilTurnEnd`.
   Result watch(int descriptor, EventHandler& handler);
-  /// The same, save that it may become writable without a call: an open connection always is, and would tell so at
-  /// once.
+  /// The same, but without a call when the descriptor becomes writable.
   Result watchInput(int descriptor, EventHandler& handler);
-  /// Makes a watchInput a watch.
+  /// Turns a watchInput into a watch.
   Result watchOutput(int descriptor, EventHandler& handler);
-  /// Calls the handler in every turn that finds the descriptor with input (level-triggered), until `unwatch`. The
-  /// handler stays alive until a turn that it asks for after that. Any thread.
+  /// Calls the handler in every turn in which the descriptor has input (level-triggered), until `unwatch`. The handler
+  /// must exist until a turn that is requested after that. Any thread.
   Result watchArrivals(int descriptor, EventHandler& handler);
-  /// To be called before the descriptor is closed. Any thread.
+  /// Must be called before the descriptor is closed. Any thread.
   void unwatch(int descriptor);
-  /// The deadlines of the worker's handlers.
+  /// The timers of the worker's handlers.
   TimerQueue& timers() { return timers_; }
-  /// Keeps what a handler that ends may still be reached by until the turn is over.
+  /// Keeps a handler that has ended until the turn is over: events of this turn may still call it.
   void retainUntilTurnEnd(std::shared_ptr<EventHandler> handler) noexcept;
 
-  /// Where the worker's connections receive; what stands in it is whole until the handler that asked for it returns.
+  /// The buffer that the worker's connections receive into. Its bytes are valid until the running handler returns.
   Buffer receiveBuffer();
-  /// When the running handler began: a time that takes no look at the clock.
+  /// When the running handler started. Does not read the clock.
   Clock::Time handlerStart() const { return handlerStart_; }
-  /// The time by the worker's clock.
+  /// The time of the worker's clock.
   Clock::Time now() const { return clock_.now(); }
-  /// What the counters of its transports add up in.
+  /// The sum of the counters of its transports.
   ConnectionCounters& connections() { return connections_; }
 
-  /// Of all connections that this worker ever served.
+  /// The bytes received on all connections that this worker has ever served.
   unsigned long long bytesReceived() const { return connections_.read().bytes_in; }
-  /// Of its whole life so far. Waits for nothing.
+  /// Statistics since the worker was made. Never waits.
   WorkerStatistics statistics() const;
 
  private:
-  /// Handlers in order of asking, linked through themselves so that asking allocates nothing.
+  /// Handlers in the order of their requests, linked through themselves so that a request allocates nothing.
   struct Chain {
     std::shared_ptr<EventHandler> first;
     EventHandler* last = nullptr;
@@ -125,10 +124,10 @@ class TOVIK_API WorkerThread : private Thread {
   WorkerCalls calls_;
   TimerQueue timers_;
   std::vector<char> receiveStorage_;
-  std::shared_ptr<EventHandler> retained_;  // linked through themselves too: ending must not fail for want of memory
+  std::shared_ptr<EventHandler> retained_;  // linked through themselves: ending a connection must not need memory
   Clock::Time handlerStart_;
 
-  // Written by the worker alone, and read by any thread.
+  // Written by the worker only, read by any thread.
   ConnectionCounters connections_;
   std::atomic<unsigned long long> wakeUps_{0};
   std::atomic<std::chrono::nanoseconds> longestHandler_{std::chrono::nanoseconds(0)};

@@ -8,20 +8,19 @@
 
 namespace tovik {
 
-/// Never destroyed: a plain static would be, while workers still use it.
+/// Never destroyed, because workers use it while the program exits.
 DispatchStore& DispatchStore::inst() {
   alignas(DispatchStore) static std::array<std::byte, sizeof(DispatchStore)> storage;
   static DispatchStore& store = *new (storage.data()) DispatchStore;
   return store;
 }
 
-/// Starts the workers without the lock, which would keep others waiting for the system's threads. Who adds the same
-/// name meanwhile may be first.
+/// Starts the workers without the lock, since that takes long. Another thread may add the same name meanwhile.
 Result DispatchStore::add(const std::string& name, unsigned workerCount, Clock& clock) {
   destroyUnused();
   const auto taken = [&name] { return failure("dispatcher " + name + " already exists"); };
   if (fetch(name) != nullptr) return taken();
-  Dispatchers added;  // destroyed without the lock, too: that waits for the workers
+  Dispatchers added;  // destroyed without the lock, because that waits for the workers
   added.emplace_back(name);
   if (Result result = added.back().start(workerCount, clock); !result) return result;
   const qk::MutexLock lock(mutex_);
@@ -73,7 +72,7 @@ DispatchGenerator* DispatchStore::at(unsigned long number) {
   return number < dispatchers_.size() ? &*std::next(dispatchers_.begin(), static_cast<long>(number)) : nullptr;
 }
 
-/// Waits for worker threads, so it does without the lock: a handler may be using the store.
+/// Waits for worker threads without the lock, because a handler may be using the store.
 void DispatchStore::destroyUnused() {
   Dispatchers unused;
   {
@@ -84,7 +83,7 @@ void DispatchStore::destroyUnused() {
     }
   }
   unused.remove_if([](DispatchGenerator& dispatcher) { return dispatcher.join(); });
-  // What waits for this thread is looked at again when the store next changes.
+  // A dispatcher whose worker waits for this thread is destroyed when the store next changes.
   const qk::MutexLock lock(mutex_);
   removed_.splice(removed_.end(), unused);
 }

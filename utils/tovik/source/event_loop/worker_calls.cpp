@@ -25,30 +25,30 @@ constexpr std::chrono::seconds slowWait{5};
 /// Its destructor does nothing, so it serves while the program exits, too.
 constinit qk::Mutex WorkerCalls::mutex_;
 
-/// A thread's wait for a worker; on that thread's stack. It has a condition of its own, so that nobody else wakes.
+/// A thread's wait for a worker, on that thread's stack. Its own condition variable wakes no other thread.
 struct WorkerCalls::Wait {
   explicit Wait(const WorkerCalls& awaited)
       : waiter(current_), target(awaited), outer(waiter == nullptr ? nullptr : waiter->wait_) {}
 
-  WorkerCalls* const waiter;  // null: the thread is no worker
+  WorkerCalls* const waiter;  // null if the thread is not a worker
   const WorkerCalls& target;
-  Wait* const outer;  // the waiter's, inside which it runs what waits here
+  Wait* const outer;  // the waiter's enclosing wait
   bool done QK_GUARDED_BY(mutex_) = false;
   qk::ConditionVariable changed;
 };
 
-/// A function that is to run; on the stack of the thread that waits for it, or part of a DetachedCall.
+/// A function to run, on the stack of the thread that waits for it or in a DetachedCall.
 struct WorkerCalls::Call {
   const std::function<void()>& f;
   const bool nests;                  // may run inside a handler
-  Wait* wait QK_GUARDED_BY(mutex_);  // null once nobody waits any more
+  Wait* wait QK_GUARDED_BY(mutex_);  // null once nobody waits
   std::shared_ptr<DetachedCall> self QK_GUARDED_BY(mutex_) = nullptr;
   std::exception_ptr failure QK_GUARDED_BY(mutex_) = nullptr;
   unsigned long long number QK_GUARDED_BY(mutex_) = 0;
   Call* next QK_GUARDED_BY(mutex_) = nullptr;
 };
 
-/// A call that may outlast the wait for it.
+/// A call that may outlive the wait for it.
 struct WorkerCalls::DetachedCall {
   DetachedCall(std::function<void()> function, bool nests, Wait* wait) : f(std::move(function)), call{f, nests, wait} {}
 
@@ -104,7 +104,7 @@ bool WorkerCalls::awaitEnd(int limit_ms) {
   const qk::MutexLock lock(mutex_);
   if (state_ != State::running) return true;
   if (isCurrent()) return false;
-  // What waits for this very thread can end only if the thread runs what it waits for.
+  // A worker that waits for this thread can end only if this thread runs the call that it waits for.
   const Wait* const forCaller = current_ == nullptr ? nullptr : waitFor(*this, *current_);
   if (forCaller != nullptr && !current_->hasNestable(*forCaller)) return false;
   Wait wait(*this);
@@ -151,7 +151,7 @@ void WorkerCalls::end() {
   joiner_->changed.notify_one();
 }
 
-/// Waits until wait.done or the limit; a worker that waits runs the calls that nest meanwhile.
+/// Waits until wait.done or the limit. A worker runs the calls that may nest meanwhile.
 bool WorkerCalls::await(Wait& wait, int limit_ms) {
   using Clock = std::chrono::steady_clock;
   WorkerCalls* const self = wait.waiter;
@@ -190,7 +190,7 @@ void WorkerCalls::add(Call& call) {
   Call** last = &first_;
   while (*last != nullptr) last = &(*last)->next;
   *last = &call;
-  // With the mutex held: once it is free the call may have run, and the worker may be gone.
+  // With the mutex held: afterwards the call may have run, and the worker may have been destroyed.
   if (waiting_.fetch_add(1, std::memory_order_acq_rel) == 0) wake_();
 }
 
@@ -198,7 +198,7 @@ WorkerCalls::Call* WorkerCalls::takeOldest(unsigned long long highestNumber) {
   return first_ == nullptr || first_->number > highestNumber ? nullptr : take(&first_);
 }
 
-/// A call of a worker that this one waits for.
+/// Takes a call of a worker that this one waits for.
 WorkerCalls::Call* WorkerCalls::takeNestable() {
   for (Call** link = &first_; *link != nullptr; link = &(*link)->next) {
     const Wait* const wait = (*link)->wait;
@@ -238,7 +238,7 @@ void WorkerCalls::run(Call& call) noexcept {
     const qk::MutexLock lock(mutex_);
     self = std::move(call.self);
     if (call.wait != nullptr) {
-      // With the mutex held: once it is free the waiting thread may be gone, and the call with it.
+      // With the mutex held: afterwards the waiting thread may destroy the call.
       call.failure = std::move(failure);
       call.wait->done = true;
       call.wait->changed.notify_one();
@@ -252,8 +252,8 @@ void WorkerCalls::run(Call& call) noexcept {
   }
 }
 
-/// The wait by which one worker waits for another, its own or that of the last of those in between; null: it does not.
-/// A ring that `to` is no part of is walked once: one of two walkers is half as fast.
+/// If worker `from` waits for worker `to`, directly or through others, the last wait on that path; otherwise null.
+/// `slow` follows at half the speed to detect a ring that `to` is not part of.
 const WorkerCalls::Wait* WorkerCalls::waitFor(const WorkerCalls& from, const WorkerCalls& to) {
   const WorkerCalls* slow = &from;
   bool slowMoves = false;
@@ -266,7 +266,7 @@ const WorkerCalls::Wait* WorkerCalls::waitFor(const WorkerCalls& from, const Wor
   return nullptr;
 }
 
-/// Null while the worker does not wait.
+/// The worker that this one waits for, or null.
 const WorkerCalls* WorkerCalls::targetOf(const WorkerCalls& worker) {
   return worker.wait_ == nullptr ? nullptr : &worker.wait_->target;
 }

@@ -22,7 +22,7 @@ constexpr unsigned long receiveBufferBytes = 256UL << 10U;
 constexpr int eventsPerTurn = 64;
 constexpr unsigned input = EPOLLIN | EPOLLPRI | EPOLLRDHUP | EPOLLET;
 
-/// A function in the dress of a handler.
+/// Makes a function a handler.
 class PostedTask final : public EventHandler {
  public:
   explicit PostedTask(std::function<void()> task) : task_(std::move(task)) {}
@@ -43,13 +43,13 @@ WorkerThread::~WorkerThread() {
 }
 
 Result WorkerThread::start() {
-  // The loop that runs uses what is made here.
+  // A running loop uses the descriptors that are made here.
   if (is_running()) return Thread::start();
   epoll_ = Descriptor(sys::epoll_create());
   if (!epoll_.isOpen()) return systemFailure("epoll_create");
   wakeUp_ = Descriptor(sys::eventfd());
   if (!wakeUp_.isOpen()) return systemFailure("eventfd");
-  // Edge-triggered: each wake-up is a new edge, and nobody needs to read the counter.
+  // Edge-triggered: each wake-up is a new edge, so the counter need not be read.
   if (sys::epoll_add(epoll_.number(), wakeUp_.number(), EPOLLIN | EPOLLET, nullptr) != 0)
     return systemFailure("epoll_add");
   {
@@ -116,8 +116,8 @@ Result WorkerThread::watchArrivals(int descriptor, EventHandler& handler) {
   return sys::epoll_add(epoll_.number(), descriptor, EPOLLIN, &handler) == 0 ? Success : systemFailure("epoll_add");
 }
 
-/// Closing would do, were it not for a host that forks: its child holds the connection too for a while, which then goes
-/// on telling of it here.
+/// Closing alone is not enough if the host forks: events continue to arrive here while the child holds a copy of the
+/// descriptor.
 void WorkerThread::unwatch(int descriptor) { sys::epoll_remove(epoll_.number(), descriptor); }
 
 void WorkerThread::retainUntilTurnEnd(std::shared_ptr<EventHandler> handler) noexcept {
@@ -174,14 +174,14 @@ int WorkerThread::waitLimit() {
   return deadline ? clock_.millisecondsUntil(*deadline) : -1;
 }
 
-/// Only those that wait at this moment: threads that call without a pause must not keep the handlers waiting.
+/// Only calls that are waiting now: threads that call without a pause must not keep the handlers waiting.
 void WorkerThread::runCalls() {
   if (calls_.isEmpty()) return;
   const unsigned long long newest = calls_.newest();
   while (calls_.runOldest(newest)) noteHandlerEnd();
 }
 
-/// Only what was asked for before this turn: a handler that asks for the next turn must not keep the others waiting.
+/// Only turns that were requested before: a handler that requests another turn must not keep the others waiting.
 void WorkerThread::runScheduled() {
   Chain chain;
   {
@@ -196,7 +196,7 @@ void WorkerThread::runScheduled() {
   }
 }
 
-/// Those that asked for a turn too late hold their transports, and these this worker.
+/// Handlers that were scheduled too late hold their transports, which hold this worker.
 void WorkerThread::dropScheduled() {
   Chain chain;
   {
@@ -207,7 +207,7 @@ void WorkerThread::dropScheduled() {
   releaseChain(std::move(chain.first), &EventHandler::next_);
 }
 
-/// One by one: a chain of shared pointers that is left to its destructors takes a stack frame for each link.
+/// One by one: the destructor of a chain of shared pointers uses a stack frame for each link.
 void WorkerThread::releaseChain(std::shared_ptr<EventHandler> first,
                                 std::shared_ptr<EventHandler> EventHandler::*next) {
   while (first != nullptr) first = std::move(first.get()->*next);
@@ -230,7 +230,7 @@ void WorkerThread::noteWakeUp() {
   handlerStart_ = now();
 }
 
-/// One handler's end is the next one's begin: the clock is read once for each.
+/// One handler's end is the next one's start, so the clock is read once for each handler.
 void WorkerThread::noteHandlerEnd() {
   const Clock::Time end = now();
   const std::chrono::nanoseconds took = end - std::exchange(handlerStart_, end);

@@ -5,9 +5,8 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
-/// The one home of the framework's system calls: each function is the call of that name, with errno as it leaves it,
-/// so that a test can put failures in their place: a program that defines all of these itself has the static library
-/// call its own, since the linker then leaves this file's object out.
+/// All system calls of the framework. Each function makes the call of that name and leaves errno as the call does. A test
+/// program that defines all of them replaces them: the linker then leaves this object of the static library out.
 namespace tovik::sys {
 
 int socket(int domain, int type, int protocol);

@@ -19,7 +19,7 @@ thread_local const Thread* current = nullptr;
 Thread::Thread(std::string name) : name_(std::move(name)) {}
 
 Thread::~Thread() {
-  // Only a thread that ends itself, inside a handler that destroyed it, is still joinable here.
+  // Still joinable only if the thread is destroyed by its own handler.
   if (thread_.joinable()) thread_.detach();
 }
 
@@ -70,7 +70,7 @@ void Thread::main() {
   setRunning(false);
 }
 
-/// False when the limit has passed.
+/// False if the limit has passed.
 bool Thread::awaitEnd(int limit_ms) {
   const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(limit_ms);
   const qk::MutexLock lock(mutex_);
