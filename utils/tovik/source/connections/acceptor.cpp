@@ -136,6 +136,7 @@ void Acceptor::watchAgain() {
 }
 
 void Acceptor::admit(Socket connection) {
+  core_->worker().requireCurrent();
   try {
     if (Consumer* const consumer = generator_->getConsumer()) handOver(std::move(connection), *consumer);
   } catch (...) {

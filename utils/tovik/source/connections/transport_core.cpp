@@ -55,6 +55,7 @@ Result TransportCore::add(const std::shared_ptr<Connection>& connection, Consume
 }
 
 void TransportCore::removeConnection(Connection& connection, ConsumerRecord& record) noexcept {
+  worker_->requireCurrent();
   std::shared_ptr<Connection> removed;  // released without the lock
   const qk::MutexLock lock(mutex_);
   removed = record.connections.remove(connection);

@@ -5,8 +5,8 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
-/// All system calls of the framework. Each function makes the call of that name and leaves errno as the call does. A test
-/// program that defines all of them replaces them: the linker then leaves this object of the static library out.
+/// All system calls of the framework. Each function makes the call of that name and leaves errno as the call does. A
+/// test program that defines all of them replaces them: the linker then leaves this object of the static library out.
 namespace tovik::sys {
 
 int socket(int domain, int type, int protocol);
