@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <array>
 #include <initializer_list>
 
@@ -147,7 +146,8 @@ void ProtocolInterpreter::onInput(const code_t& code, const Lines& lines) {
   }
   const AcceptedReplies& accepted = acceptedReplies(pending);
   for (const Rule& rule : accepted.rules)
-    if (std::find(rule.codes.begin(), rule.codes.end(), code) != rule.codes.end()) return (this->*rule.action)(reply);
+    for (const code_t& each : rule.codes)
+      if (each == code) return (this->*rule.action)(reply);
   QK_LOG(qk::logging::LogLevel::Warning) << "Tovik: protocol interpreter: " << accepted.word << ": unknown reply "
                                          << code;
 }
