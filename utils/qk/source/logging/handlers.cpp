@@ -50,7 +50,7 @@ class Registry {
   const HandlerList none_{};
 
   Mutex mutex_;
-  // Initially none_, not owned, so that logging needs no memory here.
+  // Initially points to none_ without owning it, so that nothing is allocated.
   std::shared_ptr<const HandlerList> handlers_ QK_GUARDED_BY(mutex_){std::shared_ptr<const HandlerList>(), &none_};
   HandlerId lastId_ QK_GUARDED_BY(mutex_) = 0;
 };
@@ -75,7 +75,7 @@ HandlerPin::~HandlerPin() { innermostPin = outer_; }
 HandlerPin ForceLockHandlers() noexcept { return {}; }
 
 std::shared_ptr<const HandlerList> takeHandlers() noexcept {
-  // A pin is for one record. A record that a handler emits during its delivery uses the handlers of its own time.
+  // A pin is for one record. A record that a handler emits meanwhile uses the handlers that are installed then.
   if (innermostPin != nullptr && innermostPin->handlers_ != nullptr)
     return std::exchange(innermostPin->handlers_, nullptr);
   return Registry::instance().handlers();

@@ -22,7 +22,7 @@ void LogMessage(LogLevel level, unsigned int subCode, DecodeType decodeType,
                         .time = std::chrono::system_clock::now()};
     if (!handlers->deliver(record)) writeToStandardError(record);
   } catch (const std::exception&) {
-    complainOnStandardError("a record was lost for want of memory");
+    complainOnStandardError("out of memory, a record was lost");
   }
 }
 

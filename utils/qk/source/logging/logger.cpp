@@ -33,8 +33,8 @@ void destroyThreadStream(void* stream) {
 }
 
 /// A thread_local object would be destroyed before static objects and some of the thread's other objects, which may log
-/// in their destructors. The value of a key is destroyed after all thread_local objects, and that of the main thread
-/// never.
+/// in their destructors. The value of a thread-specific key is destroyed after all thread_local objects; that of the
+/// main thread is never destroyed.
 pthread_key_t streamKey() {
   static const pthread_key_t key = [] {
     pthread_key_t made{};

@@ -6,10 +6,10 @@
 
 namespace qk::logging {
 
-/// Writes the record as one line, in one write. Throws std::bad_alloc; nothing is written then.
+/// Writes the record as one line, in one write. Throws std::bad_alloc before anything is written.
 void writeToStandardError(const Record& record);
 
-/// Writes a line about a failure of the library itself, with the detail escaped. Out of memory, the line says only
+/// Writes a line about a failure of the library itself, with the detail escaped. If memory runs out, the line says only
 /// that.
 void complainOnStandardError(std::string_view complaint, std::string_view detail = {}) noexcept;
 

@@ -17,7 +17,7 @@ namespace qk::logging {
 ///            that does.
 /// Errors:    if a handler throws, the other handlers still receive the record, and one line on standard error says so.
 using Handler = std::function<void(const Record&)>;
-/// Identifies a handler for RemoveHandler. Never used twice.
+/// Identifies a handler for RemoveHandler. Never reused.
 using HandlerId = std::uint64_t;
 
 }  // namespace qk::logging

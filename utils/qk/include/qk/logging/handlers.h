@@ -14,10 +14,10 @@ class HandlerList;
 /// call it. Throws std::invalid_argument if the handler is empty, and std::bad_alloc; nothing is added then.
 [[nodiscard]] QK_LOGGING_API HandlerId AddHandler(Handler handler);
 
-/// Removes a handler. Returns false if there is no such handler, or not any more. Any thread may call it. A record that
+/// Removes a handler. Returns false if there is no such handler (any more). Any thread may call it. A record that
 /// another thread is emitting may still reach the handler after the return. The handler is kept until then and is
-/// destroyed by the thread that releases it last, so it should share what it uses and not borrow it from the caller.
-/// Throws std::bad_alloc; nothing is removed then.
+/// destroyed by the thread that releases it last, so it should own or share the objects that it uses. Throws
+/// std::bad_alloc; nothing is removed then.
 QK_LOGGING_API bool RemoveHandler(HandlerId id);
 
 /// Keeps the set of handlers for one record, so that handlers added or removed meanwhile make no difference.
@@ -39,8 +39,8 @@ class [[nodiscard]] QK_LOGGING_API HandlerPin {
   HandlerPin* const outer_;
 };
 
-/// Pins the current handlers for the next record that this thread emits. Later records use the handlers of their own
-/// time. Holds no lock: handlers may be added and removed while the pin exists.
+/// Pins the current handlers for the next record that this thread emits. Later records use the handlers that are
+/// installed when they are emitted. Holds no lock: handlers may be added and removed while the pin exists.
 QK_LOGGING_API HandlerPin ForceLockHandlers() noexcept;
 
 }  // namespace qk::logging

@@ -10,7 +10,7 @@
 /// Records with a level, and handlers that receive them.
 namespace qk::logging {
 
-/// A number that tells a host's handlers how to present a record. The library only passes it on.
+/// A number that a host's handlers can use to decide how to display a record. The library only passes it on.
 class QK_LOGGING_API DecodeType {
  public:
   /// Converts from any number; the host defines its meaning.
