@@ -13,9 +13,9 @@ namespace tovik {
 /// An IPv4 socket address, host and port, printed as 10.0.0.5:1025.
 class TOVIK_API Address {
  public:
-  /// Host 0.0.0.0, which means any local one, and the given port; port 0 means any free one.
+  /// Host 0.0.0.0, which means any local address, and the given port; port 0 means any free port.
   explicit Address(unsigned short port = 0);
-  /// A copy of the kernel's form.
+  /// Copies a socket address of the system.
   explicit Address(const sockaddr_in& native);
   /// Copies the address.
   Address(const Address&) = default;
@@ -40,19 +40,19 @@ class TOVIK_API Address {
   /// Writes the dotted text of a host and its terminating NUL. Fails if size is too small; 16 is always enough.
   static Result ntop(char* text, unsigned long size, const in_addr* host);
 
-  /// The text 10.0.0.5:1025, whatever a derived class prints.
+  /// Returns text such as 10.0.0.5:1025, even if a derived class overrides print.
   std::string printInet() const;
   /// Prints the same text; operator<< calls it.
   virtual void print(std::ostream& out) const;
 
-  /// The kernel's form.
+  /// The address as the socket calls take it.
   const sockaddr_in& native() const { return native_; }
 
  private:
   sockaddr_in native_{};
 };
 
-/// The same host and port.
+/// Compares the host and the port.
 TOVIK_API bool operator==(const Address& a, const Address& b);
 /// Calls print.
 TOVIK_API std::ostream& operator<<(std::ostream& out, const Address& address);

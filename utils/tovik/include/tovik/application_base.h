@@ -29,11 +29,11 @@ class TOVIK_API ApplicationBase {
   const std::string& name() const { return name_; }
 
  protected:
-  /// Null options: those of the transport's traits. keep_alive: send TCP keep-alive probes on the connections.
+  /// options: null means those of the transport's traits. keep_alive: send TCP keep-alive probes on the connections.
   ApplicationBase(Transport& transport, Protocol protocol, const std::string& name, bool keep_alive,
                   const SocketOptions* options);
 
-  const std::shared_ptr<TransportCore> core_;  ///< what connections are added to
+  const std::shared_ptr<TransportCore> core_;  ///< the transport's core, which new connections are added to
   const Protocol protocol_;                    ///< of every socket
   const std::string name_;                     ///< see name()
   const bool keepAlive_;                       ///< send keep-alive probes

@@ -4,10 +4,10 @@
 
 namespace tovik {
 
-/// A read position in bytes that somebody else owns. They must outlive the Buffer.
+/// A read position in bytes that it does not own. They must outlive the Buffer.
 class TOVIK_API Buffer {
  public:
-  /// Without storage.
+  /// Has no storage.
   Buffer() = default;
   /// Starts at the first of size bytes.
   Buffer(char* storage, unsigned long size) : curr_(storage), end_(storage + size) {}

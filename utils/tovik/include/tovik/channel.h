@@ -5,9 +5,9 @@
 
 namespace tovik {
 
-/// Why a connection has ended, in more detail than its direction says.
+/// Why a connection ended, in more detail than its direction.
 enum class EndCause {
-  other,     ///< only what the direction says; or it has not ended
+  other,     ///< the direction says it all, or the connection has not ended
   limit,     ///< this side ended it because a time limit had passed
   exception  ///< an exception left an event of its consumer
 };
@@ -15,15 +15,14 @@ enum class EndCause {
 /// One connection as its consumer sees it: sends bytes and ends the connection.
 ///
 /// Threads:   send, sendFile, bringDown and bringDownWhenSent by any thread; the rest on the transport's worker.
-/// Ownership: the framework's. A consumer may call it while both the consumer and the transport exist, or until it
-/// calls
-///            release, however long ago the connection ended. Calls on a channel that is down have no effect.
+/// Ownership: the framework's. A consumer that has not called release may call it while both the consumer and the
+///            transport exist, even long after the connection ended. Calls on a channel that is down have no effect.
 class TOVIK_API Channel {
  public:
   virtual ~Channel() = default;
 
-  /// Sends the bytes, in call order: at once as many as the kernel takes; the rest is copied and sent as soon as the
-  /// kernel takes it. A failure ends the connection.
+  /// Sends the bytes, in the order of the calls. The kernel gets as many as it takes at once; the rest is copied, and
+  /// sent as soon as the kernel takes it. A failure ends the connection.
   virtual void send(const char* data, unsigned long size) = 0;
 
   /// Sends size bytes of a file from offset on, after everything sent before. If the file turns out to be
@@ -31,14 +30,14 @@ class TOVIK_API Channel {
   virtual void sendFile(Descriptor file, long offset, unsigned long size) = 0;
 
   /// Ends the connection. When called on the worker, no more data reaches the consumer, not even data that has been
-  /// received already. onChannelDown and onConduitInactive follow as events of their own. What was sent before is
-  /// handed to the kernel, as much as it takes at that moment.
+  /// received already. onChannelDown and onConduitInactive follow as separate events. Of the bytes that are still
+  /// queued, the kernel gets as many as it takes at that moment; the rest is dropped.
   virtual void bringDown() = 0;
 
   /// Ends the connection once everything that was sent has been handed to the kernel. Later sends are dropped.
   virtual void bringDownWhenSent() = 0;
 
-  /// Whether received data reaches the consumer: not before the channel is up, nor after bringDown.
+  /// Whether received data reaches the consumer: false before the channel is up and after bringDown.
   virtual bool delivers() const = 0;
 
   /// Traits::max_unit_bytes of the transport.
@@ -47,8 +46,8 @@ class TOVIK_API Channel {
   /// Why the channel is down.
   virtual EndCause endCause() const { return EndCause::other; }
 
-  /// The consumer will not use the pointer any more, and the channel's memory may be freed. A consumer of very many
-  /// connections that never calls this keeps the memory of all their channels.
+  /// Promises that the consumer will not use the pointer any more, so the channel's memory may be freed. The channels
+  /// of a consumer that never calls this are kept until the consumer or the transport is destroyed.
   virtual void release() {}
 };
 

@@ -10,18 +10,19 @@ namespace tovik {
 
 class Consumer;
 
-/// Makes outgoing connections. A connection belongs to the transport: the Client may go as soon as the call returns.
+/// Makes outgoing connections. A connection belongs to the transport: the Client may be destroyed as soon as the call
+/// returns.
 class TOVIK_API Client : public ApplicationBase {
  public:
-  /// The consumer is notified of the connections on the transport's worker. The name is for logs. Null options: the
-  /// transport's.
+  /// The consumer is notified of the connections on the transport's worker. The name is for logs. options: null means
+  /// those of the transport.
   Client(Transport& transport, Protocol protocol, Consumer& consumer, const std::string& name, bool keep_alive,
          SocketOptions* options);
 
   /// Starts to connect from the local address (port 0: any port; host 0.0.0.0: the kernel's choice) to the remote one,
-  /// and returns without waiting. limit_ms: gives up after so many milliseconds; -1: no limit. Fails if the connection
-  /// is refused at once or descriptors or memory run out; no event follows then. Everything else is reported by events,
-  /// never from inside the call. Any thread.
+  /// and returns without waiting. limit_ms: the time to connect, in milliseconds; -1 means no limit. Fails if the
+  /// connection is refused at once or descriptors or memory run out; no event follows then. Everything else is reported
+  /// by events, never from inside the call. Any thread.
   Result setup_and_connect(const Address& remote, const Address& local, int limit_ms);
 
  private:

@@ -22,10 +22,10 @@ class TOVIK_API Clock {
   Clock(const Clock&) = delete;
   Clock& operator=(const Clock&) = delete;
 
-  /// Never earlier than a time that it has returned before.
+  /// The current time. Never earlier than a time that it has returned before.
   virtual Time now() = 0;
-  /// How many milliseconds a thread has to sleep so that it does not wake before the deadline; 0 if that has passed, -1
-  /// for a clock that does not run by itself. After advancing such a clock, give each worker a turn
+  /// How many milliseconds a thread must sleep so that it does not wake before the deadline; 0 if the deadline has
+  /// passed, -1 for a clock that does not run by itself. After advancing such a clock, let each worker run a turn
   /// (WorkerThread::call).
   virtual int millisecondsUntil(Time deadline) = 0;
 

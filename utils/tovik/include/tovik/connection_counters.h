@@ -10,13 +10,12 @@ namespace tovik {
 
 /// Counts what ConnectionStatistics reports.
 ///
-/// Threads:   read and countSentElsewhere by any thread; the rest on the worker. With a single writer, counting is a
-/// load
-///            and a store, never a locked operation.
+/// Threads:   read and countSentElsewhere by any thread; the rest on the worker. With a single writer, counting takes a
+///            load and a store, never a locked operation.
 /// Ownership: borrows the sum, which outlives it.
 class TOVIK_API ConnectionCounters {
  public:
-  /// Everything is counted in the sum, too, which may be null.
+  /// Everything is also counted in the sum, which may be null.
   explicit ConnectionCounters(ConnectionCounters* sum = nullptr) : sum_(sum) {}
 
   /// A connection was started or accepted.

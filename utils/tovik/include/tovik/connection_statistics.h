@@ -4,19 +4,19 @@
 
 namespace tovik {
 
-/// The connections of one transport so far, or all that a worker has ever served. A connection that setup_and_connect
-/// refuses, or that gets no consumer, is not counted.
+/// The connections so far of one transport, or of all transports that a worker has ever served. A connection that
+/// setup_and_connect refuses, or that gets no consumer, is not counted.
 ///
 /// The figures are read one after another, so each belongs to a slightly different time. But a connection that is
 /// counted as up or ended is always counted as started, too.
 struct TOVIK_API ConnectionStatistics {
   unsigned long long started = 0;        ///< connections that had their first turn on the worker
-  unsigned long long up = 0;             ///< of those, the ones that were ever connected
+  unsigned long long up = 0;             ///< of those, the ones that became connected
   unsigned long long ended_by_peer = 0;  ///< ended by the peer
   unsigned long long ended_here = 0;     ///< ended by this side, time limits included
   unsigned long long failed = 0;         ///< could not be connected, or were ended by an error
   unsigned long long bytes_in = 0;       ///< received from the kernel, delivered or not
-  unsigned long long bytes_out = 0;      ///< sent, as far as the kernel has taken them
+  unsigned long long bytes_out = 0;      ///< taken by the kernel to be sent
 
   /// The number of connections that exist now.
   unsigned long long open() const { return started - ended_by_peer - ended_here - failed; }

@@ -9,9 +9,9 @@ class Conduit;
 class DataAggregator;
 class Socket;
 
-/// Is notified of each new socket: before it connects or listens, or right after it was accepted. Sets options that
-/// SocketOptions does not have. Called on the thread that starts the connection or the listener; for an accepted socket
-/// on the transport's worker.
+/// Is notified of each new socket before it connects or listens, or right after it was accepted, and may set options
+/// that SocketOptions does not have. Called on the thread that starts the connection or the listener; for an accepted
+/// socket on the transport's worker.
 class TOVIK_API SocketCreationCallback {
  public:
   virtual ~SocketCreationCallback() = default;
@@ -21,15 +21,14 @@ class TOVIK_API SocketCreationCallback {
 
 /// Receives the events of connections.
 ///
-/// Threads:   called on the transport's worker, one event of all its connections after another.
+/// Threads:   called on the transport's worker, one event at a time for all its connections.
 /// Order:     onNewConduit; then, once connected, onConduitActive, getDataAggregator, onNewChannel, onChannelUp, data,
-///            onChannelDown; last onConduitInactive. A conduit that never gets connected goes from onNewConduit
-///            straight to onConduitInactive. No event repeats, none is lost, none comes after onConduitInactive.
+///            onChannelDown; last onConduitInactive. If the conduit never gets connected, onConduitInactive follows
+///            onNewConduit. No event is repeated or lost, and none follows onConduitInactive.
 /// Ownership: a consumer that ever had a connection is retired with Transport::retire, or outlives the transport.
 /// Callbacks: an event may do anything, destroying the transport included. An exception that leaves an event is logged
-/// at
-///            level 30 and ends every connection of the transport; of the connection that it came from the consumer is
-///            then notified of the end only.
+///            at level 30 and ends every connection of the transport; of the connection whose event it was, only the
+///            end is still reported.
 class TOVIK_API Consumer : public SocketCreationCallback {
  public:
   /// Stores a new object in aggregator, which the framework then owns, and returns true; false ends the connection.

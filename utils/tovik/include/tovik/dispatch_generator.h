@@ -14,7 +14,7 @@
 
 namespace tovik {
 
-/// A dispatcher: a named group of worker threads that share the transports. Made by the DispatchStore.
+/// A dispatcher: a named group of worker threads, over which its transports are distributed. Made by the DispatchStore.
 ///
 /// Threads: any.
 class TOVIK_API DispatchGenerator {
@@ -29,15 +29,15 @@ class TOVIK_API DispatchGenerator {
   Result start(unsigned workerCount, Clock& clock = Clock::steady());
 
   /// Chooses the worker that serves the fewest transports, and counts one more for it. The thread ends with its
-  /// dispatcher; the object exists as long as somebody holds the pointer.
+  /// dispatcher; the object exists as long as a pointer to it.
   std::shared_ptr<WorkerThread> acquire();
-  /// Counts one transport less for the worker.
+  /// Counts one transport fewer for the worker.
   void release(const WorkerThread& worker);
 
   /// The statistics of each worker, in the order in which they were made. Never waits.
   std::vector<WorkerStatistics> statistics() const;
 
-  /// The workers end as soon as no transport uses any of them. Does not wait.
+  /// Makes the workers end as soon as no transport uses any of them. Does not wait.
   void retire();
   /// Whether a transport uses one of the workers.
   bool isUsed() const;
@@ -52,7 +52,7 @@ class TOVIK_API DispatchGenerator {
   std::vector<std::shared_ptr<WorkerThread>> workers_;  // constant after start
 
   mutable qk::Mutex mutex_;
-  std::vector<unsigned long> transportsOf_ QK_GUARDED_BY(mutex_);  // each worker, at its place in workers_
+  std::vector<unsigned long> transportsOf_ QK_GUARDED_BY(mutex_);  // the count of each worker, in the order of workers_
   unsigned long transports_ QK_GUARDED_BY(mutex_) = 0;
   bool retired_ QK_GUARDED_BY(mutex_) = false;
 };

@@ -7,7 +7,7 @@
 
 namespace tovik {
 
-/// What a WorkerThread calls when a descriptor is ready, in a requested turn, or at a deadline. The worker keeps a
+/// Is called by a WorkerThread when a descriptor is ready, in a requested turn, or at a deadline. The worker keeps a
 /// scheduled handler alive until it has called it.
 class TOVIK_API EventHandler {
  public:

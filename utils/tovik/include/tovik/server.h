@@ -15,25 +15,24 @@ class ConsumerGenerator;
 class Acceptor;
 class SocketCreationCallback;
 
-/// Listens, and asks the generator on the transport's worker for the consumer of each accepted connection.
+/// Listens, and calls the generator on the transport's worker to get the consumer of each accepted connection.
 ///
 /// It has the interface of a Thread, but starts none: the worker calls `run` when a connection waits. A thread for each
 /// transfer would cost more than the transfer.
 ///
 /// Threads:   startListening, stopListening and start by one owner at a time; stop, is_running and print by any thread.
 /// Ownership: borrows the generator, the callback and the options, which must exist until it stops listening. May
-/// outlive
-///            the transport; it stops listening when the transport is destroyed. The destructor stops listening;
-///            accepted connections continue. A derived class stops listening in its own destructor, because the worker
-///            calls virtual functions.
+///            outlive the transport: it stops listening when the transport is destroyed. The destructor stops
+///            listening; accepted connections continue. A derived class stops listening in its own destructor, because
+///            the worker calls virtual functions.
 class TOVIK_API Server : public ApplicationBase, public Thread {
  public:
-  /// The callback, which may be null, is notified of the listening socket. Null options: the transport's.
+  /// The callback, which may be null, is notified of the listening socket. options: null means those of the transport.
   Server(Transport& transport, Protocol protocol, ConsumerGenerator* generator, const std::string& name,
          bool keep_alive, SocketCreationCallback* callback, SocketOptions* options);
   ~Server() override;
 
-  /// Port 0: any free port, which address() then has. Fails if it is listening already.
+  /// Port 0 means any free port; address() then returns it. Fails if the server is listening already.
   virtual Result startListening(const Address& address);
 
   /// Stops, waits as join does, and closes the listening socket. After success the generator is not called any more,
@@ -52,12 +51,12 @@ class TOVIK_API Server : public ApplicationBase, public Thread {
   Result start() override;
   /// Accepts no more connections; does not wait. Peers that connect stay in the backlog.
   void stop() override;
-  /// Waits until a call of the generator that is running has returned, for at most limit_ms milliseconds (-1: without
-  /// limit). Returns true at once on the worker, also inside the generator.
+  /// Waits until a running call of the generator has returned, for at most limit_ms milliseconds (-1: without limit).
+  /// Returns true at once on the worker, also inside the generator.
   bool join(int limit_ms) override;
   bool is_running() const override;
 
-  /// The address that startListening has bound.
+  /// The address that the server listens on.
   const Address& address() const { return address_; }
 
  private:

@@ -14,7 +14,8 @@ namespace tovik {
 ///
 /// Ownership: copies the destination; borrows its channel and the buffer. The text is gathered in the buffer, or in the
 ///            sockbuf itself if there is none, and on the heap once it outgrows either.
-/// Errors:    out of memory: sends nothing and ends the connection, because half a command must never reach a server.
+/// Errors:    if memory runs out, sends nothing and ends the connection, because half a command must never reach a
+///            server.
 class TOVIK_API sockbuf : public std::streambuf {
  public:
   /// The buffer may be null.

@@ -26,9 +26,9 @@ class TOVIK_API Socket {
   /// Does nothing if it is closed.
   void close() { descriptor_.close(); }
 
-  /// Asks the kernel for a socket.
+  /// Creates a socket.
   Result open(Protocol protocol);
-  /// Sets the options, and keep-alive probes if asked for.
+  /// Sets the options, and turns keep-alive probes on if keep_alive is true.
   Result apply(const SocketOptions& options, bool keep_alive);
 
   /// Binds the local end of a connection, before connect. The kernel chooses a port for port 0 only when the socket
@@ -45,10 +45,10 @@ class TOVIK_API Socket {
 
   /// Binds to the address, where port 0 means any free one, and listens.
   Result listen(const Address& local);
-  /// Accepts one waiting connection. False if there was none; errno then has the reason.
+  /// Accepts one waiting connection. False if there was none or accept failed; errno has the reason.
   bool accept(Socket& connection, Address& remote);
 
-  /// 0.0.0.0:0 if the kernel gives none.
+  /// 0.0.0.0:0 if there is none.
   Address localAddress() const;
   /// 0.0.0.0:0 while there is no peer.
   Address remoteAddress() const;

@@ -14,7 +14,7 @@ namespace tovik {
 /// A system thread that runs `run` until it is asked to stop.
 ///
 /// Threads:   start, join and kill by one owner at a time; stop, is_running and print by any thread.
-/// Ownership: a derived class that overrides a function which `run` calls ends the thread in its destructor.
+/// Ownership: a derived class that overrides a function which `run` calls must end the thread in its own destructor.
 class TOVIK_API Thread {
  public:
   /// The name is for logs and print.
@@ -32,7 +32,7 @@ class TOVIK_API Thread {
   virtual bool join(int limit_ms);
   /// Calls stop and join(-1).
   virtual void kill();
-  /// From a successful start until `run` has returned.
+  /// True from a successful start until `run` has returned.
   virtual bool is_running() const;
   /// Prints the name and whether the thread is running.
   virtual void print(std::ostream& out) const;

@@ -9,7 +9,7 @@
 
 namespace tovik {
 
-/// The timers of one worker. The time is an argument.
+/// The timers of one worker. The caller passes the current time.
 ///
 /// Threads:   the worker's only.
 /// Ownership: borrows the handlers; a handler cancels its timers before it is destroyed.
@@ -17,7 +17,7 @@ class TOVIK_API TimerQueue {
  public:
   /// A point in time of the worker's clock.
   using Time = Clock::Time;
-  /// In order of time.
+  /// Sorted by deadline.
   using Timers = std::multimap<Time, EventHandler*>;
   /// Identifies a timer to cancel.
   using Id = Timers::iterator;

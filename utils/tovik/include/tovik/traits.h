@@ -11,8 +11,8 @@ struct TOVIK_API Traits : SocketOptions {
   /// so that a peer can't use up the memory by never ending its line.
   unsigned long max_unit_bytes = 1UL << 20U;
 
-  /// This side ends a connection on which the peer has sent nothing within so many seconds after it was started, the
-  /// time to connect included. It has no effect on a connection that has delivered a byte. 0 or less: no limit.
+  /// This side ends a connection if the peer sends nothing within this many seconds of its start, which includes the
+  /// time to connect. Has no effect once a byte was received. 0 or less: no limit.
   int first_byte_limit_s = 0;
 };
 

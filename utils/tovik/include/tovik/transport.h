@@ -46,14 +46,14 @@ class TOVIK_API Transport {
   void call(const std::function<void()>& f);
 
   /// From now on no connection is started or accepted; existing ones continue. The first step of destroying a session
-  /// whose consumers could start again when they are notified of the end. Any thread.
+  /// whose consumers might start connections when they are notified of the end. Any thread.
   void refuseNew();
   /// Whether refuseNew or the destructor has been called. Any thread.
   bool refusesNew() const;
 
   /// Takes ownership of a consumer, ends its connections without notifying it, and destroys it: at once, on this
   /// thread, if none of its events is running and no connection is left, otherwise on the worker, as soon as the
-  /// running event has returned. No event that has not started reaches it. Null has no effect.
+  /// running event has returned. It receives no event that had not started before. Null has no effect.
   void retire(Consumer* consumer);
 
   /// The statistics of all its connections so far. Any thread; never waits.
@@ -66,7 +66,7 @@ class TOVIK_API Transport {
   /// the session. On the worker.
   std::weak_ptr<const void> life() const { return life_; }
 
-  /// For endpoints: what their connections are added to.
+  /// For endpoints, which add their connections to it.
   const std::shared_ptr<TransportCore>& core() const { return core_; }
 
  private:

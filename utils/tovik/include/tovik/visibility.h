@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what the shared libraries of the framework and of its modules show; everything else in them is hidden.
+/// Exports a class or function from the shared libraries of the framework and its modules, which hide everything else.
 #define TOVIK_API [[gnu::visibility("default")]]

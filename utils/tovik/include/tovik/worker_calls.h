@@ -10,7 +10,7 @@
 
 namespace tovik {
 
-/// The calls that threads make on one worker and wait for, and that worker's own waits for other workers.
+/// The calls that threads make to one worker and wait for, and that worker's own waits for other workers.
 ///
 /// While a worker waits inside a handler, it runs only the calls of workers that it waits for, directly or through
 /// others. Without those calls each would wait for the other forever. All other calls run between two handlers.
@@ -29,7 +29,7 @@ class TOVIK_API WorkerCalls {
   bool isCurrent() const { return current_ == this; }
 
   /// Runs f on the worker and returns when it has run. Runs f at once on the worker itself, and on the calling thread
-  /// after the worker has ended. The caller gets an exception that leaves f. Allocates nothing.
+  /// after the worker has ended. An exception that leaves f is passed to the caller. Allocates nothing.
   void call(const std::function<void()>& f);
   /// The same, but waits for at most limit_ms milliseconds (-1: without limit). False if the limit has passed: a copy
   /// of f then runs later, and an exception that leaves it is logged.
@@ -78,7 +78,7 @@ class TOVIK_API WorkerCalls {
   static void logSlowWait(const Wait& wait) noexcept QK_EXCLUDES(mutex_);
 
   static inline thread_local WorkerCalls* current_ = nullptr;
-  static qk::Mutex mutex_;  // of all workers: waits cross them
+  static qk::Mutex mutex_;  // one for all workers: a wait involves two
 
   const std::string name_;
   const std::function<void()> wake_;
@@ -86,8 +86,8 @@ class TOVIK_API WorkerCalls {
 
   Call* first_ QK_GUARDED_BY(mutex_) = nullptr;
   unsigned long long added_ QK_GUARDED_BY(mutex_) = 0;
-  Wait* wait_ QK_GUARDED_BY(mutex_) = nullptr;    // what this worker waits for: the innermost of its waits
-  Wait* joiner_ QK_GUARDED_BY(mutex_) = nullptr;  // who waits for its end
+  Wait* wait_ QK_GUARDED_BY(mutex_) = nullptr;    // the innermost of this worker's waits
+  Wait* joiner_ QK_GUARDED_BY(mutex_) = nullptr;  // the wait for this worker's end
   State state_ QK_GUARDED_BY(mutex_) = State::idle;
 };
 

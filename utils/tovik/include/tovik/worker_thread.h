@@ -46,14 +46,15 @@ class TOVIK_API WorkerThread : private Thread {
   /// Debug builds end the program with a message that names both threads if the calling thread is not this worker.
   void requireCurrent() const;
 
-  /// Calls the handler's onReady(0) in a later turn of the loop, in the order of the requests; once, however often it
-  /// was requested before that. A worker that has ended drops the handler. Allocates nothing.
+  /// Calls the handler's onReady(0) in a later turn of the loop. Handlers are called in the order of the requests;
+  /// further requests for a handler that has not been called yet have no effect. A worker that has ended drops the
+  /// handler. Allocates nothing.
   void schedule(std::shared_ptr<EventHandler> handler) noexcept;
   /// Runs a function on the worker in a later turn.
   void post(std::function<void()> task);
-  /// Runs f on the worker, between two handlers, and returns when it has run; on the worker itself runs it at once. The
-  /// caller gets an exception that leaves f. A worker that waits here runs, inside its own handler, only the calls of
-  /// workers that it waits for: see WorkerCalls. Allocates nothing.
+  /// Runs f on the worker, between two handlers, and returns when it has run; on the worker itself runs it at once. An
+  /// exception that leaves f is passed to the caller. A worker that waits here runs, inside its own handler, only the
+  /// calls of workers that it waits for: see WorkerCalls. Allocates nothing.
   void call(const std::function<void()>& f) { calls_.call(f); }
   /// The same, but waits for at most limit_ms milliseconds. False if the limit has passed; a copy of f then runs later.
   bool callWithin(const std::function<void()>& f, int limit_ms) { return calls_.callWithin(f, limit_ms); }
@@ -69,7 +70,7 @@ class TOVIK_API WorkerThread : private Thread {
   /// Turns a watchInput into a watch.
   Result watchOutput(int descriptor, EventHandler& handler);
   /// Calls the handler in every turn in which the descriptor has input (level-triggered), until `unwatch`. The handler
-  /// must exist until a turn that is requested after that. Any thread.
+  /// must exist until a turn that is requested after `unwatch`. Any thread.
   Result watchArrivals(int descriptor, EventHandler& handler);
   /// Must be called before the descriptor is closed. Any thread.
   void unwatch(int descriptor);
@@ -93,7 +94,7 @@ class TOVIK_API WorkerThread : private Thread {
   WorkerStatistics statistics() const;
 
  private:
-  /// Handlers in the order of their requests, linked through themselves so that a request allocates nothing.
+  /// Handlers in the order of their requests, linked intrusively so that a request allocates nothing.
   struct Chain {
     std::shared_ptr<EventHandler> first;
     EventHandler* last = nullptr;
@@ -124,7 +125,7 @@ class TOVIK_API WorkerThread : private Thread {
   WorkerCalls calls_;
   TimerQueue timers_;
   std::vector<char> receiveStorage_;
-  std::shared_ptr<EventHandler> retained_;  // linked through themselves: ending a connection must not need memory
+  std::shared_ptr<EventHandler> retained_;  // linked intrusively: ending a connection must not need memory
   Clock::Time handlerStart_;
 
   // Written by the worker only, read by any thread.

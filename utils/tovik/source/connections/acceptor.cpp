@@ -56,7 +56,7 @@ void Acceptor::onTransportClose() {
   stopWatching();
 }
 
-/// An event of this turn may still call the acceptor. The turn that is asked for here keeps it until then.
+/// An event of this turn may still call the acceptor. The turn that is requested here keeps it alive until then.
 void Acceptor::stopWatching() {
   if (stopping_) return;
   __atomic_store_n(&stopping_, true, __ATOMIC_RELEASE);
@@ -119,7 +119,7 @@ void Acceptor::onTimer() {
   watchAgain();
 }
 
-/// After a pause, and in the turn after each stop. The server may have been started again by then.
+/// Runs after a pause and in the turn after each stop. The server may have been started again by then.
 void Acceptor::watchAgain() {
   qk::MutexLock lock(mutex_);
   if (stopping_ && pause_) core_->worker().timers().cancel(*std::exchange(pause_, std::nullopt));
@@ -127,7 +127,7 @@ void Acceptor::watchAgain() {
   try {
     watched_ = bool{core_->worker().watchArrivals(listening_, *this)};
   } catch (const std::bad_alloc&) {
-    // There is no memory for the text of the failure either.
+    // It has failed, and there was no memory for the message.
   }
   if (watched_) return;
   lock.unlock();

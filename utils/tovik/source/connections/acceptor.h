@@ -19,7 +19,7 @@ class ConsumerRecord;
 class Socket;
 class Thread;
 
-/// Calls a server on the worker when a connection waits, and hands the accepted connection to its consumer. It may
+/// Calls a server on the worker when a connection is waiting, and hands the accepted connection to its consumer. It may
 /// outlive the server while the worker uses it.
 ///
 /// Threads:   open, close, wait and isOpen by any thread; the rest on the worker.
@@ -28,25 +28,24 @@ class Acceptor final : public EventHandler,
                        public TransportCloseListener,
                        public std::enable_shared_from_this<Acceptor> {
  public:
-  /// Borrows the server until `wait` has returned true after `close`. The name is that of the connections, and for
-  /// logs.
+  /// Borrows the server until `wait` has returned true after `close`. The name is for the connections and for logs.
   Acceptor(std::shared_ptr<TransportCore> core, ConsumerGenerator* generator, Thread& server, std::string name);
 
   /// Fails if it is open already or the transport is closed.
   Result open(int listening);
-  /// From now on the server is not called, and no connection is handed over.
+  /// Stops calling the server and handing over connections.
   void close();
-  /// The same for a transport that closes before its server stops: a peer that connects then is refused.
+  /// Does the same when the transport closes before the server stops, and makes the kernel refuse new connections.
   void onTransportClose() override;
-  /// Waits until a call of the server that is running has returned, for at most limit_ms milliseconds (-1: without
-  /// limit). Returns true at once on the worker.
+  /// Waits until a running call of the server has returned, for at most limit_ms milliseconds (-1: without limit).
+  /// Returns true at once on the worker.
   bool wait(int limit_ms);
   /// True also while the last call of the server is running.
   bool isOpen() const;
 
   /// Asks the generator for a consumer and adds the connection to the transport; closes it if there is no consumer.
   void admit(Socket connection);
-  /// Does not call the server for a while.
+  /// Stops calling the server for a short time.
   void pause();
 
   void onReady(unsigned events) override;
@@ -65,7 +64,7 @@ class Acceptor final : public EventHandler,
   Thread& server_;
   const std::string name_;
 
-  std::optional<TimerQueue::Id> pause_;  // the worker's alone
+  std::optional<TimerQueue::Id> pause_;  // used by the worker only
 
   mutable qk::Mutex mutex_;
   int listening_ QK_GUARDED_BY(mutex_) = -1;

@@ -17,29 +17,29 @@ struct ConnectionLinks {
   Connection* next = nullptr;
 };
 
-/// What a transport needs of its connections: to end them, and their places in its lists.
+/// What a transport needs from a connection: functions that end it, and its links in the transport's lists.
 ///
 /// Threads:   requestEnd by any thread; number and the links are guarded by the transport's mutex; the rest on the
 ///            worker.
-/// Ownership: the transport's and its consumer's lists; the worker keeps one until the end of the turn in which it
-/// ends.
+/// Ownership: the transport's list and its consumer's list; the worker keeps a connection until the end of the turn in
+///            which it ends.
 class Connection : public Conduit, public EventHandler, public std::enable_shared_from_this<Connection> {
  public:
   /// Ends the connection now and notifies its consumer before it returns, also when called from inside one of the
   /// connection's own events. direction: a SocketDir.
   virtual void end(int direction) = 0;
-  /// Ends the connection in a turn of its own. The first request counts.
+  /// Ends the connection in a separate turn. Only the first request counts.
   virtual void requestEnd(int direction) noexcept = 0;
-  /// Whether received data still goes to the consumer.
+  /// Whether received data is still passed to the consumer.
   virtual bool delivers() const = 0;
 
-  unsigned long long number = 0;  // a transport's connections are numbered in order of adding
+  unsigned long long number = 0;  // a transport numbers its connections in the order of adding
   ConnectionLinks inTransport;
   ConnectionLinks ofConsumer;
 };
 
-/// Connections in order of adding, linked through themselves: adding and removing one takes constant time and no
-/// memory. Not thread-safe.
+/// Connections in the order of adding, linked intrusively: adding and removing one takes constant time and no memory.
+/// Not thread-safe.
 template <ConnectionLinks Connection::*links>
 class ConnectionList {
  public:
@@ -54,7 +54,7 @@ class ConnectionList {
     last_ = &connection;
   }
 
-  /// The connection is in the list. Destroys nothing: the caller releases what is returned.
+  /// REQUIRES: the connection is in the list. Destroys nothing: the caller releases what is returned.
   [[nodiscard]] std::shared_ptr<Connection> remove(Connection& connection) noexcept {
     ConnectionLinks removed = std::exchange(connection.*links, ConnectionLinks());
     (removed.previous == nullptr ? first_ : (removed.previous->*links).next) = removed.next;

@@ -12,14 +12,14 @@ class DataAggregator;
 class TransportCore;
 
 /// Notifies a consumer of one connection's events: each once, in order, and none after the consumer is retired. After
-/// an exception that leaves an event only the end is reported.
+/// an exception has left an event, only the end is reported.
 ///
 /// Threads:   the transport's worker only.
-/// Ownership: holds the consumer's record; borrows the connection and the transport's core, which keep it.
+/// Ownership: holds the consumer's record; borrows the connection and the transport's core, which outlive it.
 /// Callbacks: a consumer may do anything in an event, ending this connection included.
 class ConsumerNotifier {
  public:
-  /// The record is held for the connection already; conduitInactive releases it.
+  /// TransportCore::add holds the record for the connection; conduitInactive releases it.
   ConsumerNotifier(TransportCore& core, std::shared_ptr<ConsumerRecord> record, Connection& connection);
   ~ConsumerNotifier();
   ConsumerNotifier(const ConsumerNotifier&) = delete;
@@ -35,14 +35,14 @@ class ConsumerNotifier {
 
   void newConduit();
   void conduitActive();
-  /// Null where the consumer has given none.
+  /// Returns null if the consumer provides none.
   std::unique_ptr<DataAggregator> dataAggregator(Channel& channel);
   void newChannel(Channel& channel);
   void channelUp(Channel& channel);
   void data(DataAggregator& aggregator, Buffer& buffer);
-  /// Only after channelUp.
+  /// Has no effect before channelUp.
   void channelDown(Channel& channel, int direction);
-  /// Removes the connection from the transport before, and releases the consumer afterwards.
+  /// Removes the connection from the transport, notifies the consumer, then releases it.
   void conduitInactive();
 
  private:

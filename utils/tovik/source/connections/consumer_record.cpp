@@ -26,7 +26,7 @@ ConsumerRecord::Remaining ConsumerRecord::release() {
 
 bool ConsumerRecord::retire() { return state_.fetch_or(retired, std::memory_order_acq_rel) == 0; }
 
-/// A channel whose connection has not ended lives on with that.
+/// If the connection has not ended, it keeps the channel until it does.
 void ConsumerRecord::dropChannel(const Channel& channel) {
   const auto found =
       std::find_if(channels_.begin(), channels_.end(), [&](const auto& each) { return each.get() == &channel; });

@@ -12,7 +12,7 @@ namespace tovik {
 class Channel;
 class Consumer;
 
-/// What a transport knows of one consumer: its holders, and whether it is retired.
+/// A transport's record of one consumer: its holders, and whether it is retired.
 ///
 /// The holders are the consumer's connections and its running events. A retired consumer gets no new holder, and is
 /// destroyed when its last one releases it.

@@ -12,7 +12,7 @@ namespace tovik {
 
 namespace {
 
-// One connection gives way to the others of its worker after this much.
+// After this many bytes, a connection lets the others of its worker run.
 constexpr unsigned long sentPerTurn = 4UL << 20U;
 
 }  // namespace
@@ -96,7 +96,7 @@ void SendSide::close() {
   worker_.unwatch(socket_.number());
   const qk::MutexLock lock(mutex_);
   write();
-  output_ = OutputQueue();  // the channel may outlive the connection by far
+  output_ = OutputQueue();  // the channel may exist long after the connection
   socket_.close();
   connection_ = nullptr;
 }

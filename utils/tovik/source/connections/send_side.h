@@ -13,8 +13,8 @@ class Connection;
 class ConnectionCounters;
 class WorkerThread;
 
-/// A connection's socket and what waits to be sent on it: what its channel, which any thread may call, and its conduit
-/// share.
+/// A connection's socket and the output that is waiting to be sent on it. Shared by the connection's channel, which any
+/// thread may call, and its conduit.
 ///
 /// Threads:   send, sendFile, endWhenSent and requestEnd by any thread; the rest on the worker.
 /// Ownership: owns the socket; borrows the connection, the worker and the counters until close.
@@ -29,19 +29,20 @@ class SendSide {
   void sendFile(Descriptor file, long offset, unsigned long size);
   /// Ends the connection once everything that was sent has been handed to the kernel.
   void endWhenSent();
-  /// Ends the connection in a turn of its own, unless it has ended. direction: a SocketDir.
+  /// Ends the connection in a separate turn, unless it has ended. direction: a SocketDir.
   void requestEnd(int direction);
 
   /// Makes the worker call the connection when the socket's readiness changes.
   Result watch();
-  /// As Socket::recv. What a thread did before a send happens-before the handling of what is received after it.
+  /// As Socket::recv. Everything that a thread did before a send happens-before the handling of data that is received
+  /// after that send.
   long receive(char* data, unsigned long size);
-  /// Hands the queue to the kernel, as much as it takes.
+  /// Hands the kernel as much of the queue as it takes.
   void writeMore();
-  /// Hands the queue to the kernel, as much as it takes, and closes the socket.
+  /// Hands the kernel as much of the queue as it takes, and closes the socket.
   void close();
 
-  /// For what the worker alone does with the socket.
+  /// For the operations on the socket that only the worker performs.
   Socket& socket() { return socket_; }
   const Socket& socket() const { return socket_; }
 
@@ -55,7 +56,7 @@ class SendSide {
   ConnectionCounters& counters_;
 
   qk::Mutex mutex_;
-  Socket socket_;  // used with the mutex held, except by the worker, which alone closes it
+  Socket socket_;  // used with the mutex held, except by the worker; only the worker closes it
   Connection* connection_ QK_GUARDED_BY(mutex_);  // null once closed
   OutputQueue output_ QK_GUARDED_BY(mutex_);
   bool endsWhenSent_ QK_GUARDED_BY(mutex_) = false;

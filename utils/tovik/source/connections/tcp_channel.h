@@ -7,9 +7,9 @@ namespace tovik {
 
 class ConsumerRecord;
 
-/// The channel of a TcpConduit. It outlives the conduit, for as long as its consumer may call it, and is small.
+/// The channel of a TcpConduit. It is small, because it outlives the conduit for as long as its consumer may call it.
 ///
-/// Ownership: the conduit's and, once it is up, the consumer's record's, which outlives it.
+/// Ownership: owned by the conduit and, once it is up, by the consumer's record, which outlives it.
 class TcpChannel final : public Channel {
  public:
   TcpChannel(Connection& connection, ConsumerRecord& record, unsigned long maxUnitBytes, WorkerThread& worker,
@@ -32,7 +32,7 @@ class TcpChannel final : public Channel {
  private:
   const unsigned long maxUnitBytes_;
   ConsumerRecord& record_;
-  const Connection* connection_;  // null once closed; this and the next are the worker's alone
+  const Connection* connection_;  // null once closed; this and the next are used by the worker only
   EndCause endCause_ = EndCause::other;
   SendSide sendSide_;
 };

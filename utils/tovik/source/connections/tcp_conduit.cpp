@@ -20,9 +20,9 @@ namespace tovik {
 
 namespace {
 
-// One connection gives way to the others of its worker after this much.
+// After this many receives or this much time, a connection lets the others of its worker run.
 constexpr int receivesPerTurn = 16;
-constexpr std::chrono::milliseconds receivingPerTurn{5};  // small units cost far more than their bytes
+constexpr std::chrono::milliseconds receivingPerTurn{5};  // many small units take long, however few bytes they have
 
 constexpr int noEnd = -1;
 static_assert(noEnd != dirPeer && noEnd != dirLocal && noEnd != dirFailed);
@@ -78,10 +78,11 @@ void TcpConduit::advance(unsigned events) {
   if (stage_ == Stage::up) {
     if (events != 0) {
       peerEnded_ = (events & EPOLLRDHUP) != 0;
-      // A receive stops before an urgent byte, whatever is behind it; an error is there to be received too.
+      // A receive stops before an urgent byte even if data follows it; an error must be received, too.
       shortReadDrains_ = (events & (EPOLLPRI | EPOLLHUP | EPOLLERR)) == 0;
     }
-    // Where sending failed, what the peer sent before (why it closed, say) may still be there to receive.
+    // If sending has failed, data that the peer sent before, such as why it closed, may still be waiting to be
+    // received.
     if ((events & ~unsigned{EPOLLOUT}) != 0 || moreToRead_ || requestedEnd() == dirFailed) receive();
   }
   if (stage_ == Stage::up) channel_->sendSide().writeMore();
@@ -124,7 +125,7 @@ void TcpConduit::receive() {
     handOn(Buffer(buffer.curr(), size));
     if (!delivers()) return;
     if (size == buffer.remaining() || !shortReadDrains_) continue;
-    // What arrives from now on is a new edge; the end is none when it has been seen.
+    // Data that arrives from now on is a new edge. An end that has been reported already is not.
     if (peerEnded_) end(dirPeer);
     return;
   }
@@ -165,7 +166,7 @@ void TcpConduit::close(int direction) {
   core_->worker().retainUntilTurnEnd(shared_from_this());
 }
 
-/// Arms the nearest of the limits that hold in this stage.
+/// Arms the earliest of the deadlines that apply in this stage.
 void TcpConduit::armDeadline() {
   cancelDeadline();
   std::optional<TimerQueue::Time> deadline;

@@ -19,10 +19,10 @@ class ConsumerRecord;
 class DataAggregator;
 class TransportCore;
 
-/// One TCP connection from its first turn to its end: connects, receives, and keeps the time limits.
+/// One TCP connection from its first turn to its end: connects, receives, and enforces the time limits.
 ///
 /// Threads:   requestEnd by any thread; the rest on the worker.
-/// Callbacks: a consumer may do anything in an event; whatever is used after one belongs to the conduit itself.
+/// Callbacks: a consumer may do anything in an event, so the conduit uses only its own members after one.
 class TcpConduit final : public Connection {
  public:
   /// Adds a socket that is connecting, or connected already, to the transport as a connection of the consumer.
@@ -62,18 +62,18 @@ class TcpConduit final : public Connection {
 
   const std::shared_ptr<TransportCore> core_;
   const std::string name_;
-  const bool isConnected_;  // from the start
+  const bool isConnected_;  // when it was added
   const int connectLimit_ms_;
   const std::shared_ptr<TcpChannel> channel_;
 
-  // The worker's alone.
+  // Used by the worker only.
   ConsumerNotifier consumer_;
   std::unique_ptr<DataAggregator> aggregator_;
   Stage stage_ = Stage::fresh;
   bool deliveryStopped_ = false;  // brought down on the worker: no more data for the consumer
-  bool peerEnded_ = false;        // the kernel has the end of the peer's data
-  bool shortReadDrains_ = true;   // a receive of less than asked for has emptied the socket
-  bool moreToRead_ = false;       // has given way to others with data left to receive
+  bool peerEnded_ = false;        // the peer has closed its side; data may be left
+  bool shortReadDrains_ = true;   // a receive of less than the buffer's size has emptied the socket
+  bool moreToRead_ = false;       // has let others run with data left to receive
   bool anyReceived_ = false;
   bool timedOut_ = false;
   const TimerQueue::Time startedAt_;

@@ -10,7 +10,7 @@
 
 namespace tovik {
 
-// NOLINTBEGIN(performance-unnecessary-value-param): callbacks come by value, and tr1 has nothing to move them with
+// NOLINTBEGIN(performance-unnecessary-value-param): callbacks are passed by value, and tr1 cannot move them
 Transport::Transport(DispatchGenerator* dispatcher, Traits traits, ThreadCallbacks* callbacks, Factory* factory,
                      std::tr1::function<void(WorkerThread*)> onWorker, const std::string& name)
     // NOLINTEND(performance-unnecessary-value-param)
@@ -37,7 +37,7 @@ Transport::~Transport() {
 
 bool Transport::deactivateAllConduits(int limit_ms) {
   const auto core = core_;
-  // What outlasts the limit keeps the core; without one nothing is allocated.
+  // A call that outlasts the limit needs the core. Without a limit, nothing is allocated.
   if (limit_ms >= 0) return core->worker().callWithin([core] { core->endConnections(); }, limit_ms);
   core->worker().call([&core] { core->endConnections(); });
   return true;

@@ -118,8 +118,8 @@ void TransportCore::onReady(unsigned /*events*/) {
 
 void TransportCore::endConnections() { endConnections(nullptr); }
 
-/// Of one consumer, or all. One at a time and up to a mark: a consumer that is notified may end others, or start new
-/// ones, which are not meant.
+/// Of one consumer, or all if record is null. One at a time, and only those that exist now: a consumer that is notified
+/// may end others, or start new ones, which continue.
 void TransportCore::endConnections(const ConsumerRecord* record) {
   worker_->requireCurrent();
   unsigned long long last = 0;
@@ -150,7 +150,7 @@ void TransportCore::close() {
     listeners.swap(closeListeners_);
   }
   for (const auto& listener : listeners) listener->onTransportClose();
-  // The turn that was to start it may still be to come, when the callbacks are gone.
+  // The turn that would start it may run only after the callbacks have been destroyed.
   start();
   endConnections();
   try {
@@ -165,7 +165,7 @@ std::shared_ptr<ConsumerRecord> TransportCore::findRecord(Consumer& consumer) co
   return found == records_.end() ? nullptr : found->second;
 }
 
-/// Null for a consumer that is being destroyed.
+/// Returns null for a consumer that is being destroyed.
 std::shared_ptr<ConsumerRecord> TransportCore::recordFor(Consumer& consumer) {
   for (const BeingDestroyed* each = beingDestroyed_; each != nullptr; each = each->next)
     if (each->consumer == &consumer) return nullptr;
@@ -177,7 +177,7 @@ std::shared_ptr<ConsumerRecord> TransportCore::recordFor(Consumer& consumer) {
   return record;
 }
 
-/// The last consumer that another thread has retired, once; null if there is none.
+/// Removes and returns the last consumer that another thread has retired; null if there is none.
 std::shared_ptr<ConsumerRecord> TransportCore::takeRetired() {
   const qk::MutexLock lock(mutex_);
   auto taken = std::move(retiredElsewhere_);
@@ -185,7 +185,7 @@ std::shared_ptr<ConsumerRecord> TransportCore::takeRetired() {
   return taken;
 }
 
-/// Of one consumer, or all. Null if the first one has a higher number.
+/// Of one consumer, or all if record is null. Returns null if there is none or its number is higher.
 std::shared_ptr<Connection> TransportCore::firstConnection(const ConsumerRecord* record,
                                                            unsigned long long highestNumber) {
   const qk::MutexLock lock(mutex_);

@@ -27,14 +27,14 @@ class WorkerThread;
 class TransportCloseListener {
  public:
   virtual ~TransportCloseListener() = default;
-  /// The transport closes. On the worker.
+  /// The transport closes. Called on the worker.
   virtual void onTransportClose() = 0;
 };
 
 /// The part of a transport that exists until the last of its events has returned.
 ///
 /// Threads: hold, release, add, addCloseListener, removeCloseListener, retire, refuseNew, refusesNew and
-///          endConnectionsSoon by any thread; the counters as they say; the rest on the worker.
+///          endConnectionsSoon by any thread; the counters as ConnectionCounters states; the rest on the worker.
 class TransportCore final : public EventHandler, public std::enable_shared_from_this<TransportCore> {
  public:
   using OnWorker = std::tr1::function<void(WorkerThread*)>;
@@ -51,13 +51,13 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   /// Keeps a consumer from being destroyed while it is called: see ConsumerHold. Null if it is retired or the transport
   /// is closed.
   std::shared_ptr<ConsumerRecord> hold(Consumer& consumer);
-  /// Undoes one hold. After the last one the consumer is destroyed if it is retired, and forgotten if it never was
-  /// connected.
+  /// Undoes one hold. After the last one, the consumer is destroyed if it is retired, and its record is removed if it
+  /// keeps no channel.
   void release(const std::shared_ptr<ConsumerRecord>& record);
 
   /// Adds a connection of the consumer and gives it a turn. Holds the consumer until the connection is removed.
   Result add(const std::shared_ptr<Connection>& connection, ConsumerRecord& record);
-  /// The connection's holder still releases the consumer.
+  /// Does not release the consumer; the caller does that afterwards.
   void removeConnection(Connection& connection, ConsumerRecord& record) noexcept;
 
   /// Fails once the transport is closed.
@@ -66,14 +66,15 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
 
   void retire(Consumer& consumer);
 
-  /// Notifies the transport's owner that the worker serves it: in its first turn, before its first event.
+  /// Notifies the transport's owner that the worker starts to serve it. Called before every event; only the first call
+  /// has an effect.
   void start();
   /// Starts the transport, and ends the connections of consumers that other threads have retired.
   void onReady(unsigned events) override;
 
   /// Ends every connection that exists now. Each consumer has been notified when it returns.
   void endConnections();
-  /// Ends every connection as failed, each in a turn of its own.
+  /// Ends every connection as failed, each in a separate turn.
   void endConnectionsSoon() noexcept;
 
   /// Nothing is added from now on.
@@ -105,7 +106,7 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   ConnectionCounters counters_;
 
   const OnWorker onWorker_;
-  bool started_ = false;  // the worker's alone
+  bool started_ = false;  // used by the worker only
 
   qk::Mutex mutex_;                  // never held while a consumer is called
   std::atomic<bool> closed_{false};  // set with the mutex held, read without it, too
@@ -113,7 +114,7 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   ConnectionList<&Connection::inTransport> connections_ QK_GUARDED_BY(mutex_);
   std::set<std::shared_ptr<TransportCloseListener>> closeListeners_ QK_GUARDED_BY(mutex_);
   std::unordered_map<Consumer*, std::shared_ptr<ConsumerRecord>> records_ QK_GUARDED_BY(mutex_);
-  // Linked through the records, and through the stacks of the threads that destroy: neither may need memory.
+  // Linked through the records, and through the stack frames of the destroying threads: adding allocates nothing.
   std::shared_ptr<ConsumerRecord> retiredElsewhere_ QK_GUARDED_BY(mutex_);
   BeingDestroyed* beingDestroyed_ QK_GUARDED_BY(mutex_) = nullptr;
 };

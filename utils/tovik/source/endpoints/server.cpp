@@ -18,7 +18,7 @@ namespace tovik {
 
 namespace {
 
-/// The end of a wait of so many milliseconds; -1: no end.
+/// The end of a wait of limit_ms milliseconds; -1 means no end.
 class Deadline {
  public:
   explicit Deadline(int limit_ms) : limit_ms_(limit_ms), begin_(Clock::now()) {}
@@ -110,8 +110,8 @@ Result Server::waitForConnection(Socket& connection, Address& remote, Address& l
   return failure("not listening on " + address_.printInet());
 }
 
-/// Accept has failed. If descriptors or memory have run out, the connection still waits, and without a pause the worker
-/// would do nothing but try again.
+/// Handles a failed accept. If descriptors or memory have run out, the connection is still waiting, and without a pause
+/// the worker would retry in a busy loop.
 Result Server::refuse(int error) {
   Result refused = systemFailure("accept on ", address_, error);
   if (error != EMFILE && error != ENFILE && error != ENOBUFS && error != ENOMEM) return refused;

@@ -11,7 +11,7 @@ namespace {
 class SteadyClock final : public Clock {
  public:
   Time now() override { return std::chrono::steady_clock::now(); }
-  /// Rounded up: a deadline must never be met early, and a rest under a millisecond must not spin.
+  /// Rounded up, so that a thread neither wakes before the deadline nor spins during the last millisecond.
   int millisecondsUntil(Time deadline) override {
     const auto rest = std::chrono::ceil<std::chrono::milliseconds>(deadline - now()).count();
     return static_cast<int>(std::clamp<long>(rest, 0, INT_MAX));

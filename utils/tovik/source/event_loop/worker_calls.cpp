@@ -22,10 +22,11 @@ constexpr std::chrono::seconds slowWait{5};
 
 }  // namespace
 
-/// Its destructor does nothing, so it serves while the program exits, too.
+/// Its destructor does nothing, so it can be used while the program exits.
 constinit qk::Mutex WorkerCalls::mutex_;
 
-/// A thread's wait for a worker, on that thread's stack. Its own condition variable wakes no other thread.
+/// A thread's wait for a worker, on that thread's stack. It has a condition variable of its own, so a notification
+/// wakes no other thread.
 struct WorkerCalls::Wait {
   explicit Wait(const WorkerCalls& awaited)
       : waiter(current_), target(awaited), outer(waiter == nullptr ? nullptr : waiter->wait_) {}
@@ -151,7 +152,7 @@ void WorkerCalls::end() {
   joiner_->changed.notify_one();
 }
 
-/// Waits until wait.done or the limit. A worker runs the calls that may nest meanwhile.
+/// Waits until wait.done or the limit. Meanwhile a worker runs the calls that may nest.
 bool WorkerCalls::await(Wait& wait, int limit_ms) {
   using Clock = std::chrono::steady_clock;
   WorkerCalls* const self = wait.waiter;
@@ -219,7 +220,7 @@ bool WorkerCalls::hasNestable(const Wait& wait) const {
   return call != nullptr && call->nests;
 }
 
-/// A wait that closes a ring of waiting workers lets each of them run the call of the one before it.
+/// If the wait closes a ring of waiting workers, wakes them all, so that each can run the call of the one before it.
 void WorkerCalls::beginWait(Wait& wait) {
   wait_ = &wait;
   if (waitFor(wait.target, *this) == nullptr) return;
@@ -252,8 +253,8 @@ void WorkerCalls::run(Call& call) noexcept {
   }
 }
 
-/// If worker `from` waits for worker `to`, directly or through others, the last wait on that path; otherwise null.
-/// `slow` follows at half the speed to detect a ring that `to` is not part of.
+/// If worker `from` waits for worker `to`, directly or through others, returns the last wait on that path, otherwise
+/// null. `slow` follows at half the speed to detect a ring that `to` is not part of.
 const WorkerCalls::Wait* WorkerCalls::waitFor(const WorkerCalls& from, const WorkerCalls& to) {
   const WorkerCalls* slow = &from;
   bool slowMoves = false;

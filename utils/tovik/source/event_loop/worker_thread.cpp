@@ -22,7 +22,7 @@ constexpr unsigned long receiveBufferBytes = 256UL << 10U;
 constexpr int eventsPerTurn = 64;
 constexpr unsigned input = EPOLLIN | EPOLLPRI | EPOLLRDHUP | EPOLLET;
 
-/// Makes a function a handler.
+/// Wraps a function as a handler.
 class PostedTask final : public EventHandler {
  public:
   explicit PostedTask(std::function<void()> task) : task_(std::move(task)) {}
@@ -43,7 +43,7 @@ WorkerThread::~WorkerThread() {
 }
 
 Result WorkerThread::start() {
-  // A running loop uses the descriptors that are made here.
+  // A running loop uses the descriptors that would be replaced here.
   if (is_running()) return Thread::start();
   epoll_ = Descriptor(sys::epoll_create());
   if (!epoll_.isOpen()) return systemFailure("epoll_create");
@@ -196,7 +196,7 @@ void WorkerThread::runScheduled() {
   }
 }
 
-/// Handlers that were scheduled too late hold their transports, which hold this worker.
+/// Breaks a cycle of ownership: handlers that were scheduled too late own their transports, which own this worker.
 void WorkerThread::dropScheduled() {
   Chain chain;
   {

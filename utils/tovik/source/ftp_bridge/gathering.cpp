@@ -27,7 +27,7 @@ bool reserve(std::string& gathered, unsigned long capacity) {
   }
 }
 
-/// Only advice: without huge pages, the memory works as well.
+/// Only a hint: the memory can be used without huge pages, too.
 void adviseHugePages(char* memory, unsigned long size) {
   const auto page = static_cast<unsigned long>(::sysconf(_SC_PAGESIZE));
   const unsigned long before = (page - reinterpret_cast<std::uintptr_t>(memory) % page) % page;

@@ -47,7 +47,7 @@ class ShortList {
 
 }  // namespace
 
-/// What an action sees of a reply. The text is a copy: a callback may destroy the session, and the lines with it.
+/// A reply as an action receives it. The text is a copy: a callback may destroy the session, and the lines with it.
 struct ProtocolInterpreter::Reply {
   std::string text;  // the first line, or "unknown" when there is none
   const Lines& lines;

@@ -14,7 +14,7 @@ constexpr unsigned long pieceBytes = 1UL << 20U;
 }  // namespace
 
 void OutputQueue::add(const char* data, unsigned long size) {
-  // Appending to a piece that has been sent in part would keep its sent bytes for as long as the queue never empties.
+  // Appending to a partly sent piece would keep its sent bytes until the queue is empty, which may never happen.
   if (!pieces_.empty() && pieces_.back().isUntouched() && pieces_.back().remaining < pieceBytes) {
     pieces_.back().bytes.append(data, size);
     pieces_.back().remaining += size;
@@ -41,7 +41,7 @@ OutputQueue::Outcome OutputQueue::writeTo(Socket& socket, unsigned long& budget)
     Piece& piece = pieces_.front();
     const long moved = write(socket, piece, std::min(piece.remaining, budget));
     if (moved == Socket::wouldBlock) return Outcome::blocked;
-    // The file has become shorter.
+    // An error, or the file is shorter than it was.
     if (moved <= 0) return Outcome::failed;
     piece.remaining -= static_cast<unsigned long>(moved);
     budget -= static_cast<unsigned long>(moved);

@@ -9,7 +9,7 @@ namespace tovik {
 
 class Socket;
 
-/// What was sent on a channel and the kernel has not taken yet, in order. Not thread-safe.
+/// The output of a channel that the kernel has not taken yet, in order. Not thread-safe.
 class OutputQueue {
  public:
   enum class Outcome { drained, blocked, more, failed };
@@ -19,7 +19,7 @@ class OutputQueue {
   void addFile(Descriptor file, long offset, unsigned long size);
 
   /// Hands over as many bytes as the kernel takes, but at most `budget`, and subtracts them from it. Returns `more` if
-  /// the budget ended it.
+  /// the budget is used up.
   Outcome writeTo(Socket& socket, unsigned long& budget);
 
  private:

@@ -101,7 +101,7 @@ class TOVIK_API FTPclient {
   virtual void onRetrieveFailed(const std::string& fileName, const std::string& text) = 0;
 };
 
-/// The command whose reply the interpreter awaits. 0 to 3 belong to the login, the others to the time after it.
+/// The command whose reply the interpreter awaits. 0 to 3 are used until the login is done, the others after it.
 enum class pending_e : std::int32_t { none, user, password, account, port, passive, pwd, cwd, cdup, nlst, retr, quit };
 
 /// The consumer of the control connection. Reads the server's replies, performs the login, matches each later reply
