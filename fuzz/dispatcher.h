@@ -1,6 +1,5 @@
 #pragma once
 
-#include <tovik/dispatch_store.h>
 #include <tovik/worker_thread.h>
 
 #include <chrono>
@@ -9,6 +8,7 @@
 #include <thread>
 
 #include "fuzzer.h"
+#include "support/scoped_dispatcher.h"
 
 namespace fuzz {
 
@@ -16,11 +16,6 @@ namespace fuzz {
 /// starting a thread for each run would cost more than the run.
 class Dispatcher {
  public:
-  Dispatcher() { require(bool{tovik::DispatchStore::inst().add("fuzz", 1)}, "there is a dispatcher"); }
-  Dispatcher(const Dispatcher&) = delete;
-  Dispatcher& operator=(const Dispatcher&) = delete;
-  ~Dispatcher() { require(bool{tovik::DispatchStore::inst().remove("fuzz")}, "the dispatcher goes again"); }
-
   bool isWorker() const { return worker().isCurrent(); }
 
   /// Returns when the worker has handled all that was ready for it, and what came of that in the next few turns.
@@ -45,7 +40,7 @@ class Dispatcher {
   static constexpr int turns = 4;
   static constexpr std::chrono::seconds patience{20};
 
-  tovik::WorkerThread& worker() const { return *tovik::DispatchStore::inst().fetch("fuzz")->places_.front().worker; }
+  tovik::WorkerThread& worker() const { return *dispatcher_.get()->places_.front().worker; }
 
   // What is posted while a turn runs its posts waits for the next turn, which looks at the descriptors first.
   void passTurns(int left, const std::shared_ptr<std::promise<void>>& settled) const {
@@ -54,6 +49,8 @@ class Dispatcher {
       passTurns(left - 1, settled);
     });
   }
+
+  const testing_support::ScopedDispatcher dispatcher_{"fuzz"};
 };
 
 }  // namespace fuzz

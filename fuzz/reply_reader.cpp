@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "dispatcher.h"
-#include "fake_channel.h"
 #include "feeding.h"
 #include "fuzzer.h"
+#include "support/fake_channel.h"
 
 // What a server says on the control connection, from a session in any state. The input: the session's state, the size
 // of the first piece, and the bytes. No network: the control channel is a fake, and the local interface is none of this
@@ -189,7 +189,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   host.next = flags >> 3U;
   await(controller, pending, flags);
 
-  fuzz::FakeChannel channel(tovik::Traits().max_unit_bytes);
+  testing_support::FakeChannel channel(tovik::Traits().max_unit_bytes);
   controller.interpreter.onChannelUp(&channel);
   Checked checked(controller.interpreter, host);
   tovik::BufferedAggregator aggregator(&channel, &checked, &controller.interpreter);

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "fake_channel.h"
+#include "support/fake_channel.h"
 #include "support/log_capture.h"
 
 namespace tovik {
@@ -120,7 +120,7 @@ TEST_F(Aggregation, LetsAUnitOfExactlyTheLimitPass) {
   give("12345");
   give("678\r\na\r\n");
   EXPECT_THAT(handler.units, ElementsAre("12345678\r\n", "12345678\r\n", "12345678\r\n", "a\r\n"));
-  EXPECT_FALSE(channel.isDown);
+  EXPECT_TRUE(channel.delivers());
 }
 
 /// What is given, piece by piece, holds one whole unit and then one that is too long.
@@ -129,7 +129,7 @@ class OverlongUnit : public Aggregation, public ::testing::WithParamInterface<Un
 TEST_P(OverlongUnit, IsLoggedAndBringsTheChannelDown) {
   for (const std::string& piece : GetParam())
     if (channel.delivers()) give(piece);
-  EXPECT_TRUE(channel.isDown);
+  EXPECT_FALSE(channel.delivers());
   EXPECT_THAT(handler.units, ElementsAre("a\r\n"));
   ASSERT_EQ(log.entries().size(), 1U);
   EXPECT_EQ(log.entries()[0].level, 30);
@@ -145,7 +145,7 @@ INSTANTIATE_TEST_SUITE_P(Pieces, OverlongUnit,
 
 TEST_F(Aggregation, CountsALongUnitEachForItself) {
   for (int i = 0; i < 10; ++i) give("1234\r\n56");
-  EXPECT_FALSE(channel.isDown);
+  EXPECT_TRUE(channel.delivers());
   EXPECT_EQ(handler.units.size(), 10U);
 }
 

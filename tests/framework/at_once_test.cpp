@@ -9,8 +9,8 @@
 #include <thread>
 
 #include "connections.h"
-#include "latch.h"
 #include "placed_transport.h"
+#include "support/latch.h"
 
 // Several threads change the same objects at once. These tests are most of all for ThreadSanitizer.
 
@@ -18,11 +18,11 @@ namespace tovik {
 namespace {
 
 using testing_support::Awaited;
-using testing_support::Dispatcher;
 using testing_support::isWholeLife;
 using testing_support::Latch;
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 using testing_support::Recorder;
+using testing_support::ScopedDispatcher;
 
 class AtOnce : public testing_support::Connections {
  protected:
@@ -38,16 +38,17 @@ class AtOnce : public testing_support::Connections {
     other.join();
   }
 
-  testing_support::RawListener patient{10 * rounds};  // its queue has room for every connection of a test
+  LoopbackSocket patient = LoopbackSocket::listening(testing_support::loopback(),
+                                                     10 * rounds);  // its queue has room for every connection of a test
 };
 
 TEST_F(AtOnce, DispatchersMayComeAndGoBesideTransportsOfAnother) {
-  const auto change = [] { const Dispatcher passing("passing", 2); };
+  const auto change = [] { const ScopedDispatcher passing("passing", 2); };
   beside(change, [this] {
     for (int round = 0; round < rounds; ++round) {
       Recorder& own = another();
       const auto brief = transportWith();
-      RawConnection remote = peerOf(*brief, own);
+      LoopbackSocket remote = peerOf(*brief, own);
       remote.send("x");
       EXPECT_TRUE(own.waitsForData(1));
     }
@@ -67,7 +68,7 @@ TEST_F(AtOnce, ADispatcherMayBeRemovedBesideTransportsOfItThatGo) {
     transports.clear();
     remover.join();
   }
-  const Dispatcher last("last");  // the next change of the store destroys the removed ones
+  const ScopedDispatcher last("last");  // the next change of the store destroys the removed ones
 }
 
 TEST_F(AtOnce, TwoThreadsMayConnectBesideOneThatEndsAllConnections) {

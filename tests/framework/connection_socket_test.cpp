@@ -13,8 +13,8 @@ namespace tovik {
 namespace {
 
 using ::testing::IsEmpty;
+using testing_support::LoopbackSocket;
 using testing_support::optionOf;
-using testing_support::RawConnection;
 
 struct SocketState {
   int noDelay = -1;
@@ -99,7 +99,7 @@ class OwnSockets final : public Factory {
 TEST_F(ConnectionSocket, ComesFromTheFactory) {
   OwnSockets factory;
   transport = transportWith({}, nullptr, &factory);
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   EXPECT_EQ(factory.made, 1);
   EXPECT_EQ(state.noDelay, 1);
   transport.reset();

@@ -8,15 +8,16 @@
 #include <memory>
 #include <string>
 
-#include "leaves_nothing.h"
-#include "raw_peer.h"
 #include "recorder.h"
+#include "support/leak_check.h"
 #include "support/log_capture.h"
+#include "support/loopback_socket.h"
+#include "support/scoped_dispatcher.h"
 
 namespace testing_support {
 
 /// One transport with one consumer, and a plain listener to connect to.
-class Connections : public LeavesNothing {
+class Connections : public LeakCheckedTest {
  protected:
   std::unique_ptr<tovik::Transport> transportWith(const tovik::Traits& traits = {},
                                                   tovik::ThreadCallbacks* callbacks = nullptr,
@@ -31,15 +32,15 @@ class Connections : public LeavesNothing {
     return client.setup_and_connect(remote, tovik::Address(0), limit_ms);
   }
   /// Begins a connection of a consumer, and takes it at the listener.
-  RawConnection peerOf(tovik::Transport& through, tovik::Consumer& with) {
+  LoopbackSocket peerOf(tovik::Transport& through, tovik::Consumer& with) {
     EXPECT_TRUE(connect(through, with, listener.address()));
     return listener.accept();
   }
-  RawConnection peerOf(tovik::Consumer& with) { return peerOf(*transport, with); }
-  RawConnection peer() { return peerOf(consumer); }
+  LoopbackSocket peerOf(tovik::Consumer& with) { return peerOf(*transport, with); }
+  LoopbackSocket peer() { return peerOf(consumer); }
   /// The same, and waits until the channel is up.
-  RawConnection peerWhenUp() {
-    RawConnection connection = peer();
+  LoopbackSocket peerWhenUp() {
+    LoopbackSocket connection = peer();
     EXPECT_TRUE(consumer.waitsFor("onChannelUp"));
     return connection;
   }
@@ -53,8 +54,8 @@ class Connections : public LeavesNothing {
   Recorder& another() { return others.emplace_back(); }
 
   LogCapture log{30};
-  RawListener listener;
-  Dispatcher dispatcher{"d"};
+  LoopbackSocket listener = LoopbackSocket::listening();
+  ScopedDispatcher dispatcher{"d"};
   Recorder consumer;
   std::deque<Recorder> others;
   std::unique_ptr<tovik::Transport> transport = transportWith();

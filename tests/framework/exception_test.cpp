@@ -5,7 +5,7 @@
 #include <string>
 
 #include "connections.h"
-#include "latch.h"
+#include "support/latch.h"
 
 namespace tovik {
 namespace {
@@ -14,7 +14,7 @@ using ::testing::ElementsAre;
 using testing_support::Events;
 using testing_support::eventsUpTo;
 using testing_support::isWholeLife;
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 using testing_support::Recorder;
 
 /// The parameter names the event that an exception leaves.
@@ -22,14 +22,14 @@ class ExceptionIn : public testing_support::Connections, public ::testing::WithP
  protected:
   void throwInTheEvent() {
     consumer.when(GetParam(), [] { throw std::runtime_error("boom"); });
-    RawConnection remote = peer();
+    LoopbackSocket remote = peer();
     try {
       remote.send("x");
       remote.shutdownSending();
     } catch (const std::system_error&) {
       // Ended by the other side already.
     }
-    EXPECT_TRUE(remote.isEnded());
+    EXPECT_TRUE(remote.waitForEnd());
     EXPECT_TRUE(log.waitFor("Tovik: client: exception in a handler: boom"));
     // The end of the other connections comes in turns of its own.
     for (int turn = 0; turn < 3; ++turn) transport->call([] {});
@@ -55,10 +55,10 @@ TEST_P(ExceptionIn, AnEventIsFollowedByTheEndAlone) {
 
 TEST_P(ExceptionIn, AnEventEndsTheOtherConnectionsOfTheTransport) {
   Recorder& other = another();
-  RawConnection otherPeer = peerOf(other);
+  LoopbackSocket otherPeer = peerOf(other);
   ASSERT_TRUE(other.waitsFor("onChannelUp"));
   throwInTheEvent();
-  EXPECT_TRUE(otherPeer.isEnded());
+  EXPECT_TRUE(otherPeer.waitForEnd());
   ASSERT_TRUE(other.waitsFor("onConduitInactive"));
   EXPECT_EQ(other.heard()->count("onChannelDown failed"), 1);
   EXPECT_TRUE(isWholeLife(other.events()));
@@ -67,7 +67,7 @@ TEST_P(ExceptionIn, AnEventEndsTheOtherConnectionsOfTheTransport) {
 TEST_P(ExceptionIn, AnEventLeavesOtherTransportsOfTheWorkerAlone) {
   const auto neighbour = transportWith();
   Recorder& other = another();
-  RawConnection otherPeer = peerOf(*neighbour, other);
+  LoopbackSocket otherPeer = peerOf(*neighbour, other);
   ASSERT_TRUE(other.waitsFor("onChannelUp"));
   throwInTheEvent();
   otherPeer.send("hello");
@@ -79,7 +79,7 @@ TEST_P(ExceptionIn, AnEventLeavesOtherTransportsOfTheWorkerAlone) {
 TEST_P(ExceptionIn, AnEventLeavesTheTransportFitForNewConnections) {
   throwInTheEvent();
   Recorder& next = another();
-  RawConnection nextPeer = peerOf(next);
+  LoopbackSocket nextPeer = peerOf(next);
   nextPeer.send("x");
   EXPECT_TRUE(next.waitsForData(1));
 }
@@ -91,7 +91,7 @@ TEST_P(ExceptionIn, AnEventOfAConsumerThatIsRetiredDestroysItAllTheSame) {
     transport->retire(fresh);
     throw std::runtime_error("boom");
   });
-  RawConnection remote = peerOf(*fresh);
+  LoopbackSocket remote = peerOf(*fresh);
   try {
     remote.send("x");
     remote.shutdownSending();
@@ -108,7 +108,7 @@ TEST_P(ExceptionIn, AnEventThatDestroyedTheTransportIsLogged) {
     destroyed.open();
     throw std::runtime_error("boom");
   });
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   try {
     remote.send("x");
     remote.shutdownSending();
@@ -123,8 +123,8 @@ class ExceptionOfNoKnownKind : public testing_support::Connections {};
 
 TEST_F(ExceptionOfNoKnownKind, IsLoggedToo) {
   consumer.when("onChannelUp", [] { throw 7; });
-  RawConnection remote = peer();
-  EXPECT_TRUE(remote.isEnded());
+  LoopbackSocket remote = peer();
+  EXPECT_TRUE(remote.waitForEnd());
   EXPECT_TRUE(log.waitFor("Tovik: client: exception in a handler"));
 }
 
@@ -132,7 +132,7 @@ TEST_F(ExceptionOfNoKnownKind, IsTheCauseThatTheChannelGivesForTheEnd) {
   consumer.when("data", [] { throw 7; });
   EndCause cause = EndCause::other;
   consumer.when("onChannelDown", [&] { cause = consumer.channel()->endCause(); });
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("x");
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
   EXPECT_EQ(cause, EndCause::exception);
@@ -143,8 +143,8 @@ TEST_F(ExceptionOfNoKnownKind, AfterBringDownEndsAllTheSame) {
     consumer.channel()->bringDown();
     throw 7;
   });
-  RawConnection remote = peer();
-  EXPECT_TRUE(remote.isEnded());
+  LoopbackSocket remote = peer();
+  EXPECT_TRUE(remote.waitForEnd());
   transport->call([] {});
   EXPECT_EQ(consumer.events(), testing_support::eventsEndedIn("onChannelUp"));
 }

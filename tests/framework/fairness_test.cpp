@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "connections.h"
-#include "latch.h"
 #include "placed_transport.h"
+#include "support/latch.h"
 
 namespace tovik {
 namespace {
@@ -16,8 +16,8 @@ namespace {
 using testing_support::Events;
 using testing_support::Heard;
 using testing_support::Latch;
+using testing_support::LoopbackSocket;
 using testing_support::PlacedTransport;
-using testing_support::RawConnection;
 using testing_support::Recorder;
 
 class Fairness : public testing_support::Connections {
@@ -30,8 +30,8 @@ class Fairness : public testing_support::Connections {
 
   const std::shared_ptr<Heard> order = std::make_shared<Heard>();
   Latch sent;
-  RawConnection toSlow;
-  RawConnection toOther;
+  LoopbackSocket toSlow;
+  LoopbackSocket toOther;
   PlacedTransport placed{dispatcher.get()};
 };
 

@@ -21,8 +21,8 @@ using testing_support::FailingAllocation;
 using testing_support::FailingCalls;
 using testing_support::Latch;
 using testing_support::loopback;
+using testing_support::LoopbackSocket;
 using testing_support::othersComeToRest;
-using testing_support::RawConnection;
 using testing_support::Recorder;
 using testing_support::Serving;
 using testing_support::SparedMemory;
@@ -57,13 +57,13 @@ class PausedServer : public Serving {
   }
   void expectToAccept() {
     EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
-    RawConnection next = peer();
+    LoopbackSocket next = peer();
     EXPECT_TRUE(generator.consumer(2).waitsFor("onChannelUp"));
   }
 
   const std::string refusal = "Too many open files";
   const testing_support::EndsInTime endsInTime;
-  RawConnection remote;
+  LoopbackSocket remote;
 };
 
 TEST_F(PausedServer, AcceptsAgain) {
@@ -122,11 +122,11 @@ TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfAnotherRefusalRestartsItJust
     failing.reset();
     failing.reset(new FailingCalls(FailingCalls::oneOnly(0)));
   });
-  RawConnection others;
+  LoopbackSocket others;
   transport->call([&] {
     // The worker's next calls: it waits, and accepts the other's connection.
     failing.reset(new FailingCalls(FailingCalls::oneOnly(1)));
-    others = RawConnection::to(other->address());
+    others = LoopbackSocket::connected(other->address());
     remote = peer();
   });
   EXPECT_TRUE(othersComeToRest([&] { return log.countContaining(refusal) == 2; }));
@@ -134,7 +134,7 @@ TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfAnotherRefusalRestartsItJust
   EXPECT_TRUE(qk::logging::RemoveHandler(handler));
   Latch accepted;
   generator.prepare = [&](Recorder& recorder) { recorder.when("data", [&] { accepted.open(); }); };
-  RawConnection next = peer();
+  LoopbackSocket next = peer();
   next.send("x");
   EXPECT_TRUE(accepted.waits());
   other.reset();
@@ -159,7 +159,7 @@ TEST_F(PausedServer, AcceptsAgainWhicheverAllocationFailsWhereItCannotBeWatchedA
       EXPECT_TRUE(othersComeToRest([] { return FailingCalls::anyFailed(); }));
       failed = FailingAllocation::hasFailed();
     }
-    RawConnection next = peer();
+    LoopbackSocket next = peer();
     next.send("x");
     ASSERT_TRUE(arrived.waitUntil([&](int count) { return count > number; }));
   }

@@ -8,7 +8,8 @@
 #include <vector>
 
 #include "connections.h"
-#include "latch.h"
+#include "support/latch.h"
+#include "unanswered_address.h"
 
 namespace tovik {
 namespace {
@@ -19,7 +20,7 @@ using testing_support::eventsUpTo;
 using testing_support::Heard;
 using testing_support::heldNow;
 using testing_support::Latch;
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 using testing_support::Recorder;
 
 /// Does something while it is destroyed.
@@ -60,7 +61,7 @@ TEST_F(Retiring, AConsumerThatNeverHadAConnectionDestroysItAtOnceOnThisThread) {
 
 TEST_F(Retiring, AConsumerWhoseConnectionHasEndedDestroysItAtOnce) {
   Parting& past = fresh();
-  RawConnection remote = peerOf(past);
+  LoopbackSocket remote = peerOf(past);
   remote.close();
   ASSERT_TRUE(heard->waitsFor("onConduitInactive"));
   transport->call([] {});
@@ -78,19 +79,19 @@ TEST_F(Retiring, AConsumerThatIsConnectedEndsItsConnectionWithoutAnEvent) {
     thread = std::this_thread::get_id();
     destroyed.open();
   };
-  RawConnection remote = peerOf(busy);
+  LoopbackSocket remote = peerOf(busy);
   ASSERT_TRUE(heard->waitsFor("onChannelUp"));
   transport->retire(&busy);
   ASSERT_TRUE(destroyed.waits());
   EXPECT_TRUE(heard->waitsFor("destroyed"));
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
   EXPECT_EQ(heard->events(), withEnd(eventsUpTo("onChannelUp")));
   EXPECT_EQ(thread, worker);
 }
 
 TEST_F(Retiring, OnTheWorkerBetweenEventsDestroysAtOnce) {
   Parting& busy = fresh();
-  RawConnection remote = peerOf(busy);
+  LoopbackSocket remote = peerOf(busy);
   ASSERT_TRUE(heard->waitsFor("onChannelUp"));
   transport->call([&] {
     transport->retire(&busy);
@@ -99,11 +100,11 @@ TEST_F(Retiring, OnTheWorkerBetweenEventsDestroysAtOnce) {
   Events events = withEnd(eventsUpTo("onChannelUp"));
   events.emplace_back("returned");
   EXPECT_EQ(heard->events(), events);
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
 }
 
 TEST_F(Retiring, AConsumerThatIsStillConnectingDestroysIt) {
-  const testing_support::MutePlace mute;
+  const testing_support::UnansweredAddress mute;
   Parting& waiting = fresh();
   ASSERT_TRUE(connect(*transport, waiting, mute.address()));
   ASSERT_TRUE(heard->waitsFor("onNewConduit"));
@@ -124,8 +125,8 @@ TEST_F(Retiring, AConsumerBeforeItsFirstEventDestroysItWithoutOne) {
 
 TEST_F(Retiring, LeavesTheOtherConsumersAlone) {
   Parting& busy = fresh();
-  RawConnection other = peer();
-  RawConnection remote = peerOf(busy);
+  LoopbackSocket other = peer();
+  LoopbackSocket remote = peerOf(busy);
   transport->retire(&busy);
   ASSERT_TRUE(heard->waitsFor("destroyed"));
   other.send("x");
@@ -134,7 +135,7 @@ TEST_F(Retiring, LeavesTheOtherConsumersAlone) {
 
 TEST_F(Retiring, ByTheTransportsEndIsDone) {
   Parting& busy = fresh();
-  RawConnection remote = peerOf(busy);
+  LoopbackSocket remote = peerOf(busy);
   Latch held;
   Latch released;
   std::thread holder([&] {
@@ -158,11 +159,11 @@ TEST_F(Retiring, LeavesTheChannelFitForTheDestructor) {
     busy.channel()->bringDown();
     busy.channel()->bringDownWhenSent();
   };
-  RawConnection remote = peerOf(busy);
+  LoopbackSocket remote = peerOf(busy);
   ASSERT_TRUE(heard->waitsFor("onChannelUp"));
   transport->retire(&busy);
   EXPECT_TRUE(heard->waitsFor("destroyed"));
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
 }
 
 TEST_F(Retiring, LeavesTheChannelsOfEarlierConnectionsFitForTheDestructor) {
@@ -184,7 +185,7 @@ TEST_F(Retiring, LeavesTheChannelsOfEarlierConnectionsFitForTheDestructor) {
 
 TEST_F(Retiring, AConsumerThatConnectsInItsDestructorConnectsNoMore) {
   Parting& stubborn = fresh();
-  RawConnection remote = peerOf(stubborn);
+  LoopbackSocket remote = peerOf(stubborn);
   ASSERT_TRUE(heard->waitsFor("onChannelUp"));
   bool refused = false;
   stubborn.part = [&] { refused = !connect(*transport, stubborn, listener.address()); };
@@ -207,7 +208,7 @@ TEST_F(Retiring, AFreshConsumerForEachOfAThousandConnectionsLeavesNoDescriptor) 
   // The first ones bring what stays with the transport.
   const auto connectAndRetire = [this] {
     Parting& passing = fresh();
-    RawConnection remote = peerOf(passing);
+    LoopbackSocket remote = peerOf(passing);
     remote.send("x");
     ASSERT_TRUE(heard->waitsFor("data"));
     transport->retire(&passing);
@@ -223,8 +224,8 @@ TEST_F(Retiring, AFreshConsumerForEachOfAThousandConnectionsLeavesNoDescriptor) 
 
 class RetiringInside : public Retiring, public ::testing::WithParamInterface<std::string> {
  protected:
-  RawConnection talkingPeer(Recorder& with) {
-    RawConnection remote = peerOf(with);
+  LoopbackSocket talkingPeer(Recorder& with) {
+    LoopbackSocket remote = peerOf(with);
     try {
       remote.send("x");
       remote.shutdownSending();
@@ -244,9 +245,9 @@ TEST_P(RetiringInside, AnEventDestroysTheConsumerAfterThatEventReturnedAndTellsN
     EXPECT_EQ(heard->count("destroyed"), 0);
     heard->note("returning");
   });
-  RawConnection remote = talkingPeer(busy);
+  LoopbackSocket remote = talkingPeer(busy);
   ASSERT_TRUE(heard->waitsFor("destroyed"));
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
   Events events = eventsUpTo(GetParam());
   events.emplace_back("returning");
   EXPECT_EQ(heard->events(), withEnd(events));
@@ -262,7 +263,7 @@ TEST_P(RetiringInside, AnEventOnAnotherThreadDestroysTheConsumerAfterThatEventRe
     EXPECT_EQ(heard->count("destroyed"), 0);
     heard->note("returning");
   });
-  RawConnection remote = talkingPeer(busy);
+  LoopbackSocket remote = talkingPeer(busy);
   ASSERT_TRUE(entered.waits());
   transport->retire(&busy);
   retired.open();
@@ -274,13 +275,13 @@ TEST_P(RetiringInside, AnEventOnAnotherThreadDestroysTheConsumerAfterThatEventRe
 
 TEST_P(RetiringInside, AnEventOfAnotherConnectionDestroysAtOnce) {
   Parting& busy = fresh();
-  RawConnection remote = peerOf(busy);
+  LoopbackSocket remote = peerOf(busy);
   ASSERT_TRUE(heard->waitsFor("onChannelUp"));
   consumer.when(GetParam(), [&] {
     transport->retire(&busy);
     EXPECT_EQ(heard->count("destroyed"), 1);
   });
-  RawConnection other = talkingPeer(consumer);
+  LoopbackSocket other = talkingPeer(consumer);
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
   transport->call([] {});
   EXPECT_EQ(heard->events(), withEnd(eventsUpTo("onChannelUp")));
@@ -294,7 +295,7 @@ TEST_P(RetiringInside, AnEventThenDestroyingTheTransportDestroysTheConsumerAfter
     EXPECT_EQ(heard->count("destroyed"), 0);
     heard->note("returning");
   });
-  RawConnection remote = talkingPeer(busy);
+  LoopbackSocket remote = talkingPeer(busy);
   ASSERT_TRUE(heard->waitsFor("destroyed"));
   Events events = eventsUpTo(GetParam());
   events.emplace_back("returning");

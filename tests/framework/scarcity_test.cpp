@@ -15,10 +15,10 @@
 #include <string>
 
 #include "connections.h"
-#include "fake_channel.h"
-#include "latch.h"
 #include "support/failing_calls.h"
+#include "support/fake_channel.h"
 #include "support/heap.h"
+#include "support/latch.h"
 
 namespace tovik {
 namespace {
@@ -30,7 +30,7 @@ using testing_support::heapInUse;
 using testing_support::heapIsOurs;
 using testing_support::isWholeLife;
 using testing_support::loopback;
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 using testing_support::Recorder;
 using testing_support::ScarceMemory;
 
@@ -66,8 +66,8 @@ TEST_F(ScarceSockbuf, LosesTheWholePieceAndEndsTheConnection) {
     out << text;
     EXPECT_TRUE(out.bad());
   }
-  EXPECT_THAT(channel.sent, IsEmpty());
-  EXPECT_TRUE(channel.isDown);
+  EXPECT_THAT(channel.sent(), IsEmpty());
+  EXPECT_FALSE(channel.delivers());
 }
 
 TEST_F(ScarceSockbuf, SendsNothingAnyMoreOnceAPieceIsLost) {
@@ -83,7 +83,7 @@ TEST_F(ScarceSockbuf, SendsNothingAnyMoreOnceAPieceIsLost) {
     out.clear();
     out << "more" << std::flush;
   }
-  EXPECT_THAT(channel.sent, IsEmpty());
+  EXPECT_THAT(channel.sent(), IsEmpty());
 }
 
 TEST_F(ScarceSockbuf, NeedsNoMemoryForAShortText) {
@@ -93,7 +93,7 @@ TEST_F(ScarceSockbuf, NeedsNoMemoryForAShortText) {
     const ScarceMemory none(0);
     out << "short";
   }
-  EXPECT_THAT(channel.sent, ElementsAre("short"));
+  EXPECT_THAT(channel.sent(), ElementsAre("short"));
 }
 
 class ScarceMemoryTest : public testing_support::Connections {};
@@ -183,7 +183,7 @@ TEST_F(ScarceMemoryTest, IsNotNeededToRemoveADispatcher) {
   user->call([&goesOn] { goesOn = true; });
   EXPECT_TRUE(goesOn);
   user.reset();
-  const testing_support::Dispatcher next("next");
+  const testing_support::ScopedDispatcher next("next");
 }
 
 TEST_F(ScarceMemoryTest, FailsAListenerWhichListensLater) {
@@ -209,7 +209,7 @@ TEST_F(ScarceMemoryTest, FailsAListenerWhichListensLater) {
 
 TEST_F(ScarceMemoryTest, EndsAConnectionWhoseOutputCannotBeKept) {
   if (!heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   const std::string much(16UL << 20U, 'x');
   {
     const ScarceMemory none(0);
@@ -217,7 +217,7 @@ TEST_F(ScarceMemoryTest, EndsAConnectionWhoseOutputCannotBeKept) {
   }
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
   EXPECT_EQ(consumer.heard()->count("onChannelDown failed"), 1);
-  EXPECT_LT(remote.receiveAll().size(), much.size());
+  EXPECT_LT(remote.receiveToEnd().size(), much.size());
 }
 
 /// A consumer that needs no memory of its own but for its aggregator.
@@ -241,12 +241,12 @@ TEST_F(ScarceMemoryTest, OnTheWorkerEndsAConnectionAndNothingElse) {
   for (int granted = 0; refused && granted < 100; ++granted) {
     Lean lean;
     auto own = transportOn(dispatcher.get());
-    RawConnection neighbour = peer();
+    LoopbackSocket neighbour = peer();
     ASSERT_TRUE(consumer.waitsFor("onChannelUp", granted + 1));
     own->call([granted] { testing_support::grantAllocations(granted); });
-    RawConnection remote = peerOf(*own, lean);
+    LoopbackSocket remote = peerOf(*own, lean);
     remote.send("x");
-    const std::string greeting = remote.receiveAll();
+    const std::string greeting = remote.receiveToEnd();
     own->call([&] {
       refused = testing_support::allocationsWereRefused();
       testing_support::grantAllocationsFreely();
@@ -272,7 +272,7 @@ TEST_F(MemoryInUse, DoesNotGrowWithTheConnectionsOfATransport) {
   const auto connectAndRetire = [this] {
     auto* const fresh = new Recorder;
     const auto heard = fresh->heard();
-    RawConnection remote = peerOf(*fresh);
+    LoopbackSocket remote = peerOf(*fresh);
     remote.send("x");
     ASSERT_TRUE(heard->waitsFor("data"));
     transport->retire(fresh);
@@ -289,7 +289,7 @@ TEST_F(MemoryInUse, DoesNotGrowWithTheConnectionsOfATransport) {
 TEST_F(MemoryInUse, DoesNotGrowWhileOutputFlowsThatNeverDrains) {
   constexpr unsigned long piece = 1UL << 20U;
   constexpr unsigned long waiting = 16;
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   const std::string bytes(piece, 'x');
   const auto send = [&] { consumer.channel()->send(bytes.data(), bytes.size()); };
   for (unsigned long i = 0; i < waiting; ++i) send();
@@ -301,7 +301,7 @@ TEST_F(MemoryInUse, DoesNotGrowWhileOutputFlowsThatNeverDrains) {
   transport->call([] {});
   EXPECT_LT(heapInUse().bytes - before, static_cast<long>(2 * waiting * piece));
   consumer.channel()->bringDown();
-  remote.receiveAll();
+  remote.receiveToEnd();
 }
 
 /// Sends back what arrives.
@@ -371,7 +371,7 @@ class Life {
   Echoes echoes_;
 };
 
-class FailingSystemCalls : public testing_support::LeavesNothing {
+class FailingSystemCalls : public testing_support::LeakCheckedTest {
  protected:
   testing_support::LogCapture log{30};
 };
@@ -398,7 +398,7 @@ TEST_F(FailingSystemCalls, LoseNothingWhicheverOneItIs) {
 }
 
 TEST_F(FailingSystemCalls, MayBeLoggedToAHandlerThatDestroysTheServer) {
-  const testing_support::Dispatcher dispatcher("d");
+  const testing_support::ScopedDispatcher dispatcher("d");
   Givers givers;
   const auto transport = transportOn(dispatcher.get());
   auto server = std::make_unique<Server>(*transport, Protocol::tcp, &givers, "server", false, nullptr, nullptr);
@@ -411,11 +411,11 @@ TEST_F(FailingSystemCalls, MayBeLoggedToAHandlerThatDestroysTheServer) {
     destroyed.open();
   });
   std::unique_ptr<FailingCalls> failing;
-  RawConnection remote;
+  LoopbackSocket remote;
   transport->call([&] {
     // The worker's next calls: it waits, and accepts.
     failing.reset(new FailingCalls(FailingCalls::oneOnly(1)));
-    remote = RawConnection::to(server->address());
+    remote = LoopbackSocket::connected(server->address());
   });
   EXPECT_TRUE(destroyed.waits());
   EXPECT_TRUE(qk::logging::RemoveHandler(handler));

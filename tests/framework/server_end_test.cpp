@@ -20,7 +20,7 @@ using testing_support::HeldWorker;
 using testing_support::isWholeLife;
 using testing_support::Latch;
 using testing_support::loopback;
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 using testing_support::Recorder;
 using testing_support::Serving;
 
@@ -30,7 +30,7 @@ TEST_F(Serving, StopsAtOnceAndTwice) {
   EXPECT_TRUE(server->stopListening(-1));
   EXPECT_FALSE(server->is_running());
   EXPECT_TRUE(server->stopListening(-1));
-  EXPECT_THROW(RawConnection::to(address), std::system_error);
+  EXPECT_THROW(LoopbackSocket::connected(address), std::system_error);
 }
 
 TEST_F(Serving, NeedNotListenToStop) { EXPECT_TRUE(server->stopListening(-1)); }
@@ -40,11 +40,11 @@ TEST_F(Serving, ListensAgainAfterAStopAndOnTheSamePort) {
   const Address address = server->address();
   ASSERT_TRUE(server->stopListening(-1));
   ASSERT_TRUE(server->startListening(address));
-  RawConnection before = peer();
+  LoopbackSocket before = peer();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   ASSERT_TRUE(server->stopListening(-1));
   ASSERT_TRUE(server->startListening(address));
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(generator.consumer(2).waitsFor("onChannelUp"));
 }
 
@@ -57,7 +57,7 @@ TEST_F(Serving, StopsInsideAHandlerOnTheWorker) {
     });
   };
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   ASSERT_TRUE(stopped.waits());
   EXPECT_FALSE(server->is_running());
   remote.send("x");
@@ -72,9 +72,9 @@ TEST_F(Serving, StopsInsideTheGeneratorAndRefusesThatConnection) {
     stopped.open();
   };
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(stopped.waits());
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
   EXPECT_THAT(generator.consumer(1).events(), IsEmpty());
   EXPECT_TRUE(all.waitFor("Tovik: server: stopped listening"));
 }
@@ -95,7 +95,7 @@ TEST_F(Serving, RefusesAConnectionWhoseConsumerIsRetiredInOnNewSocket) {
   const testing_support::LogCapture all;
   server = std::make_unique<Server>(*transport, Protocol::tcp, &retiring, "server", false, nullptr, nullptr);
   listen();
-  EXPECT_TRUE(peer().isEnded());
+  EXPECT_TRUE(peer().waitForEnd());
   EXPECT_TRUE(all.waitFor("Tovik: server: the consumer of server is retired"));
   server.reset();
 }
@@ -109,7 +109,7 @@ TEST_F(Serving, IsDestroyedInsideAHandlerOnTheWorker) {
     });
   };
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   ASSERT_TRUE(destroyed.waits());
   remote.send("x");
   EXPECT_TRUE(generator.consumer(1).waitsForData(1));
@@ -122,14 +122,14 @@ TEST_F(Serving, IsDestroyedInsideTheGenerator) {
     destroyed.open();
   };
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(destroyed.waits());
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
 }
 
 TEST_F(Serving, LetsAcceptedConnectionsGoOnAfterItsEnd) {
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   server.reset();
   remote.send("x");
@@ -139,10 +139,10 @@ TEST_F(Serving, LetsAcceptedConnectionsGoOnAfterItsEnd) {
 TEST_F(Serving, EndsConnectionsThatHaveNoConsumerYetWhenItStops) {
   auto held = std::make_unique<HeldWorker>(*transport);
   listen();
-  RawConnection waiting = peer();
+  LoopbackSocket waiting = peer();
   ASSERT_TRUE(server->stopListening(-1));
   held.reset();
-  EXPECT_TRUE(waiting.isEnded());
+  EXPECT_TRUE(waiting.waitForEnd());
   EXPECT_THAT(generator.consumers(), IsEmpty());
 }
 
@@ -156,7 +156,7 @@ TEST_F(Serving, WaitsForTheGeneratorThatIsBeingAskedWhenItStops) {
     returned = true;
   };
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   ASSERT_TRUE(asked.waits());
   std::thread answerer([&] { answered.open(); });
   EXPECT_TRUE(server->stopListening(-1));
@@ -168,7 +168,7 @@ TEST_F(Serving, WaitsForTheGeneratorThatIsBeingAskedWhenItStops) {
 
 TEST_F(Serving, OutlivesTheTransport) {
   listen();
-  RawConnection before = peer();
+  LoopbackSocket before = peer();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   transport.reset();
   EXPECT_TRUE(isWholeLife(generator.consumer(1).events()));
@@ -181,7 +181,7 @@ TEST_F(Serving, OutlivesTheTransport) {
 
 TEST_F(Serving, OutlivesTheWorker) {
   {
-    const testing_support::Dispatcher passing("passing");
+    const testing_support::ScopedDispatcher passing("passing");
     Transport own(passing.get(), Traits(), nullptr, nullptr, std::tr1::function<void(WorkerThread*)>(), "own");
     server = serverWith(own);
     listen();
@@ -194,13 +194,13 @@ TEST_F(Serving, OutlivesTheWorker) {
 TEST_F(Serving, MayBeDestroyedAtAnyMomentWhileConnectionsArrive) {
   for (int round = 0; round < 200; ++round) {
     listen();
-    RawConnection first = peer();
-    RawConnection second = peer();
+    LoopbackSocket first = peer();
+    LoopbackSocket second = peer();
     for (int i = 0; i < round * 5; ++i) std::this_thread::yield();
     server = serverWith(*transport);
     EXPECT_TRUE(transport->deactivateAllConduits(-1));
-    first.receiveAll();
-    second.receiveAll();
+    first.receiveToEnd();
+    second.receiveToEnd();
   }
   for (const Recorder* const recorder : generator.consumers())
     EXPECT_TRUE(recorder->events().empty() || isWholeLife(recorder->events()));
@@ -209,12 +209,12 @@ TEST_F(Serving, MayBeDestroyedAtAnyMomentWhileConnectionsArrive) {
 TEST_F(Serving, MayLoseItsTransportAtAnyMomentWhileConnectionsArrive) {
   for (int round = 0; round < 100; ++round) {
     listen();
-    RawConnection first = peer();
-    RawConnection second = peer();
+    LoopbackSocket first = peer();
+    LoopbackSocket second = peer();
     for (int i = 0; i < round * 10; ++i) std::this_thread::yield();
     transport.reset();
     server.reset();
-    EXPECT_EQ(first.receiveAll() + second.receiveAll(), "");
+    EXPECT_EQ(first.receiveToEnd() + second.receiveToEnd(), "");
     transport = std::make_unique<Transport>(dispatcher.get(), Traits(), nullptr, nullptr,
                                             std::tr1::function<void(WorkerThread*)>(), "transport");
     server = serverWith(*transport);
@@ -226,18 +226,18 @@ TEST_F(Serving, MayLoseItsTransportAtAnyMomentWhileConnectionsArrive) {
 TEST_F(Serving, ThatRunsOutOfDescriptorsStopsAllTheSame) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   listen();
-  RawConnection remote = RawConnection::unconnected();
+  LoopbackSocket remote = LoopbackSocket::unconnected();
   const testing_support::NoMoreDescriptors none;
   remote.connect(server->address());
   ASSERT_TRUE(log.waitFor("Tovik: server: accept on " + server->address().printInet() + ": Too many open files"));
   EXPECT_TRUE(server->stopListening(-1));
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
 }
 
 TEST_F(Serving, ListensAgainRightAfterRunningOutOfDescriptors) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   listen();
-  RawConnection remote = RawConnection::unconnected();
+  LoopbackSocket remote = LoopbackSocket::unconnected();
   {
     const testing_support::NoMoreDescriptors none;
     remote.connect(server->address());
@@ -245,7 +245,7 @@ TEST_F(Serving, ListensAgainRightAfterRunningOutOfDescriptors) {
   }
   EXPECT_TRUE(server->stopListening(-1));
   listen();
-  RawConnection next = peer();
+  LoopbackSocket next = peer();
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
@@ -259,7 +259,7 @@ TEST_F(Serving, FailsToStopInTimeWhileItIsHeld) {
     held.open();
     EXPECT_TRUE(released.waits());
   });
-  RawConnection remote = RawConnection::unconnected();
+  LoopbackSocket remote = LoopbackSocket::unconnected();
   {
     const testing_support::NoMoreDescriptors none;
     remote.connect(server->address());
@@ -281,7 +281,7 @@ TEST_F(Serving, IsKilledAndStoppedAndListensAgain) {
   EXPECT_FALSE(server->is_running());
   EXPECT_TRUE(server->stopListening(-1));
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
@@ -290,7 +290,7 @@ TEST_F(Serving, KeepsThemWaitingWhileItIsStoppedAndNotStarted) {
   listen();
   EXPECT_EQ(server->start().message, "server is running already");
   server->kill();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   transport->call([] {});
   EXPECT_THAT(generator.consumers(), IsEmpty());
   EXPECT_TRUE(server->start());
@@ -306,7 +306,7 @@ TEST_F(Serving, EndsWithItsTransportLikeEveryOtherOfIt) {
   transport.reset();
   for (const auto& each : servers) {
     EXPECT_FALSE(each->is_running());
-    EXPECT_THROW(RawConnection::to(each->address()), std::system_error);
+    EXPECT_THROW(LoopbackSocket::connected(each->address()), std::system_error);
   }
 }
 

@@ -28,8 +28,8 @@ using testing_support::Events;
 using testing_support::HeldWorker;
 using testing_support::Latch;
 using testing_support::loopback;
+using testing_support::LoopbackSocket;
 using testing_support::optionOf;
-using testing_support::RawConnection;
 using testing_support::Recorder;
 using testing_support::Serving;
 
@@ -41,15 +41,15 @@ TEST_F(Serving, ListensOnAPortOfTheSystemsChoice) {
 }
 
 TEST_F(Serving, ListensOnThePortGiven) {
-  const unsigned short port = testing_support::refusingPlace().port();
+  const unsigned short port = testing_support::refusingAddress().port();
   ASSERT_TRUE(server->startListening(loopback(port)));
   EXPECT_EQ(server->address(), loopback(port));
 }
 
 TEST_F(Serving, HandsEachConnectionToTheGeneratorsConsumer) {
   listen();
-  RawConnection first = peer();
-  RawConnection second = peer();
+  LoopbackSocket first = peer();
+  LoopbackSocket second = peer();
   first.send("1");
   ASSERT_TRUE(generator.consumer(1).waitsForData(1));
   second.send("22");
@@ -60,7 +60,7 @@ TEST_F(Serving, HandsEachConnectionToTheGeneratorsConsumer) {
 
 TEST_F(Serving, TellsEveryEventOnceAndInOrder) {
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("x");
   remote.close();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onConduitInactive"));
@@ -81,28 +81,28 @@ TEST_F(Serving, ConnectionsKnowTheirNameAndAddresses) {
     });
   };
   listen();
-  RawConnection connection = peer();
+  LoopbackSocket connection = peer();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   transport->call([] {});
   EXPECT_EQ(name, "server");
   EXPECT_EQ(local, server->address());
-  EXPECT_EQ(remote, connection.localAddress());
+  EXPECT_EQ(remote, connection.address());
 }
 
 TEST_F(Serving, RefusesWhatTheGeneratorHasNoConsumerFor) {
   generator.refuses = true;
   listen();
-  EXPECT_TRUE(peer().isEnded());
-  EXPECT_TRUE(peer().isEnded());
+  EXPECT_TRUE(peer().waitForEnd());
+  EXPECT_TRUE(peer().waitForEnd());
 }
 
 TEST_F(Serving, LogsAnExceptionOfTheGeneratorAndGoesOn) {
   generator.act = [] { throw std::runtime_error("boom"); };
   listen();
-  EXPECT_TRUE(peer().isEnded());
+  EXPECT_TRUE(peer().waitForEnd());
   EXPECT_TRUE(log.waitFor("Tovik: server: exception in a handler: boom"));
   transport->call([this] { generator.act = nullptr; });
-  RawConnection next = peer();
+  LoopbackSocket next = peer();
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
@@ -111,11 +111,11 @@ TEST_F(Serving, LogsAnExceptionOfOnNewSocketAndGoesOn) {
     recorder.socketAct = [](Socket& /*socket*/) { throw std::runtime_error("boom"); };
   };
   listen();
-  EXPECT_TRUE(peer().isEnded());
+  EXPECT_TRUE(peer().waitForEnd());
   EXPECT_TRUE(log.waitFor("Tovik: server: exception in a handler: boom"));
   EXPECT_THAT(generator.consumer(1).events(), IsEmpty());
   transport->call([this] { generator.prepare = nullptr; });
-  RawConnection next = peer();
+  LoopbackSocket next = peer();
   EXPECT_TRUE(generator.consumer(2).waitsFor("onChannelUp"));
 }
 
@@ -134,7 +134,7 @@ TEST_F(Serving, LogsAnExceptionOfRunAndGoesOn) {
   };
   server = std::make_unique<ThrowsOnce>(*transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   EXPECT_TRUE(log.waitFor("Tovik: server: exception in a handler: boom"));
 }
@@ -146,12 +146,12 @@ TEST_F(Serving, ListensOnlyOnceAtATime) {
   EXPECT_FALSE(again);
   EXPECT_EQ(again.message, "listening on " + address.printInet() + " already");
   EXPECT_EQ(server->address(), address);
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
 TEST_F(Serving, FailsWithTheAddressWhereAnotherListens) {
-  const testing_support::RawListener other;
+  const testing_support::LoopbackSocket other = testing_support::LoopbackSocket::listening();
   const Result result = server->startListening(other.address());
   EXPECT_FALSE(result);
   EXPECT_EQ(result.message, "listen on " + other.address().printInet() + ": Address already in use");
@@ -179,7 +179,7 @@ TEST_F(Serving, FailsWithoutDescriptorsAndListensLater) {
 TEST_F(Serving, ThatRunsOutOfDescriptorsLogsAndAcceptsWhenSomeAreFree) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   listen();
-  RawConnection remote = RawConnection::unconnected();
+  LoopbackSocket remote = LoopbackSocket::unconnected();
   {
     const testing_support::NoMoreDescriptors none;
     remote.connect(server->address());
@@ -197,7 +197,7 @@ TEST_F(Serving, AcceptsOnTheWorkerAndOnNoThreadOfItsOwn) {
   const testing_support::Held before = testing_support::heldNow();
   listen();
   EXPECT_EQ(testing_support::heldNow().threads, before.threads);
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   EXPECT_EQ(asked, worker);
 }
@@ -214,7 +214,7 @@ TEST_F(Serving, AsksTheGeneratorAfterTheTransportHasBegun) {
   const testing_support::PlacedTransport placed(dispatcher.get());
   StartNoted callbacks;
   std::unique_ptr<Transport> fresh;
-  RawConnection remote;
+  LoopbackSocket remote;
   bool startedBefore = false;
   generator.act = [&] { startedBefore = callbacks.started; };
   // In a turn of its own, so that the next one finds the connection before it runs the transport's.
@@ -240,10 +240,10 @@ TEST_F(Serving, WaitsForAConnectionNoLongerThanTheLimit) {
   const Result none = server->waitForConnection(connection, remote, local, 1);
   EXPECT_FALSE(none);
   EXPECT_EQ(none.message, "no connection in time on " + server->address().printInet());
-  RawConnection arriving = peer();
+  LoopbackSocket arriving = peer();
   EXPECT_TRUE(server->waitForConnection(connection, remote, local, 30'000));
   EXPECT_TRUE(connection.isOpen());
-  EXPECT_EQ(remote, arriving.localAddress());
+  EXPECT_EQ(remote, arriving.address());
   EXPECT_EQ(local, server->address());
   server->stop();
   EXPECT_EQ(server->waitForConnection(connection, remote, local, -1).message,
@@ -270,7 +270,7 @@ TEST_F(Serving, GoesOnWaitingForAConnectionAfterASignal) {
   EXPECT_TRUE(testing_support::othersComeToRest([] { return true; }));
   EXPECT_EQ(::pthread_kill(waiting.native_handle(), SIGUSR1), 0);
   EXPECT_TRUE(testing_support::othersComeToRest([] { return interrupted.load(); }));
-  RawConnection arriving = peer();
+  LoopbackSocket arriving = peer();
   waiting.join();
   EXPECT_TRUE(result) << result.message;
   EXPECT_EQ(::sigaction(SIGUSR1, &before, nullptr), 0);
@@ -292,7 +292,7 @@ TEST_F(Serving, GivesAcceptedSocketsItsOptionsBeforeTheConsumerIsTold) {
     };
   };
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(told.waits());
   server.reset();
 }
@@ -329,7 +329,7 @@ TEST_F(Serving, ListensOnASocketOfTheFactory) {
     Transport own(dispatcher.get(), Traits(), nullptr, &factory, std::tr1::function<void(WorkerThread*)>(), "own");
     server = serverWith(own);
     listen();
-    RawConnection remote = peer();
+    LoopbackSocket remote = peer();
     EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
     EXPECT_EQ(factory.made, 1);
     server.reset();

@@ -14,8 +14,8 @@ namespace tovik {
 namespace {
 
 using testing_support::Awaited;
+using testing_support::LoopbackSocket;
 using testing_support::PlacedTransport;
-using testing_support::RawConnection;
 
 /// A server in a process without free descriptors: one connection waits, and each attempt to accept it is logged.
 class Shortage : public testing_support::Serving {
@@ -37,7 +37,7 @@ class Shortage : public testing_support::Serving {
     const auto handler = qk::logging::AddHandler([&](const qk::logging::Record& /*record*/) {
       counts.change([&](Counts& all) { all.push_back(worker.statistics().wake_ups); });
     });
-    RawConnection waiting = RawConnection::unconnected();
+    LoopbackSocket waiting = LoopbackSocket::unconnected();
     {
       const testing_support::NoMoreDescriptors none;
       waiting.connect(server->address());

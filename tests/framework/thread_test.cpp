@@ -6,8 +6,8 @@
 #include <string>
 #include <thread>
 
-#include "latch.h"
-#include "leaves_nothing.h"
+#include "support/latch.h"
+#include "support/leak_check.h"
 #include "support/sanitizer.h"
 
 namespace tovik {
@@ -44,7 +44,7 @@ std::string textOf(const Thread& thread) {
   return text.str();
 }
 
-class ThreadOfTheSystem : public testing_support::LeavesNothing {
+class ThreadOfTheSystem : public testing_support::LeakCheckedTest {
  protected:
   void begin() {
     ASSERT_TRUE(runner.start());

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "connections.h"
-#include "latch.h"
 #include "placed_transport.h"
+#include "support/latch.h"
 
 namespace tovik {
 namespace {
@@ -24,7 +24,7 @@ using testing_support::Awaited;
 using testing_support::Events;
 using testing_support::Heard;
 using testing_support::Latch;
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 
 /// Notes the start and the stop, which must come on the worker.
 class Callbacks final : public ThreadCallbacks {
@@ -68,7 +68,7 @@ TEST_F(TransportLife, NeedsNoNameNorAnythingElse) {
 
 TEST_F(TransportLife, StartsAndStopsAroundAllEventsOnTheWorker) {
   transport = transportWith({}, &callbacks);
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   transport.reset();
   EXPECT_EQ(consumer.events(), (Events{"start", "onNewConduit", "onConduitActive", "getDataAggregator", "onNewChannel",
                                        "onChannelUp", "onChannelDown local", "onConduitInactive", "stop"}));
@@ -138,7 +138,7 @@ TEST_F(TransportLife, HasStoppedWhenItIsDestroyedInsideAnEvent) {
     heard->note("returning");
     done.open();
   });
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   ASSERT_TRUE(done.waits());
   EXPECT_EQ(heard->events(), (Events{"start", "onNewConduit", "onConduitActive", "getDataAggregator", "onNewChannel",
                                      "onChannelUp", "onChannelDown local", "onConduitInactive", "stop", "returning"}));
@@ -147,7 +147,7 @@ TEST_F(TransportLife, HasStoppedWhenItIsDestroyedInsideAnEvent) {
 TEST_F(TransportLife, LogsWhatTheCallbacksThrowAndGoesOn) {
   callbacks.throws = true;
   transport = transportWith({}, &callbacks);
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("x");
   EXPECT_TRUE(consumer.waitsForData(1));
   transport.reset();
@@ -195,7 +195,7 @@ TEST_F(TransportCall, HandsAnExceptionToTheCaller) {
 }
 
 TEST_F(TransportCall, MayDestroyTheTransport) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   Transport& called = *transport;
   called.call([this] { transport.reset(); });
   EXPECT_EQ(transport, nullptr);
@@ -209,7 +209,7 @@ TEST_F(TransportCall, RunsBetweenTwoEventsNeverInsideOne) {
     std::this_thread::yield();
     inside.change([](int& count) { --count; });
   });
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   for (int round = 0; round < 200; ++round) {
     remote.send("x");
     transport->call([&] { EXPECT_EQ(inside.get(), 0); });
@@ -218,7 +218,7 @@ TEST_F(TransportCall, RunsBetweenTwoEventsNeverInsideOne) {
 }
 
 TEST_F(TransportCall, BetweenTwoWorkersThatDestroyEachOthersTransportsEnds) {
-  const testing_support::Dispatcher otherDispatcher("e");
+  const testing_support::ScopedDispatcher otherDispatcher("e");
   auto other = std::make_unique<Transport>(otherDispatcher.get(), Traits(), nullptr, nullptr,
                                            std::tr1::function<void(WorkerThread*)>(), "other");
   testing_support::PlacedTransport here(dispatcher.get());

@@ -18,15 +18,15 @@ namespace tovik {
 namespace {
 
 using testing_support::Awaited;
-using testing_support::Dispatcher;
 using testing_support::Generator;
 using testing_support::Latch;
 using testing_support::loopback;
+using testing_support::LoopbackSocket;
 using testing_support::othersComeToRest;
 using testing_support::PlacedTransport;
-using testing_support::RawConnection;
+using testing_support::ScopedDispatcher;
 
-class CrossingWaits : public testing_support::LeavesNothing {
+class CrossingWaits : public testing_support::LeakCheckedTest {
  protected:
   /// What the other worker does in its handler while the first one waits for it, or is just about to.
   void callBack() {
@@ -49,14 +49,14 @@ class CrossingWaits : public testing_support::LeavesNothing {
 
   /// The generator of a server on the other worker calls the first one, which stops the server.
   void stopTheServer(int limit_ms) {
-    const Dispatcher otherDispatcher("other");
+    const ScopedDispatcher otherDispatcher("other");
     PlacedTransport other(otherDispatcher.get());
     Generator generator;
     generator.act = [this] { callBack(); };
     generator.refuses = true;
     Server server(other.transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
     ASSERT_TRUE(server.startListening(loopback()));
-    RawConnection remote = RawConnection::to(server.address());
+    LoopbackSocket remote = LoopbackSocket::connected(server.address());
     waitThere([&] {
       EXPECT_TRUE(server.stopListening(limit_ms));
       EXPECT_TRUE(called);
@@ -69,7 +69,7 @@ class CrossingWaits : public testing_support::LeavesNothing {
   Latch waiting;
   Latch calledBack;
   bool called = false;  // on the first worker
-  const Dispatcher firstDispatcher{"first"};
+  const ScopedDispatcher firstDispatcher{"first"};
   std::optional<PlacedTransport> first{firstDispatcher.get()};
 };
 
@@ -80,7 +80,7 @@ TEST_F(CrossingWaits, OfAServerThatStopsAndItsGenerator) { stopTheServer(-1); }
 TEST_F(CrossingWaits, OfAServerThatStopsWithinALimitAndItsGenerator) { stopTheServer(5000); }
 
 TEST_F(CrossingWaits, OfAServerThatStopsOutlastsTheGenerator) {
-  const Dispatcher otherDispatcher("other");
+  const ScopedDispatcher otherDispatcher("other");
   PlacedTransport other(otherDispatcher.get());
   Generator generator;
   bool returns = false;
@@ -93,7 +93,7 @@ TEST_F(CrossingWaits, OfAServerThatStopsOutlastsTheGenerator) {
   generator.refuses = true;
   Server server(other.transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
   ASSERT_TRUE(server.startListening(loopback()));
-  RawConnection remote = RawConnection::to(server.address());
+  LoopbackSocket remote = LoopbackSocket::connected(server.address());
   waitThere([&] {
     EXPECT_TRUE(server.stopListening(-1));
     EXPECT_TRUE(called);
@@ -124,7 +124,7 @@ TEST_F(CrossingWaits, OfADispatchersRemovalAfterATaskOfItsWorkerHasCalled) {
 }
 
 TEST_F(CrossingWaits, OfTwoTasksThatRemoveEachOthersDispatchers) {
-  const Dispatcher changesTheStoreInTheEnd("last");
+  const ScopedDispatcher changesTheStoreInTheEnd("last");
   Awaited<int> tasks;
   Awaited<int> done;
   const auto removing = [&](const std::string& removed) {
@@ -146,7 +146,7 @@ TEST_F(CrossingWaits, OfTwoTasksThatRemoveEachOthersDispatchers) {
 
 // The wait for the connections' end served nobody, and so the limit passed.
 TEST_F(CrossingWaits, OfADeactivationWithinALimitAndAHandler) {
-  const Dispatcher otherDispatcher("other");
+  const ScopedDispatcher otherDispatcher("other");
   PlacedTransport other(otherDispatcher.get());
   other.worker().post([this] { callBack(); });
   waitThere([&] { EXPECT_TRUE(other.transport.deactivateAllConduits(5000)); });
@@ -154,7 +154,7 @@ TEST_F(CrossingWaits, OfADeactivationWithinALimitAndAHandler) {
 
 // This one has always been served.
 TEST_F(CrossingWaits, OfADeactivationWithoutALimitAndAHandler) {
-  const Dispatcher otherDispatcher("other");
+  const ScopedDispatcher otherDispatcher("other");
   PlacedTransport other(otherDispatcher.get());
   other.worker().post([this] { callBack(); });
   waitThere([&] { EXPECT_TRUE(other.transport.deactivateAllConduits(-1)); });

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "connections.h"
-#include "latch.h"
 #include "support/ends_in_time.h"
+#include "support/latch.h"
 #include "support/rest.h"
 
 // While a handler waits for another worker nothing else of its transport runs; and a worker that is waited for,
@@ -20,15 +20,15 @@ namespace {
 
 using ::testing::ElementsAre;
 using testing_support::Awaited;
-using testing_support::Dispatcher;
 using testing_support::eventsUpTo;
 using testing_support::isWholeLife;
 using testing_support::Latch;
+using testing_support::LoopbackSocket;
 using testing_support::othersComeToRest;
-using testing_support::RawConnection;
 using testing_support::Recorder;
+using testing_support::ScopedDispatcher;
 
-class WaitingWorker : public testing_support::LeavesNothing {
+class WaitingWorker : public testing_support::LeakCheckedTest {
  protected:
   WaitingWorker() {
     for (WorkerThread* const worker : {&one, &other, &third}) EXPECT_TRUE(worker->start());
@@ -167,12 +167,12 @@ class WaitingEvent : public testing_support::Connections {
   }
 
   const testing_support::EndsInTime endsInTime;
-  const Dispatcher secondDispatcher{"second"};
+  const ScopedDispatcher secondDispatcher{"second"};
   Latch waiting;
   Latch acting;
   Latch eventEnded;
-  RawConnection firstPeer;
-  RawConnection secondPeer;
+  LoopbackSocket firstPeer;
+  LoopbackSocket secondPeer;
   std::unique_ptr<Transport> second = std::make_unique<Transport>(secondDispatcher.get(), Traits(), nullptr, nullptr,
                                                                   std::tr1::function<void(WorkerThread*)>(), "second");
 };

@@ -11,18 +11,18 @@
 #include <thread>
 #include <vector>
 
-#include "latch.h"
-#include "leaves_nothing.h"
+#include "support/latch.h"
+#include "support/leak_check.h"
 #include "support/log_capture.h"
 
 namespace tovik {
 namespace {
 
 using ::testing::ElementsAre;
+using Numbers = std::vector<int>;
 using testing_support::Awaited;
 using testing_support::Latch;
 using testing_support::LogCapture;
-using Numbers = std::vector<int>;
 
 class Handler final : public EventHandler {
  public:
@@ -32,7 +32,7 @@ class Handler final : public EventHandler {
   std::function<void()> timer = [] {};
 };
 
-class Worker : public testing_support::LeavesNothing {
+class Worker : public testing_support::LeakCheckedTest {
  protected:
   Worker() { EXPECT_TRUE(worker.start()); }
 

@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "connections.h"
-#include "latch.h"
 #include "placed_transport.h"
 #include "support/ends_in_time.h"
+#include "support/latch.h"
 #include "support/rest.h"
 
 // A turn of a worker runs the calls that stand there at its start. However many threads call, its connections, timers
@@ -22,8 +22,8 @@ namespace tovik {
 namespace {
 
 using testing_support::Latch;
+using testing_support::LoopbackSocket;
 using testing_support::PlacedTransport;
-using testing_support::RawConnection;
 using testing_support::Recorder;
 
 constexpr int callingThreads = 16;
@@ -107,7 +107,7 @@ TEST_F(FloodOfCalls, LeavesTimersTheirTime) {
 TEST_F(FloodOfCalls, LeavesConnectionsTheirEvents) {
   int descriptor = -1;
   consumer.socketAct = [&](Socket& socket) { descriptor = socket.number(); };
-  RawConnection remote = peerOf(placed.transport, consumer);
+  LoopbackSocket remote = peerOf(placed.transport, consumer);
   ASSERT_TRUE(consumer.waitsFor("onChannelUp"));
   bool ready = false;
   consumer.when("data", [&] {

@@ -10,6 +10,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::FakeChannel;
 
 using Operation = std::function<Result(Controller&)>;
 

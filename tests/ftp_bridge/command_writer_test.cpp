@@ -12,6 +12,9 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::FakeChannel;
+using testing_support::LeakCheck;
+using testing_support::ScopedDispatcher;
 
 // The order of the bases fixes which of them the framework is handed.
 static_assert(std::is_base_of_v<Consumer, ProtocolInterpreter>);
@@ -24,9 +27,9 @@ class CommandWriter : public Rig {
 };
 
 TEST(ProtocolInterpreterAtFirst, HasNoChannelNothingPendingAndIsNotLoggedIn) {
-  const NothingLeft nothingLeft;
+  const LeakCheck leakCheck;
   const testing_support::LogCapture log;
-  const TestDispatcher dispatcher("ftp first");
+  const ScopedDispatcher dispatcher("ftp first");
   RecordingClient client;
   Controller controller(someConnection(), &client, dispatcher.name(), 0, nullptr);
   EXPECT_EQ(controller.interpreter.channel, nullptr);

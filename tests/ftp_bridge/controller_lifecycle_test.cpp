@@ -13,7 +13,9 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::LeakCheck;
 using testing_support::LogCapture;
+using testing_support::ScopedDispatcher;
 
 static_assert(!std::is_polymorphic_v<Controller>);
 
@@ -24,20 +26,20 @@ class Construction : public ::testing::Test {
     return std::make_unique<Controller>(someConnection(), &client, dispatcherName, 0, nullptr);
   }
 
-  const NothingLeft nothingLeft_{};
+  const LeakCheck leakCheck_{};
   const LogCapture log;
   RecordingClient client;
 };
 
 TEST_F(Construction, NeitherConnectsNorLogs) {
-  const TestDispatcher dispatcher("ftp");
+  const ScopedDispatcher dispatcher("ftp");
   const auto controller = make("ftp");
   EXPECT_THAT(log.texts(), IsEmpty());
   EXPECT_THAT(client.lines(), IsEmpty());
 }
 
 TEST_F(Construction, KeepsWhatItWasGivenAndStartsIdle) {
-  const TestDispatcher dispatcher("ftp");
+  const ScopedDispatcher dispatcher("ftp");
   const auto controller = make("ftp");
   EXPECT_EQ(controller->client, &client);
   EXPECT_NE(controller->transport, nullptr);
@@ -52,7 +54,7 @@ TEST_F(Construction, KeepsWhatItWasGivenAndStartsIdle) {
 }
 
 TEST_F(Construction, WarnsOfAnUnknownDispatcherAndTakesNumberZero) {
-  const TestDispatcher dispatcher("ftp");
+  const ScopedDispatcher dispatcher("ftp");
   const auto controller = make("nobody");
   EXPECT_THAT(log.texts(), ElementsAre("Tovik: ftp control: unknown dispatcher nobody"));
   EXPECT_EQ(log.entries().at(0).level, 30);
@@ -70,8 +72,8 @@ TEST_F(Construction, ThrowsWithoutAnyDispatcher) {
 }
 
 TEST_F(Construction, PrefersTheNamedDispatcherToNumberZero) {
-  const TestDispatcher zero("zero");
-  const TestDispatcher one("one");
+  const ScopedDispatcher zero("zero");
+  const ScopedDispatcher one("one");
   const auto controller = make("one");
   controller->transport->call(
       [&] { EXPECT_TRUE(DispatchStore::inst().fetch("one")->places_.at(0).worker->isCurrent()); });
@@ -97,7 +99,7 @@ class Callbacks : public ThreadCallbacks {
 };
 
 TEST_F(Construction, HandsItsThreadCallbacksOn) {
-  const TestDispatcher dispatcher("ftp");
+  const ScopedDispatcher dispatcher("ftp");
   Callbacks callbacks;
   { const Controller controller(someConnection(), &client, "ftp", 0, &callbacks); }
   EXPECT_THAT(callbacks.lines(), ElementsAre("start on the worker", "stop on the worker"));

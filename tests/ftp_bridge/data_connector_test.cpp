@@ -5,14 +5,17 @@
 #include <type_traits>
 #include <vector>
 
-#include "loopback_socket.h"
 #include "rig.h"
+#include "support/loopback_socket.h"
 
 namespace tovik::ftp {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::FakeChannel;
+using testing_support::listeningPorts;
+using testing_support::LoopbackSocket;
 
 static_assert(std::is_base_of_v<Server, DataConnection> && sizeof(DataConnection) == sizeof(Server));
 

@@ -6,14 +6,16 @@
 #include <utility>
 #include <vector>
 
-#include "loopback_socket.h"
 #include "rig.h"
+#include "support/loopback_socket.h"
 
 namespace tovik::ftp {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::FakeChannel;
+using testing_support::LoopbackSocket;
 
 class Negotiation : public Rig {
  protected:

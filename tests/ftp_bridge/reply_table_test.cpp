@@ -17,7 +17,7 @@ class ReplyTable : public Rig {
     interpreter().sessionState = sessionState;
     interpreter().pending = pending;
     standReady(pending);
-    channel.forget();
+    channel.clear();
     const LogCapture logOfThis;
     const auto toldBefore = std::ssize(client.lines());
     hears(std::to_string(code) + " text");

@@ -9,11 +9,11 @@
 #include <utility>
 #include <vector>
 
-#include "fake_channel.h"
-#include "nothing_left.h"
 #include "recording_client.h"
+#include "support/fake_channel.h"
+#include "support/leak_check.h"
 #include "support/log_capture.h"
-#include "test_dispatcher.h"
+#include "support/scoped_dispatcher.h"
 
 namespace tovik::ftp {
 
@@ -80,14 +80,14 @@ class Rig : public ::testing::Test {
 
   /// Leaves the past out of what is seen next.
   void forget() {
-    channel.forget();
+    channel.clear();
     loggedBefore_ = std::ssize(log.entries());
   }
 
-  const NothingLeft nothingLeft_{};
+  const testing_support::LeakCheck leakCheck_{};
   testing_support::LogCapture log;
-  const TestDispatcher dispatcher{"ftp rig"};
-  FakeChannel channel;
+  const testing_support::ScopedDispatcher dispatcher{"ftp rig"};
+  testing_support::FakeChannel channel;
   RecordingClient client;
   std::unique_ptr<Controller> controller =
       std::make_unique<Controller>(someConnection(), &client, dispatcher.name(), 0, nullptr);

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "loopback_socket.h"
+#include "support/loopback_socket.h"
 #include "support/waiting.h"
 
 namespace tovik::ftp {
@@ -19,6 +19,8 @@ namespace tovik::ftp {
 /// Errors: a step that goes otherwise than written ends the play, and every connection with it; played() tells.
 class ScriptedServer {
  public:
+  using Socket = testing_support::LoopbackSocket;
+
   ScriptedServer();
   ScriptedServer(const ScriptedServer&) = delete;
   ScriptedServer& operator=(const ScriptedServer&) = delete;
@@ -50,8 +52,8 @@ class ScriptedServer {
   ScriptedServer& active() { return expectPort().reply("200 PORT is fine"); }
 
   // By hand, on the server's thread; what it throws ends the play.
-  ScriptedServer& onControl(const std::string& what, std::function<void(const LoopbackSocket&)> act);
-  ScriptedServer& onData(const std::string& what, std::function<void(const LoopbackSocket&)> act);
+  ScriptedServer& onControl(const std::string& what, std::function<void(const Socket&)> act);
+  ScriptedServer& onData(const std::string& what, std::function<void(const Socket&)> act);
 
   /// Runs on the server's thread; false ends the play.
   ScriptedServer& until(std::function<bool()> condition, const std::string& what);
@@ -91,17 +93,17 @@ class ScriptedServer {
   std::string readLine();
   void openData();
 
-  const LoopbackSocket listener_ = LoopbackSocket::listening();
+  const Socket listener_ = Socket::listening();
   const Address address_ = listener_.address();
   testing_support::Awaited<State> state_;
 
   // The server thread's alone.
-  std::vector<LoopbackSocket> earlier_;
-  LoopbackSocket control_;
+  std::vector<Socket> earlier_;
+  Socket control_;
   std::string unread_;
-  LoopbackSocket dataListener_;
+  Socket dataListener_;
   Address dataAddress_;
-  LoopbackSocket data_;
+  Socket data_;
 
   std::thread thread_{[this] { play(); }};
 };

@@ -8,11 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "nothing_left.h"
 #include "recording_client.h"
 #include "scripted_server.h"
+#include "support/leak_check.h"
 #include "support/log_capture.h"
-#include "test_dispatcher.h"
+#include "support/scoped_dispatcher.h"
 
 namespace tovik::ftp {
 
@@ -87,9 +87,9 @@ class Session : public ::testing::Test {
     return texts;
   }
 
-  const NothingLeft nothingLeft_{};
+  const testing_support::LeakCheck leakCheck_{};
   testing_support::LogCapture log;
-  const TestDispatcher dispatcher{"ftp session"};
+  const testing_support::ScopedDispatcher dispatcher{"ftp session"};
   ScriptedServer server;
   RecordingClient client;
   std::unique_ptr<Controller> controller = make();

@@ -12,6 +12,7 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using testing_support::LoopbackSocket;
 
 /// Sessions that are ended from this side, or by an exception of the client's.
 class EndSession : public Session {

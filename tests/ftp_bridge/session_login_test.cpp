@@ -8,6 +8,7 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::LoopbackSocket;
 
 const std::string channelUp = "Tovik: protocol interpreter up";
 

@@ -9,6 +9,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::StartsWith;
+using testing_support::LoopbackSocket;
 
 /// Transfers that the server, or the network, refuses. The session goes on afterwards.
 class RefusalSession : public Session {

@@ -8,6 +8,8 @@
 namespace tovik::ftp {
 namespace {
 
+using testing_support::LoopbackSocket;
+
 std::string addressBy(int (*ask)(int, sockaddr*, socklen_t*), int descriptor) {
   sockaddr_in native{};
   socklen_t size = sizeof native;

@@ -3,9 +3,9 @@
 #include <atomic>
 #include <memory>
 
-#include "framework/latch.h"
 #include "session.h"
 #include "support/ends_in_time.h"
+#include "support/latch.h"
 #include "support/rest.h"
 
 // A callback that stops another worker's session waits for that worker. Meanwhile nothing else of its own session runs.
@@ -15,6 +15,7 @@ namespace {
 
 using testing_support::Latch;
 using testing_support::othersComeToRest;
+using testing_support::ScopedDispatcher;
 
 class WaitingCallback : public Session {
  protected:
@@ -45,7 +46,7 @@ class WaitingCallback : public Session {
   Latch waiting;
   Latch acting;
   std::atomic<bool> inside{false};
-  const TestDispatcher secondDispatcher{"second"};
+  const ScopedDispatcher secondDispatcher{"second"};
   ScriptedServer secondServer;
   RecordingClient secondClient;
   std::unique_ptr<Controller> second = [this] {

@@ -6,6 +6,7 @@ namespace tovik::ftp {
 namespace {
 
 using ::testing::ElementsAre;
+using testing_support::LoopbackSocket;
 
 const std::string badPending = "Tovik: protocol interpreter: bad pending command 0 while up";
 

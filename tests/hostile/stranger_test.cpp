@@ -8,6 +8,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using testing_support::heldNow;
+using testing_support::LoopbackSocket;
 
 const std::string dataUp = "Tovik: data connection up";
 const std::string dataEnded = "Tovik: onDataDown";

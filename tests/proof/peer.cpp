@@ -12,6 +12,8 @@
 
 namespace tovik::ftp {
 
+using testing_support::loopback;
+using testing_support::LoopbackSocket;
 using testing_support::Reception;
 
 namespace {
@@ -41,7 +43,7 @@ std::string someHome() {
 LoopbackSocket listeningWithLongText(const std::string& home) {
   constexpr std::string::size_type longest = sizeof "127,1,1,1,255,255" - 1;
   for (;;) {
-    LoopbackSocket socket = LoopbackSocket::listening(home);
+    LoopbackSocket socket = LoopbackSocket::listening(loopback(0, home));
     if (textOf(socket.address()).size() == longest) return socket;
   }
 }
@@ -53,7 +55,7 @@ Peer::Peer(const PlannedHost& host, Terms terms)
       terms_(terms),
       receivedBefore_(Reception::bytes()),
       home_(someHome()),
-      listener_(LoopbackSocket::listening(home_)),
+      listener_(LoopbackSocket::listening(loopback(0, home_))),
       dataListener_(listeningWithLongText(home_)) {}
 
 void Peer::play(const Scenario& scenario) {
@@ -175,7 +177,7 @@ void Peer::sendData(const std::string& bytes) {
 /// The client has seen the end when it ends the connection too.
 void Peer::endData() {
   openData();
-  data_.socket.finish();
+  data_.socket.shutdownSending();
   if (!await({{data_.socket.number(), POLLIN, 0}})) throw Stall("the client does not end the connection");
   data_.socket.close();
   if (early_ == nullptr) return;

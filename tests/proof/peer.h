@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "dealing.h"
-#include "ftp_bridge/loopback_socket.h"
 #include "host.h"
 #include "scenario.h"
+#include "support/loopback_socket.h"
 
 namespace tovik::ftp {
 
@@ -51,7 +51,7 @@ class Peer {
 
  private:
   struct Line {
-    LoopbackSocket socket;
+    testing_support::LoopbackSocket socket;
     std::string unread;
     long sent = 0;
   };
@@ -71,15 +71,15 @@ class Peer {
   void deal(Line& line, const std::string& bytes, Dealing::Kind split, Dealing::Kind cutting);
   void send(Line& line, const std::string& bytes);
   void expectLine(const std::string& text);
-  void require(const LoopbackSocket& wanted) const;
+  void require(const testing_support::LoopbackSocket& wanted) const;
   bool await(std::vector<pollfd> events) const;
 
   const PlannedHost& host_;
   const Terms terms_;
   const unsigned long long receivedBefore_;
   const std::string home_;
-  const LoopbackSocket listener_;
-  const LoopbackSocket dataListener_;
+  const testing_support::LoopbackSocket listener_;
+  const testing_support::LoopbackSocket dataListener_;
 
   Line control_;
   Line data_;

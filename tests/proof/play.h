@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "ftp_bridge/test_dispatcher.h"
 #include "peer.h"
+#include "support/scoped_dispatcher.h"
 
 namespace tovik::ftp {
 
@@ -45,7 +45,7 @@ class Stage {
  private:
   Played playOnce(const Scenario& scenario, Peer::Terms terms);
 
-  const TestDispatcher dispatcher_{"stage"};
+  const testing_support::ScopedDispatcher dispatcher_{"stage"};
   std::atomic<bool> warned_{false};
   std::atomic<bool> handlerThrew_{false};
   const qk::logging::HandlerId logged_;

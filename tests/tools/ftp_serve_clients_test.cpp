@@ -5,8 +5,8 @@
 #include <csignal>
 #include <map>
 
+#include "support/control_connection.h"
 #include "support/program.h"
-#include "support/raw_client.h"
 #include "support/serving.h"
 #include "support/waiting.h"
 
@@ -138,7 +138,7 @@ class FtpServeProgram : public testing::Test {
 TEST_F(FtpServeProgram, SaysWhereItListensAndEndsOnASignal) {
   for (const int signal : {SIGINT, SIGTERM}) {
     Program program({FTP_SERVE, root.path(), "--listen", "127.0.0.1:0"});
-    RawClient client(portIn(program.firstLine()));
+    ControlConnection client(portIn(program.firstLine()));
     client.logIn();
     EXPECT_EQ(client.code("PWD"), "257");
     program.signal(signal);
@@ -151,7 +151,7 @@ TEST_F(FtpServeProgram, SaysWhereItListensAndEndsOnASignal) {
 TEST_F(FtpServeProgram, TracesWithoutThePassword) {
   Program program(
       {FTP_SERVE, root.path(), "--listen", "127.0.0.1:0", "--user", "me", "--password", "secret", "--trace"});
-  RawClient client(portIn(program.firstLine()));
+  ControlConnection client(portIn(program.firstLine()));
   client.logIn("me", "secret");
   program.signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);
