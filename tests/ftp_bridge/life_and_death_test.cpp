@@ -70,10 +70,6 @@ class EndInside : public Inside, public ::testing::WithParamInterface<Occasion> 
   }
 };
 
-TEST_P(EndInside, StopsOnce) {
-  endsInside([&] { EXPECT_TRUE(controller->stop()); });
-}
-
 TEST_P(EndInside, StopsTwice) {
   endsInside([&] {
     EXPECT_TRUE(controller->stop());
