@@ -13,6 +13,7 @@
 #include "stray_replies.h"
 #include "support/leftovers.h"
 #include "support/log_capture.h"
+#include "support/scoped_dispatcher.h"
 #include "support/temp_directory.h"
 #include "waiting_client.h"
 
@@ -71,6 +72,7 @@ class WithServer : public testing::Test {
   std::unique_ptr<test_servers::RealServer> server_;
   std::optional<testing_support::LogCapture> log_;
   std::optional<StrayReplies> strays_;
+  std::optional<testing_support::ScopedDispatcher> dispatcher_;
   testing_support::Held heldBefore_{};
 };
 
