@@ -17,7 +17,7 @@
 
 namespace {
 
-/// What all runs share, since making it anew would cost more than a run.
+/// What all runs share, since making it again would cost more than a run.
 struct Surroundings {
   Surroundings() {
     static_cast<void>(qk::logging::AddHandler([this](const qk::logging::Record& record) {

@@ -89,7 +89,7 @@ class Peer {
   std::size_t stream_ = 0;
 };
 
-/// A server that does as it is told, however wrong.
+/// A server that follows its instructions, however wrong.
 class SessionServer {
  public:
   SessionServer(Listener& controlListener, Listener& dataListener, SentStreams& sent)
@@ -100,7 +100,7 @@ class SessionServer {
 
   void acceptControl() { control_.open(controlListener_.accept()); }
   void acceptData() { data_.open(dataListener_.accept()); }
-  /// Connects to where the client's last PORT told it to; false when there was none, or nobody listens there.
+  /// Connects to where the client's last PORT said; false when there was none, or nobody listens there.
   bool connectData() {
     if (announced_ == 0) return false;
     tovik::Socket socket;

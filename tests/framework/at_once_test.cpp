@@ -24,7 +24,7 @@ using testing_support::LoopbackSocket;
 using testing_support::Recorder;
 using testing_support::ScopedDispatcher;
 
-class AtOnce : public testing_support::Connections {
+class ConcurrentUse : public testing_support::Connections {
  protected:
   static constexpr int rounds = 200;
   /// Runs an act over and over on a thread of its own while another act runs here.
@@ -42,7 +42,7 @@ class AtOnce : public testing_support::Connections {
                                                      10 * rounds);  // its queue has room for every connection of a test
 };
 
-TEST_F(AtOnce, DispatchersMayComeAndGoBesideTransportsOfAnother) {
+TEST_F(ConcurrentUse, AddsAndRemovesDispatchersWhileAnotherHasTransports) {
   const auto change = [] { const ScopedDispatcher passing("passing", 2); };
   beside(change, [this] {
     for (int round = 0; round < rounds; ++round) {
@@ -56,7 +56,7 @@ TEST_F(AtOnce, DispatchersMayComeAndGoBesideTransportsOfAnother) {
   for (const Recorder& recorder : others) EXPECT_TRUE(isWholeLife(recorder.events()));
 }
 
-TEST_F(AtOnce, ADispatcherMayBeRemovedBesideTransportsOfItThatGo) {
+TEST_F(ConcurrentUse, RemovesADispatcherWhileItsTransportsAreDestroyed) {
   DispatchStore& store = DispatchStore::inst();
   for (int round = 0; round < rounds; ++round) {
     ASSERT_TRUE(store.add("leaving", 2));
@@ -71,7 +71,7 @@ TEST_F(AtOnce, ADispatcherMayBeRemovedBesideTransportsOfItThatGo) {
   const ScopedDispatcher last("last");  // the next change of the store destroys the removed ones
 }
 
-TEST_F(AtOnce, TwoThreadsMayConnectBesideOneThatEndsAllConnections) {
+TEST_F(ConcurrentUse, ConnectsOnTwoThreadsWhileAnotherEndsAllConnections) {
   std::deque<Recorder> recorders(2 * rounds);
   const auto connectAll = [&](unsigned long first) {
     for (unsigned long i = first; i < recorders.size(); i += 2)
@@ -122,7 +122,7 @@ class Shared final : public Consumer, public CharHandler {
   Awaited<int>& destroyed_;
 };
 
-TEST_F(AtOnce, TwoThreadsMayConnectOneConsumerBesideOneThatRetiresIt) {
+TEST_F(ConcurrentUse, ConnectsOneConsumerOnTwoThreadsWhileAnotherRetiresIt) {
   Awaited<int> destroyed;
   for (int round = 1; round <= rounds; ++round) {
     auto* const shared = new Shared(2, destroyed);

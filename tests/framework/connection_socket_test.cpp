@@ -40,7 +40,7 @@ class ConnectionSocket : public testing_support::Connections {
   SocketState state;
 };
 
-TEST_F(ConnectionSocket, IsToldOfOnTheCallingThreadBeforeItConnects) {
+TEST_F(ConnectionSocket, IsReportedOnTheCallingThreadBeforeItConnects) {
   std::thread::id thread;
   Address remote(1);
   consumer.socketAct = [&](Socket& socket) {
@@ -116,7 +116,7 @@ TEST_F(ConnectionSocket, ThatTheFactoryRefusesIsAFailureWithItsText) {
 }
 
 // It counted as up, and waited for itself.
-TEST_F(ConnectionSocket, ThatMeetsItselfIsRefused) {
+TEST_F(ConnectionSocket, ThatConnectsToItselfIsRefused) {
   Address own = listener.address();
   listener.close();
   Client client(*transport, Protocol::tcp, consumer, "client", false, nullptr);
@@ -127,7 +127,7 @@ TEST_F(ConnectionSocket, ThatMeetsItselfIsRefused) {
 }
 
 // What a host spawned from a callback inherited a blocked SIGPIPE.
-TEST_F(ConnectionSocket, LeavesTheSignalMaskOfItsWorkerAlone) {
+TEST_F(ConnectionSocket, KeepsTheSignalMaskOfItsWorker) {
   sigset_t inside;
   sigemptyset(&inside);
   transport->call([&] { pthread_sigmask(SIG_SETMASK, nullptr, &inside); });

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "connections.h"
-#include "descriptor_limit.h"
+#include "support/descriptor_limit.h"
 #include "support/latch.h"
 #include "unanswered_address.h"
 
@@ -77,7 +77,7 @@ TEST_F(Connection, ThatThePeerResetsHasFailed) {
 TEST_F(Connection, BroughtDownInsideAnEventEndsAfterThatEventReturned) {
   consumer.when("onChannelUp", [this] {
     consumer.channel()->bringDown();
-    consumer.heard()->note("returning");
+    consumer.eventLog()->note("returning");
   });
   LoopbackSocket remote = peer();
   expectEvents({"onNewConduit", "onConduitActive", "getDataAggregator", "onNewChannel", "onChannelUp", "returning",
@@ -205,7 +205,7 @@ TEST_F(Connection, OfAnUnknownProtocolIsAFailure) {
   EXPECT_EQ(result.message, "unknown protocol 9");
 }
 
-TEST_F(Connection, OfATransportThatHasGoneIsAFailureWithoutAnEvent) {
+TEST_F(Connection, OfADestroyedTransportIsAFailureWithoutAnEvent) {
   Client client(*transport, Protocol::tcp, consumer, "client", false, nullptr);
   transport.reset();
   const Result result = client.setup_and_connect(listener.address(), Address(0), -1);
@@ -245,7 +245,7 @@ TEST_F(Connection, ThatIsMadeInTimeOutlivesItsLimit) {
   EXPECT_EQ(consumer.events().back(), "onChannelUp");
 }
 
-TEST_F(Connection, ThatIsRefusedLaterIsToldByEvents) {
+TEST_F(Connection, ThatIsRefusedLaterIsReportedByEvents) {
   auto mute = std::make_unique<UnansweredAddress>();
   ASSERT_TRUE(connect(*transport, consumer, mute->address()));
   ASSERT_TRUE(consumer.waitsFor("onNewConduit"));
@@ -291,7 +291,7 @@ class FirstByteLimit : public Connection {
   }
 };
 
-TEST_F(FirstByteLimit, EndsAMuteConnectionByThisSideAndLeavesOneAloneThatDeliveredAByte) {
+TEST_F(FirstByteLimit, EndsASilentConnectionAndKeepsOneThatDeliveredAByte) {
   Recorder& mute = another();
   LoopbackSocket talking = peer();
   talking.send("2");
@@ -311,13 +311,13 @@ TEST_F(FirstByteLimit, CoversConnecting) {
   expectEvents({"onNewConduit", "onConduitInactive"});
 }
 
-TEST_F(FirstByteLimit, GivesWayToAShorterLimitOnConnecting) {
+TEST_F(FirstByteLimit, YieldsToAShorterConnectLimit) {
   const UnansweredAddress mute;
   Recorder& patient = another();
   ASSERT_TRUE(connect(*transport, patient, mute.address(), 100'000));
   ASSERT_TRUE(connect(*transport, consumer, mute.address(), 10));
   expectEvents({"onNewConduit", "onConduitInactive"});
-  EXPECT_EQ(patient.heard()->count("onConduitInactive"), 0);
+  EXPECT_EQ(patient.eventLog()->count("onConduitInactive"), 0);
 }
 
 TEST_F(Connection, IsServedBesideMoreOthersThanOneTurnHolds) {

@@ -13,6 +13,7 @@
 #include "support/log_capture.h"
 #include "support/loopback_socket.h"
 #include "support/scoped_dispatcher.h"
+#include "transport_on.h"
 
 namespace testing_support {
 
@@ -22,8 +23,7 @@ class Connections : public LeakCheckedTest {
   std::unique_ptr<tovik::Transport> transportWith(const tovik::Traits& traits = {},
                                                   tovik::ThreadCallbacks* callbacks = nullptr,
                                                   tovik::Factory* factory = nullptr) {
-    return std::make_unique<tovik::Transport>(dispatcher.get(), traits, callbacks, factory,
-                                              std::tr1::function<void(tovik::WorkerThread*)>(), "transport");
+    return transportOn(dispatcher.get(), traits, callbacks, factory);
   }
 
   static tovik::Result connect(tovik::Transport& through, tovik::Consumer& with, const tovik::Address& remote,

@@ -226,16 +226,16 @@ TEST_F(Data, BehindASplitLineThatDestroysTheTransportIsDropped) {
 
 TEST_F(Data, BehindALineThatRetiresItsConsumerIsDropped) {
   auto* const fresh = new testing_support::Recorder;
-  const auto heard = fresh->heard();
+  const auto eventLog = fresh->eventLog();
   fresh->takesLines().when("data", [&, fresh] {
     transport->retire(fresh);
-    heard->note("returning");
+    eventLog->note("returning");
   });
   LoopbackSocket remote = peerOf(*fresh);
   remote.send("first\r\nsecond\r\n");
-  ASSERT_TRUE(heard->waitsFor("destroyed"));
-  EXPECT_EQ(heard->count("data"), 1);
-  EXPECT_EQ(heard->events().back(), "destroyed");
+  ASSERT_TRUE(eventLog->waitsFor("destroyed"));
+  EXPECT_EQ(eventLog->count("data"), 1);
+  EXPECT_EQ(eventLog->events().back(), "destroyed");
 }
 
 TEST_F(Data, BehindAPieceThatBringsTheChannelDownIsDropped) {
@@ -254,7 +254,7 @@ TEST_F(Data, BehindAPieceThatBringsTheChannelDownIsDropped) {
   });
   sent.open();
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
-  EXPECT_EQ(consumer.heard()->count("data"), 1);
+  EXPECT_EQ(consumer.eventLog()->count("data"), 1);
   EXPECT_LT(consumer.data().size(), bytes.size());
   sending.get();
 }
@@ -343,7 +343,7 @@ TEST_F(Data, SentToAPeerThatIsGoneRaisesNoSignal) {
   send(sampleBytes(many));
   channel().sendFile(Descriptor(::dup(file.number())), 0, many);
   remote.reset();
-  while (consumer.heard()->count("onConduitInactive") == 0) {
+  while (consumer.eventLog()->count("onConduitInactive") == 0) {
     send("more");
     channel().sendFile(Descriptor(::dup(file.number())), 0, many);
   }

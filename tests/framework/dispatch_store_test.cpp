@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "descriptor_limit.h"
 #include "placed_transport.h"
+#include "support/descriptor_limit.h"
 #include "support/latch.h"
 #include "support/leak_check.h"
 #include "support/rest.h"
@@ -32,7 +32,7 @@ class Store : public testing_support::LeakCheckedTest {
   DispatchStore& store = DispatchStore::inst();
 };
 
-TEST_F(Store, GivesNullWhileItIsEmpty) {
+TEST_F(Store, ReturnsNullWhileEmpty) {
   EXPECT_EQ(store.fetch("d"), nullptr);
   EXPECT_EQ(store.fetch(std::string()), nullptr);
   EXPECT_EQ(store.fetch(0UL), nullptr);
@@ -58,7 +58,7 @@ TEST_F(Store, MovesNumbersDownWhenOneIsRemoved) {
   EXPECT_EQ(store.fetch(1UL), nullptr);
 }
 
-TEST_F(Store, TakesANameOnce) {
+TEST_F(Store, RefusesANameThatIsTaken) {
   const ScopedDispatcher first("first");
   const DispatchGenerator* const dispatcher = first.get();
   const Result again = store.add("first", 1);
@@ -68,26 +68,26 @@ TEST_F(Store, TakesANameOnce) {
   EXPECT_EQ(store.fetch(1UL), nullptr);
 }
 
-TEST_F(Store, TakesARemovedNameAgain) {
+TEST_F(Store, AcceptsARemovedNameAgain) {
   { const ScopedDispatcher once("d"); }
   const ScopedDispatcher again("d");
   EXPECT_NE(store.fetch("d"), nullptr);
 }
 
-TEST_F(Store, TakesNoDispatcherWithoutWorkers) {
+TEST_F(Store, RefusesADispatcherWithoutWorkers) {
   const Result result = store.add("idle", 0);
   EXPECT_FALSE(result);
   EXPECT_EQ(result.message, "dispatcher idle: no workers asked for");
   EXPECT_EQ(store.fetch("idle"), nullptr);
 }
 
-TEST_F(Store, RemovesNothingUnknown) {
+TEST_F(Store, RefusesToRemoveAnUnknownName) {
   const Result result = store.remove("unknown");
   EXPECT_FALSE(result);
   EXPECT_EQ(result.message, "no dispatcher unknown");
 }
 
-TEST_F(Store, KeepsNothingOfADispatcherThatTheSystemHasNoDescriptorsFor) {
+TEST_F(Store, DropsADispatcherThatRunsOutOfDescriptors) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   {
     const testing_support::NoMoreDescriptors none;
@@ -113,7 +113,7 @@ TEST_F(Store, HasEndedTheWorkersOfAnUnusedDispatcherWhenRemoveReturns) {
   EXPECT_EQ(testing_support::heldInTheEnd(before), before);
 }
 
-TEST_F(Store, LetsATransportGoOnWhenItsDispatcherIsRemoved) {
+TEST_F(Store, KeepsATransportWorkingWhenItsDispatcherIsRemoved) {
   ASSERT_TRUE(store.add("d", 1));
   auto placed = std::make_unique<PlacedTransport>(store.fetch("d"));
   ASSERT_TRUE(store.remove("d"));
@@ -141,7 +141,7 @@ TEST_F(Store, EndsTheWorkersOfARemovedDispatcherWithItsLastTransport) {
   change();
 }
 
-TEST_F(Store, TakesTheNameOfARemovedDispatcherThatIsStillInUse) {
+TEST_F(Store, AcceptsTheNameOfARemovedDispatcherThatIsStillInUse) {
   ASSERT_TRUE(store.add("d", 1));
   auto old = std::make_unique<PlacedTransport>(store.fetch("d"));
   ASSERT_TRUE(store.remove("d"));
@@ -178,7 +178,7 @@ TEST_F(Store, RemovesADispatcherFromInsideAHandlerOfItsOwnWorkerThatServesNothin
   change();
 }
 
-TEST_F(Store, LosesADispatcherWithItsTransportInsideAHandler) {
+TEST_F(Store, DestroysADispatcherWithItsTransportInsideAHandler) {
   ASSERT_TRUE(store.add("d", 1));
   auto placed = std::make_unique<PlacedTransport>(store.fetch("d"));
   WorkerThread& worker = placed->worker();
@@ -223,7 +223,7 @@ TEST_F(Store, SpreadsTransportsOverTheWorkersThatServeTheFewest) {
   EXPECT_THAT(served, ::testing::Each(::testing::Field(&std::pair<WorkerThread* const, int>::second, 2)));
 }
 
-TEST_F(Store, FillsThePlacesThatBecameFree) {
+TEST_F(Store, ReusesTheWorkersThatBecameFree) {
   const ScopedDispatcher dispatcher("d", 2);
   std::vector<std::unique_ptr<PlacedTransport>> placed;
   for (int i = 0; i < 4; ++i) placed.push_back(std::make_unique<PlacedTransport>(dispatcher.get()));

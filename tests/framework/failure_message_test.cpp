@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "connections.h"
-#include "serving.h"
+#include "server_fixture.h"
 #include "support/failing_calls.h"
 #include "support/heap.h"
 #include "support/latch.h"

@@ -13,8 +13,8 @@
 namespace tovik {
 namespace {
 
+using testing_support::EventLog;
 using testing_support::Events;
-using testing_support::Heard;
 using testing_support::Latch;
 using testing_support::LoopbackSocket;
 using testing_support::PlacedTransport;
@@ -28,7 +28,7 @@ class Fairness : public testing_support::Connections {
     while (std::chrono::steady_clock::now() < placed.worker().handlerStart() + share) std::this_thread::yield();
   }
 
-  const std::shared_ptr<Heard> order = std::make_shared<Heard>();
+  const std::shared_ptr<EventLog> order = std::make_shared<EventLog>();
   Latch sent;
   LoopbackSocket toSlow;
   LoopbackSocket toOther;

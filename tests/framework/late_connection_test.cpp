@@ -7,7 +7,7 @@
 
 #include "connections.h"
 #include "placed_transport.h"
-#include "serving.h"
+#include "server_fixture.h"
 #include "support/sample_bytes.h"
 
 namespace tovik {

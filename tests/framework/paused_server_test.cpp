@@ -6,11 +6,11 @@
 #include <string>
 #include <utility>
 
-#include "serving.h"
-#include "support/ends_in_time.h"
+#include "server_fixture.h"
 #include "support/failing_calls.h"
 #include "support/heap.h"
 #include "support/rest.h"
+#include "support/watchdog.h"
 
 // A listener that runs out of descriptors pauses, and accepts again in the end.
 
@@ -24,7 +24,7 @@ using testing_support::loopback;
 using testing_support::LoopbackSocket;
 using testing_support::othersComeToRest;
 using testing_support::Recorder;
-using testing_support::Serving;
+using testing_support::ServerTest;
 using testing_support::SparedMemory;
 
 /// Does something before it accepts.
@@ -39,7 +39,7 @@ class ActingServer final : public Server {
   std::function<void()> before;
 };
 
-class PausedServer : public Serving {
+class PausedServer : public ServerTest {
  protected:
   ~PausedServer() override { server.reset(); }
 
@@ -62,7 +62,7 @@ class PausedServer : public Serving {
   }
 
   const std::string refusal = "Too many open files";
-  const testing_support::EndsInTime endsInTime;
+  const testing_support::Watchdog watchdog;
   LoopbackSocket remote;
 };
 

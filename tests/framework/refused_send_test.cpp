@@ -84,7 +84,7 @@ TEST_F(RefusedSend, ArrivesBeforeAnEndOnceSent) {
   consumer.channel()->bringDownWhenSent();
   EXPECT_TRUE(remote.receiveToEnd() == filled + "last");
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
-  EXPECT_EQ(consumer.heard()->count("onChannelDown local"), 1);
+  EXPECT_EQ(consumer.eventLog()->count("onChannelDown local"), 1);
 }
 
 }  // namespace

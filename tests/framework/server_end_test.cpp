@@ -6,8 +6,8 @@
 #include <thread>
 #include <vector>
 
-#include "descriptor_limit.h"
-#include "serving.h"
+#include "server_fixture.h"
+#include "support/descriptor_limit.h"
 
 // How a server stops, whoever goes first: itself, its transport, its worker, or those who connect.
 
@@ -22,9 +22,9 @@ using testing_support::Latch;
 using testing_support::loopback;
 using testing_support::LoopbackSocket;
 using testing_support::Recorder;
-using testing_support::Serving;
+using testing_support::ServerTest;
 
-TEST_F(Serving, StopsAtOnceAndTwice) {
+TEST_F(ServerTest, StopsAtOnceAndTwice) {
   listen();
   const Address address = server->address();
   EXPECT_TRUE(server->stopListening(-1));
@@ -33,9 +33,9 @@ TEST_F(Serving, StopsAtOnceAndTwice) {
   EXPECT_THROW(LoopbackSocket::connected(address), std::system_error);
 }
 
-TEST_F(Serving, NeedNotListenToStop) { EXPECT_TRUE(server->stopListening(-1)); }
+TEST_F(ServerTest, NeedNotListenToStop) { EXPECT_TRUE(server->stopListening(-1)); }
 
-TEST_F(Serving, ListensAgainAfterAStopAndOnTheSamePort) {
+TEST_F(ServerTest, ListensAgainAfterAStopAndOnTheSamePort) {
   listen();
   const Address address = server->address();
   ASSERT_TRUE(server->stopListening(-1));
@@ -48,7 +48,7 @@ TEST_F(Serving, ListensAgainAfterAStopAndOnTheSamePort) {
   EXPECT_TRUE(generator.consumer(2).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, StopsInsideAHandlerOnTheWorker) {
+TEST_F(ServerTest, StopsInsideAHandlerOnTheWorker) {
   Latch stopped;
   generator.prepare = [&](Recorder& recorder) {
     recorder.when("onChannelUp", [&] {
@@ -64,7 +64,7 @@ TEST_F(Serving, StopsInsideAHandlerOnTheWorker) {
   EXPECT_TRUE(generator.consumer(1).waitsForData(1));
 }
 
-TEST_F(Serving, StopsInsideTheGeneratorAndRefusesThatConnection) {
+TEST_F(ServerTest, StopsInsideTheGeneratorAndRefusesThatConnection) {
   const testing_support::LogCapture all;
   Latch stopped;
   generator.act = [&] {
@@ -79,7 +79,7 @@ TEST_F(Serving, StopsInsideTheGeneratorAndRefusesThatConnection) {
   EXPECT_TRUE(all.waitFor("Tovik: server: stopped listening"));
 }
 
-TEST_F(Serving, RefusesAConnectionWhoseConsumerIsRetiredInOnNewSocket) {
+TEST_F(ServerTest, RefusesAConnectionWhoseConsumerIsRetiredInOnNewSocket) {
   class GivesRetired final : public ConsumerGenerator {
    public:
     explicit GivesRetired(Transport& transport) : transport_(transport) {}
@@ -100,7 +100,7 @@ TEST_F(Serving, RefusesAConnectionWhoseConsumerIsRetiredInOnNewSocket) {
   server.reset();
 }
 
-TEST_F(Serving, IsDestroyedInsideAHandlerOnTheWorker) {
+TEST_F(ServerTest, IsDestroyedInsideAHandlerOnTheWorker) {
   Latch destroyed;
   generator.prepare = [&](Recorder& recorder) {
     recorder.when("onChannelUp", [&] {
@@ -115,7 +115,7 @@ TEST_F(Serving, IsDestroyedInsideAHandlerOnTheWorker) {
   EXPECT_TRUE(generator.consumer(1).waitsForData(1));
 }
 
-TEST_F(Serving, IsDestroyedInsideTheGenerator) {
+TEST_F(ServerTest, IsDestroyedInsideTheGenerator) {
   Latch destroyed;
   generator.act = [&] {
     server.reset();
@@ -127,7 +127,7 @@ TEST_F(Serving, IsDestroyedInsideTheGenerator) {
   EXPECT_TRUE(remote.waitForEnd());
 }
 
-TEST_F(Serving, LetsAcceptedConnectionsGoOnAfterItsEnd) {
+TEST_F(ServerTest, KeepsAcceptedConnectionsAfterItsEnd) {
   listen();
   LoopbackSocket remote = peer();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
@@ -136,7 +136,7 @@ TEST_F(Serving, LetsAcceptedConnectionsGoOnAfterItsEnd) {
   EXPECT_TRUE(generator.consumer(1).waitsForData(1));
 }
 
-TEST_F(Serving, EndsConnectionsThatHaveNoConsumerYetWhenItStops) {
+TEST_F(ServerTest, EndsConnectionsThatHaveNoConsumerYetWhenItStops) {
   auto held = std::make_unique<HeldWorker>(*transport);
   listen();
   LoopbackSocket waiting = peer();
@@ -146,7 +146,7 @@ TEST_F(Serving, EndsConnectionsThatHaveNoConsumerYetWhenItStops) {
   EXPECT_THAT(generator.consumers(), IsEmpty());
 }
 
-TEST_F(Serving, WaitsForTheGeneratorThatIsBeingAskedWhenItStops) {
+TEST_F(ServerTest, WaitsForTheGeneratorThatIsBeingAskedWhenItStops) {
   Latch asked;
   Latch answered;
   std::atomic<bool> returned = false;
@@ -166,7 +166,7 @@ TEST_F(Serving, WaitsForTheGeneratorThatIsBeingAskedWhenItStops) {
   EXPECT_THAT(generator.consumers(), SizeIs(1));
 }
 
-TEST_F(Serving, OutlivesTheTransport) {
+TEST_F(ServerTest, OutlivesTheTransport) {
   listen();
   LoopbackSocket before = peer();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
@@ -179,7 +179,7 @@ TEST_F(Serving, OutlivesTheTransport) {
   EXPECT_THAT(generator.consumers(), SizeIs(1));
 }
 
-TEST_F(Serving, OutlivesTheWorker) {
+TEST_F(ServerTest, OutlivesTheWorker) {
   {
     const testing_support::ScopedDispatcher passing("passing");
     Transport own(passing.get(), Traits(), nullptr, nullptr, std::tr1::function<void(WorkerThread*)>(), "own");
@@ -191,7 +191,7 @@ TEST_F(Serving, OutlivesTheWorker) {
   EXPECT_TRUE(server->stopListening(-1));
 }
 
-TEST_F(Serving, MayBeDestroyedAtAnyMomentWhileConnectionsArrive) {
+TEST_F(ServerTest, MayBeDestroyedAtAnyMomentWhileConnectionsArrive) {
   for (int round = 0; round < 200; ++round) {
     listen();
     LoopbackSocket first = peer();
@@ -206,7 +206,7 @@ TEST_F(Serving, MayBeDestroyedAtAnyMomentWhileConnectionsArrive) {
     EXPECT_TRUE(recorder->events().empty() || isWholeLife(recorder->events()));
 }
 
-TEST_F(Serving, MayLoseItsTransportAtAnyMomentWhileConnectionsArrive) {
+TEST_F(ServerTest, MayLoseItsTransportAtAnyMomentWhileConnectionsArrive) {
   for (int round = 0; round < 100; ++round) {
     listen();
     LoopbackSocket first = peer();
@@ -223,7 +223,7 @@ TEST_F(Serving, MayLoseItsTransportAtAnyMomentWhileConnectionsArrive) {
     EXPECT_TRUE(recorder->events().empty() || isWholeLife(recorder->events()));
 }
 
-TEST_F(Serving, ThatRunsOutOfDescriptorsStopsAllTheSame) {
+TEST_F(ServerTest, StopsAfterRunningOutOfDescriptors) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   listen();
   LoopbackSocket remote = LoopbackSocket::unconnected();
@@ -234,7 +234,7 @@ TEST_F(Serving, ThatRunsOutOfDescriptorsStopsAllTheSame) {
   EXPECT_TRUE(remote.waitForEnd());
 }
 
-TEST_F(Serving, ListensAgainRightAfterRunningOutOfDescriptors) {
+TEST_F(ServerTest, ListensAgainRightAfterRunningOutOfDescriptors) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   listen();
   LoopbackSocket remote = LoopbackSocket::unconnected();
@@ -249,7 +249,7 @@ TEST_F(Serving, ListensAgainRightAfterRunningOutOfDescriptors) {
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, FailsToStopInTimeWhileItIsHeld) {
+TEST_F(ServerTest, FailsToStopInTimeWhileItIsHeld) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   listen();
   Latch held;
@@ -275,7 +275,7 @@ TEST_F(Serving, FailsToStopInTimeWhileItIsHeld) {
   listen();
 }
 
-TEST_F(Serving, IsKilledAndStoppedAndListensAgain) {
+TEST_F(ServerTest, IsKilledAndStoppedAndListensAgain) {
   listen();
   server->kill();
   EXPECT_FALSE(server->is_running());
@@ -285,7 +285,7 @@ TEST_F(Serving, IsKilledAndStoppedAndListensAgain) {
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, KeepsThemWaitingWhileItIsStoppedAndNotStarted) {
+TEST_F(ServerTest, KeepsThemWaitingWhileItIsStoppedAndNotStarted) {
   EXPECT_EQ(server->start().message, "server does not listen");
   listen();
   EXPECT_EQ(server->start().message, "server is running already");
@@ -297,7 +297,7 @@ TEST_F(Serving, KeepsThemWaitingWhileItIsStoppedAndNotStarted) {
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, EndsWithItsTransportLikeEveryOtherOfIt) {
+TEST_F(ServerTest, EndsWithItsTransportLikeEveryOtherOfIt) {
   std::vector<std::unique_ptr<Server>> servers;
   for (int i = 0; i < 20; ++i) {
     servers.push_back(serverWith(*transport));

@@ -13,10 +13,10 @@
 #include <thread>
 #include <utility>
 
-#include "descriptor_limit.h"
 #include "placed_transport.h"
-#include "serving.h"
+#include "server_fixture.h"
 #include "socket_option.h"
+#include "support/descriptor_limit.h"
 #include "support/leftovers.h"
 #include "support/rest.h"
 
@@ -31,22 +31,22 @@ using testing_support::loopback;
 using testing_support::LoopbackSocket;
 using testing_support::optionOf;
 using testing_support::Recorder;
-using testing_support::Serving;
+using testing_support::ServerTest;
 
-TEST_F(Serving, ListensOnAPortOfTheSystemsChoice) {
+TEST_F(ServerTest, ListensOnAPortOfTheSystemsChoice) {
   listen();
   EXPECT_NE(server->address().port(), 0);
   EXPECT_EQ(server->address(), loopback(server->address().port()));
   EXPECT_TRUE(server->is_running());
 }
 
-TEST_F(Serving, ListensOnThePortGiven) {
+TEST_F(ServerTest, ListensOnThePortGiven) {
   const unsigned short port = testing_support::refusingAddress().port();
   ASSERT_TRUE(server->startListening(loopback(port)));
   EXPECT_EQ(server->address(), loopback(port));
 }
 
-TEST_F(Serving, HandsEachConnectionToTheGeneratorsConsumer) {
+TEST_F(ServerTest, HandsEachConnectionToTheGeneratorsConsumer) {
   listen();
   LoopbackSocket first = peer();
   LoopbackSocket second = peer();
@@ -58,7 +58,7 @@ TEST_F(Serving, HandsEachConnectionToTheGeneratorsConsumer) {
   EXPECT_EQ(generator.consumer(2).data(), "22");
 }
 
-TEST_F(Serving, TellsEveryEventOnceAndInOrder) {
+TEST_F(ServerTest, DeliversEveryEventOnceAndInOrder) {
   listen();
   LoopbackSocket remote = peer();
   remote.send("x");
@@ -69,7 +69,7 @@ TEST_F(Serving, TellsEveryEventOnceAndInOrder) {
                     "onChannelDown peer", "onConduitInactive"}));
 }
 
-TEST_F(Serving, ConnectionsKnowTheirNameAndAddresses) {
+TEST_F(ServerTest, ConnectionsKnowTheirNameAndAddresses) {
   std::string name;
   Address local(0);
   Address remote(0);
@@ -89,14 +89,14 @@ TEST_F(Serving, ConnectionsKnowTheirNameAndAddresses) {
   EXPECT_EQ(remote, connection.address());
 }
 
-TEST_F(Serving, RefusesWhatTheGeneratorHasNoConsumerFor) {
+TEST_F(ServerTest, RefusesWhatTheGeneratorHasNoConsumerFor) {
   generator.refuses = true;
   listen();
   EXPECT_TRUE(peer().waitForEnd());
   EXPECT_TRUE(peer().waitForEnd());
 }
 
-TEST_F(Serving, LogsAnExceptionOfTheGeneratorAndGoesOn) {
+TEST_F(ServerTest, LogsAnExceptionOfTheGeneratorAndGoesOn) {
   generator.act = [] { throw std::runtime_error("boom"); };
   listen();
   EXPECT_TRUE(peer().waitForEnd());
@@ -106,7 +106,7 @@ TEST_F(Serving, LogsAnExceptionOfTheGeneratorAndGoesOn) {
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, LogsAnExceptionOfOnNewSocketAndGoesOn) {
+TEST_F(ServerTest, LogsAnExceptionOfOnNewSocketAndGoesOn) {
   generator.prepare = [](Recorder& recorder) {
     recorder.socketAct = [](Socket& /*socket*/) { throw std::runtime_error("boom"); };
   };
@@ -119,7 +119,7 @@ TEST_F(Serving, LogsAnExceptionOfOnNewSocketAndGoesOn) {
   EXPECT_TRUE(generator.consumer(2).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, LogsAnExceptionOfRunAndGoesOn) {
+TEST_F(ServerTest, LogsAnExceptionOfRunAndGoesOn) {
   class ThrowsOnce final : public Server {
    public:
     using Server::Server;
@@ -139,7 +139,7 @@ TEST_F(Serving, LogsAnExceptionOfRunAndGoesOn) {
   EXPECT_TRUE(log.waitFor("Tovik: server: exception in a handler: boom"));
 }
 
-TEST_F(Serving, ListensOnlyOnceAtATime) {
+TEST_F(ServerTest, ListensOnlyOnceAtATime) {
   listen();
   const Address address = server->address();
   const Result again = server->startListening(loopback());
@@ -150,7 +150,7 @@ TEST_F(Serving, ListensOnlyOnceAtATime) {
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, FailsWithTheAddressWhereAnotherListens) {
+TEST_F(ServerTest, FailsWithTheAddressWhereAnotherListens) {
   const testing_support::LoopbackSocket other = testing_support::LoopbackSocket::listening();
   const Result result = server->startListening(other.address());
   EXPECT_FALSE(result);
@@ -159,7 +159,7 @@ TEST_F(Serving, FailsWithTheAddressWhereAnotherListens) {
   listen();
 }
 
-TEST_F(Serving, FailsWithTheAddressThatIsNotOurs) {
+TEST_F(ServerTest, FailsWithTheAddressThatIsNotOurs) {
   Address foreign(0);
   ASSERT_TRUE(foreign.set_host("192.0.2.1"));
   const Result result = server->startListening(foreign);
@@ -167,7 +167,7 @@ TEST_F(Serving, FailsWithTheAddressThatIsNotOurs) {
   EXPECT_EQ(result.message, "listen on 192.0.2.1:0: Cannot assign requested address");
 }
 
-TEST_F(Serving, FailsWithoutDescriptorsAndListensLater) {
+TEST_F(ServerTest, FailsWithoutDescriptorsAndListensLater) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   {
     const testing_support::NoMoreDescriptors none;
@@ -176,7 +176,7 @@ TEST_F(Serving, FailsWithoutDescriptorsAndListensLater) {
   listen();
 }
 
-TEST_F(Serving, ThatRunsOutOfDescriptorsLogsAndAcceptsWhenSomeAreFree) {
+TEST_F(ServerTest, LogsThatDescriptorsRanOutAndAcceptsWhenSomeAreFree) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   listen();
   LoopbackSocket remote = LoopbackSocket::unconnected();
@@ -189,7 +189,7 @@ TEST_F(Serving, ThatRunsOutOfDescriptorsLogsAndAcceptsWhenSomeAreFree) {
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, AcceptsOnTheWorkerAndOnNoThreadOfItsOwn) {
+TEST_F(ServerTest, AcceptsOnTheWorkerAndOnNoThreadOfItsOwn) {
   std::thread::id worker;
   std::thread::id asked;
   transport->call([&] { worker = std::this_thread::get_id(); });
@@ -210,7 +210,7 @@ class StartNoted final : public ThreadCallbacks {
 };
 
 // A connection that waited before its transport's first turn was served without it.
-TEST_F(Serving, AsksTheGeneratorAfterTheTransportHasBegun) {
+TEST_F(ServerTest, AsksTheGeneratorAfterTheTransportHasBegun) {
   const testing_support::PlacedTransport placed(dispatcher.get());
   StartNoted callbacks;
   std::unique_ptr<Transport> fresh;
@@ -231,7 +231,7 @@ TEST_F(Serving, AsksTheGeneratorAfterTheTransportHasBegun) {
   fresh.reset();
 }
 
-TEST_F(Serving, WaitsForAConnectionNoLongerThanTheLimit) {
+TEST_F(ServerTest, WaitsForAConnectionNoLongerThanTheLimit) {
   const HeldWorker held(*transport);
   listen();
   Socket connection;
@@ -253,7 +253,7 @@ TEST_F(Serving, WaitsForAConnectionNoLongerThanTheLimit) {
 std::atomic<bool> interrupted{false};
 
 // It gave up at any signal.
-TEST_F(Serving, GoesOnWaitingForAConnectionAfterASignal) {
+TEST_F(ServerTest, GoesOnWaitingForAConnectionAfterASignal) {
   const HeldWorker held(*transport);
   listen();
   struct sigaction action {};
@@ -276,7 +276,7 @@ TEST_F(Serving, GoesOnWaitingForAConnectionAfterASignal) {
   EXPECT_EQ(::sigaction(SIGUSR1, &before, nullptr), 0);
 }
 
-TEST_F(Serving, GivesAcceptedSocketsItsOptionsBeforeTheConsumerIsTold) {
+TEST_F(ServerTest, AppliesItsOptionsToAcceptedSocketsBeforeOnNewSocket) {
   SocketOptions options;
   options.send_buffer_bytes = 40'000;
   server = serverWith(*transport, true, nullptr, &options);
@@ -297,7 +297,7 @@ TEST_F(Serving, GivesAcceptedSocketsItsOptionsBeforeTheConsumerIsTold) {
   server.reset();
 }
 
-TEST_F(Serving, TellsItsCallbackOfTheListeningSocketOnTheCallingThread) {
+TEST_F(ServerTest, NotifiesItsCallbackOfTheListeningSocketOnTheCallingThread) {
   class Told final : public SocketCreationCallback {
    public:
     void onNewSocket(Socket& socket) override {
@@ -316,7 +316,7 @@ TEST_F(Serving, TellsItsCallbackOfTheListeningSocketOnTheCallingThread) {
   server.reset();
 }
 
-TEST_F(Serving, ListensOnASocketOfTheFactory) {
+TEST_F(ServerTest, ListensOnASocketOfTheFactory) {
   class OwnSockets final : public Factory {
    public:
     Result makeSocket(Protocol protocol, Socket& socket) override {
@@ -336,7 +336,7 @@ TEST_F(Serving, ListensOnASocketOfTheFactory) {
   }
 }
 
-TEST_F(Serving, KeepsItsNameAndPrintsAsAThread) {
+TEST_F(ServerTest, KeepsItsNameAndPrintsAsAThread) {
   EXPECT_EQ(server->name(), "server");
   std::ostringstream text;
   server->print(text);

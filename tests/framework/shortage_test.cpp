@@ -6,9 +6,9 @@
 #include <memory>
 #include <vector>
 
-#include "descriptor_limit.h"
 #include "placed_transport.h"
-#include "serving.h"
+#include "server_fixture.h"
+#include "support/descriptor_limit.h"
 
 namespace tovik {
 namespace {
@@ -18,7 +18,7 @@ using testing_support::LoopbackSocket;
 using testing_support::PlacedTransport;
 
 /// A server in a process without free descriptors: one connection waits, and each attempt to accept it is logged.
-class Shortage : public testing_support::Serving {
+class Shortage : public testing_support::ServerTest {
  protected:
   using Counts = std::vector<unsigned long long>;
 

@@ -40,7 +40,7 @@ TEST_F(Statistics, CountAConnectionAndItsBytesUntilThePeerEndsIt) {
   EXPECT_EQ(figures().open(), 0U);
 }
 
-TEST_F(Statistics, TellWhatThisSideEndedFromWhatFailed) {
+TEST_F(Statistics, DistinguishWhatThisSideEndedFromWhatFailed) {
   LoopbackSocket kept = peerWhenUp();
   consumer.channel()->bringDown();
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "connections.h"
-#include "serving.h"
+#include "server_fixture.h"
 #include "support/latch.h"
 
 namespace tovik {
@@ -72,7 +72,7 @@ class InsideEvent : public testing_support::Connections, public ::testing::WithP
 
 INSTANTIATE_TEST_SUITE_P(Each, InsideEvent, ::testing::ValuesIn(testing_support::allEvents()));
 
-TEST_P(InsideEvent, DeactivatingTellsTheRestBeforeItReturns) {
+TEST_P(InsideEvent, DeactivatingDeliversTheRemainingEventsBeforeItReturns) {
   Events told;
   actInEvent([&] {
     EXPECT_TRUE(transport->deactivateAllConduits(-1));
@@ -95,7 +95,7 @@ TEST_P(InsideEvent, DeactivatingEndsTheOtherConnectionsToo) {
   EXPECT_TRUE(othersTold);
 }
 
-TEST_P(InsideEvent, DestroyingTheTransportTellsTheRestBeforeItReturns) {
+TEST_P(InsideEvent, DestroyingTheTransportDeliversTheRemainingEventsBeforeItReturns) {
   Events told;
   actInEvent([&] {
     transport.reset();
@@ -144,7 +144,7 @@ TEST_P(InsideEvent, DestroyingTheTransportOnAnotherThreadWaitsForTheRest) {
   });
 }
 
-TEST_P(InsideEvent, AnotherConnectionMayBegin) {
+TEST_P(InsideEvent, AnotherConnectionMayBeStarted) {
   Recorder& next = another();
   consumer.when(GetParam(), [&] { EXPECT_TRUE(connect(*transport, next, listener.address())); });
   LoopbackSocket first = peer();
@@ -158,7 +158,7 @@ TEST_P(InsideEvent, AnotherConnectionMayBegin) {
 
 class Teardown : public testing_support::Connections {};
 
-TEST_F(Teardown, OfManyConnectionsTellsEachConsumer) {
+TEST_F(Teardown, OfManyConnectionsNotifiesEachConsumer) {
   std::deque<LoopbackSocket> remotes;
   for (int i = 0; i < 20; ++i) remotes.push_back(peerOf(another()));
   EXPECT_TRUE(transport->deactivateAllConduits(-1));
@@ -171,7 +171,7 @@ TEST_F(Teardown, OfNothingIsDoneAtOnce) {
   EXPECT_TRUE(transport->deactivateAllConduits(0) || transport->deactivateAllConduits(30'000));
 }
 
-TEST_F(Teardown, LeavesTheTransportFitForNewConnections) {
+TEST_F(Teardown, LeavesTheTransportUsable) {
   LoopbackSocket first = peerOf(another());
   EXPECT_TRUE(transport->deactivateAllConduits(-1));
   LoopbackSocket second = peerWhenUp();
@@ -179,7 +179,7 @@ TEST_F(Teardown, LeavesTheTransportFitForNewConnections) {
   EXPECT_TRUE(consumer.waitsForData(1));
 }
 
-TEST_F(Teardown, LeavesAloneWhatIsBegunWhileItTells) {
+TEST_F(Teardown, DoesNotAffectConnectionsStartedDuringItsEvents) {
   Recorder& successor = another();
   consumer.when("onConduitInactive", [&] { EXPECT_TRUE(connect(*transport, successor, listener.address())); });
   LoopbackSocket first = peerWhenUp();
@@ -189,7 +189,7 @@ TEST_F(Teardown, LeavesAloneWhatIsBegunWhileItTells) {
   EXPECT_TRUE(successor.waitsForData(1));
 }
 
-TEST_F(Teardown, LeavesConnectionsAloneThatSeveralStartInTheirLastEvent) {
+TEST_F(Teardown, DoesNotAffectConnectionsThatSeveralConsumersStartInTheirLastEvent) {
   constexpr unsigned long count = 5;
   std::deque<Recorder*> successors;
   std::deque<LoopbackSocket> firsts;
@@ -211,7 +211,7 @@ TEST_F(Teardown, LeavesConnectionsAloneThatSeveralStartInTheirLastEvent) {
   }
 }
 
-TEST_F(Teardown, OnTheWorkerLeavesTheConnectionAloneThatTheFirstOfSeveralStarts) {
+TEST_F(Teardown, OnTheWorkerDoesNotAffectTheConnectionThatTheFirstConsumerStarts) {
   Recorder& successor = another();
   consumer.when("onConduitInactive", [&] { EXPECT_TRUE(connect(*transport, successor, listener.address())); });
   LoopbackSocket first = peerWhenUp();
@@ -228,7 +228,7 @@ TEST_F(Teardown, OnTheWorkerLeavesTheConnectionAloneThatTheFirstOfSeveralStarts)
   EXPECT_EQ(successor.events().back(), "data");
 }
 
-TEST_F(Teardown, OfTheTransportTakesNothingNewWhileItTells) {
+TEST_F(Teardown, OfTheTransportRefusesNewConnectionsDuringItsEvents) {
   Recorder& successor = another();
   bool refused = false;
   consumer.when("onConduitInactive",
@@ -241,7 +241,7 @@ TEST_F(Teardown, OfTheTransportTakesNothingNewWhileItTells) {
   EXPECT_EQ(successor.events(), Events());
 }
 
-TEST_F(Teardown, ThatTheLimitCutsShortGoesOnLater) {
+TEST_F(Teardown, ContinuesAfterItsLimitHasPassed) {
   for (const int limit_ms : {0, 1}) {
     Recorder& up = another();
     Recorder& fresh = another();
@@ -267,13 +267,13 @@ TEST_F(Teardown, ThatTheLimitCutsShortGoesOnLater) {
   }
 }
 
-TEST_F(Teardown, WithinTheLimitIsDone) {
+TEST_F(Teardown, FinishesWithinItsLimit) {
   LoopbackSocket remote = peerWhenUp();
   EXPECT_TRUE(transport->deactivateAllConduits(30'000));
   EXPECT_TRUE(isWholeLife(consumer.events()));
 }
 
-TEST_F(Teardown, BySeveralThreadsAtOnceTellsOnce) {
+TEST_F(Teardown, BySeveralThreadsNotifiesOnce) {
   LoopbackSocket remote = peer();
   std::deque<std::thread> threads;
   for (int i = 0; i < 4; ++i)
@@ -285,7 +285,7 @@ TEST_F(Teardown, BySeveralThreadsAtOnceTellsOnce) {
   EXPECT_TRUE(isWholeLife(consumer.events()));
 }
 
-TEST_F(Teardown, AtAnyMomentOfAConnectionsLifeTellsItWhole) {
+TEST_F(Teardown, AtAnyMomentDeliversEveryEventOfTheConnection) {
   for (int round = 0; round < 100; ++round) {
     Recorder& passing = another();
     LoopbackSocket remote = peerOf(passing);

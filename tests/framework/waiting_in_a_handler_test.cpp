@@ -8,9 +8,9 @@
 #include <string>
 
 #include "placed_transport.h"
-#include "serving.h"
-#include "support/ends_in_time.h"
+#include "server_fixture.h"
 #include "support/rest.h"
+#include "support/watchdog.h"
 
 // One worker waits for another in a handler, in whatever way, and that one calls the first: neither waits forever.
 
@@ -26,7 +26,7 @@ using testing_support::othersComeToRest;
 using testing_support::PlacedTransport;
 using testing_support::ScopedDispatcher;
 
-class CrossingWaits : public testing_support::LeakCheckedTest {
+class MutualWait : public testing_support::LeakCheckedTest {
  protected:
   /// What the other worker does in its handler while the first one waits for it, or is just about to.
   void callBack() {
@@ -63,7 +63,7 @@ class CrossingWaits : public testing_support::LeakCheckedTest {
     });
   }
 
-  const testing_support::EndsInTime endsInTime;
+  const testing_support::Watchdog watchdog;
   testing_support::LogCapture log{30};
   Latch inside;
   Latch waiting;
@@ -74,12 +74,12 @@ class CrossingWaits : public testing_support::LeakCheckedTest {
 };
 
 // The wait for the generator served nobody.
-TEST_F(CrossingWaits, OfAServerThatStopsAndItsGenerator) { stopTheServer(-1); }
+TEST_F(MutualWait, EndsBetweenAStoppingServerAndItsGenerator) { stopTheServer(-1); }
 
 // The same, and so the limit passed.
-TEST_F(CrossingWaits, OfAServerThatStopsWithinALimitAndItsGenerator) { stopTheServer(5000); }
+TEST_F(MutualWait, EndsBetweenAServerThatStopsWithALimitAndItsGenerator) { stopTheServer(5000); }
 
-TEST_F(CrossingWaits, OfAServerThatStopsOutlastsTheGenerator) {
+TEST_F(MutualWait, OfAStoppingServerLastsUntilTheGeneratorReturns) {
   const ScopedDispatcher otherDispatcher("other");
   PlacedTransport other(otherDispatcher.get());
   Generator generator;
@@ -102,7 +102,7 @@ TEST_F(CrossingWaits, OfAServerThatStopsOutlastsTheGenerator) {
 }
 
 // The wait for the thread's end served nobody.
-TEST_F(CrossingWaits, OfADispatchersRemovalAndATaskOfItsWorker) {
+TEST_F(MutualWait, EndsBetweenARemovalAndATaskOfTheWorker) {
   ASSERT_TRUE(DispatchStore::inst().add("other", 1));
   WorkerThread& other = PlacedTransport(DispatchStore::inst().fetch("other")).worker();
   other.post([this] { callBack(); });
@@ -112,7 +112,7 @@ TEST_F(CrossingWaits, OfADispatchersRemovalAndATaskOfItsWorker) {
   });
 }
 
-TEST_F(CrossingWaits, OfADispatchersRemovalAfterATaskOfItsWorkerHasCalled) {
+TEST_F(MutualWait, EndsBetweenARemovalAndATaskThatHasAlreadyCalled) {
   ASSERT_TRUE(DispatchStore::inst().add("other", 1));
   WorkerThread& other = PlacedTransport(DispatchStore::inst().fetch("other")).worker();
   other.post([this] { callBack(); });
@@ -123,7 +123,7 @@ TEST_F(CrossingWaits, OfADispatchersRemovalAfterATaskOfItsWorkerHasCalled) {
   });
 }
 
-TEST_F(CrossingWaits, OfTwoTasksThatRemoveEachOthersDispatchers) {
+TEST_F(MutualWait, EndsBetweenTwoTasksThatRemoveEachOthersDispatchers) {
   const ScopedDispatcher changesTheStoreInTheEnd("last");
   Awaited<int> tasks;
   Awaited<int> done;
@@ -145,7 +145,7 @@ TEST_F(CrossingWaits, OfTwoTasksThatRemoveEachOthersDispatchers) {
 }
 
 // The wait for the connections' end served nobody, and so the limit passed.
-TEST_F(CrossingWaits, OfADeactivationWithinALimitAndAHandler) {
+TEST_F(MutualWait, EndsBetweenADeactivationWithALimitAndAHandler) {
   const ScopedDispatcher otherDispatcher("other");
   PlacedTransport other(otherDispatcher.get());
   other.worker().post([this] { callBack(); });
@@ -153,7 +153,7 @@ TEST_F(CrossingWaits, OfADeactivationWithinALimitAndAHandler) {
 }
 
 // This one has always been served.
-TEST_F(CrossingWaits, OfADeactivationWithoutALimitAndAHandler) {
+TEST_F(MutualWait, EndsBetweenADeactivationWithoutALimitAndAHandler) {
   const ScopedDispatcher otherDispatcher("other");
   PlacedTransport other(otherDispatcher.get());
   other.worker().post([this] { callBack(); });

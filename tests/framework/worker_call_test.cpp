@@ -37,7 +37,7 @@ TEST_F(WorkerCall, RunsAtOnceOnTheWorkerItself) {
   EXPECT_TRUE(nested);
 }
 
-// Each was waiting for the other, for ever.
+// Each waited for the other forever.
 TEST_F(WorkerCall, LetsTwoWorkersCallEachOtherAtTheSameTime) {
   Awaited<int> inside;
   const auto meetThenCall = [&](WorkerThread& callee) {

@@ -193,7 +193,7 @@ TEST_F(Worker, KeepsAScheduledHandlerAliveUntilItHasBeenCalled) {
   EXPECT_TRUE(life.expired());
 }
 
-TEST_F(Worker, HandsAnExceptionOfACallToTheCallerAndGoesOn) {
+TEST_F(Worker, RethrowsAnExceptionOfACallInTheCaller) {
   EXPECT_THROW(worker.call([] { throw std::runtime_error("boom"); }), std::runtime_error);
   bool inside = false;
   worker.call([&] {
@@ -251,7 +251,7 @@ TEST_F(Worker, LogsAnExceptionOfATimerAndFiresTheOthers) {
   EXPECT_THAT(log.texts(30), ElementsAre("Tovik: worker thread: exception in a handler: boom"));
 }
 
-TEST_F(Worker, TellsOfAWatchedDescriptor) {
+TEST_F(Worker, ReportsAWatchedDescriptor) {
   const auto [ready, descriptor] = watched();
   ::eventfd_write(descriptor->number(), 1);
   EXPECT_TRUE(ready->waits());

@@ -11,9 +11,9 @@
 
 #include "connections.h"
 #include "placed_transport.h"
-#include "support/ends_in_time.h"
 #include "support/latch.h"
 #include "support/rest.h"
+#include "support/watchdog.h"
 
 // A turn of a worker runs the calls that stand there at its start. However many threads call, its connections, timers
 // and tasks go on.
@@ -57,7 +57,7 @@ class FloodOfCalls : public testing_support::Connections {
 
   static constexpr int rounds = 10;
 
-  const testing_support::EndsInTime endsInTime;
+  const testing_support::Watchdog watchdog;
   PlacedTransport placed{dispatcher.get()};
   std::atomic<bool> over{false};
 
@@ -77,7 +77,7 @@ class FloodOfCalls : public testing_support::Connections {
 };
 
 // Calls ran until there was none, and with so many callers there always was one.
-TEST_F(FloodOfCalls, LeavesTasksTheirTurns) {
+TEST_F(FloodOfCalls, DoesNotStarveTasks) {
   const auto handler = std::make_shared<ActingHandler>();
   const auto arm = [&] { placed.worker().schedule(handler); };
   handler->act = [&] {
@@ -91,7 +91,7 @@ TEST_F(FloodOfCalls, LeavesTasksTheirTurns) {
 }
 
 // The same.
-TEST_F(FloodOfCalls, LeavesTimersTheirTime) {
+TEST_F(FloodOfCalls, DoesNotStarveTimers) {
   ActingHandler handler;
   const auto arm = [&] { placed.worker().timers().add(std::chrono::steady_clock::now(), handler); };
   handler.act = [&] {
@@ -104,7 +104,7 @@ TEST_F(FloodOfCalls, LeavesTimersTheirTime) {
 }
 
 // The same.
-TEST_F(FloodOfCalls, LeavesConnectionsTheirEvents) {
+TEST_F(FloodOfCalls, DoesNotStarveConnections) {
   int descriptor = -1;
   consumer.socketAct = [&](Socket& socket) { descriptor = socket.number(); };
   LoopbackSocket remote = peerOf(placed.transport, consumer);

@@ -6,7 +6,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "rig.h"
+#include "controller_fixture.h"
 
 namespace tovik::ftp {
 namespace {
@@ -53,7 +53,7 @@ TEST_F(Construction, KeepsWhatItWasGivenAndStartsIdle) {
   EXPECT_EQ(controller->fileName, "");
 }
 
-TEST_F(Construction, WarnsOfAnUnknownDispatcherAndTakesNumberZero) {
+TEST_F(Construction, WarnsOfAnUnknownDispatcherAndUsesNumberZero) {
   const ScopedDispatcher dispatcher("ftp");
   const auto controller = make("nobody");
   EXPECT_THAT(log.texts(), ElementsAre("Tovik: ftp control: unknown dispatcher nobody"));
@@ -98,14 +98,14 @@ class Callbacks : public ThreadCallbacks {
   testing_support::Awaited<std::vector<std::string>> lines_;
 };
 
-TEST_F(Construction, HandsItsThreadCallbacksOn) {
+TEST_F(Construction, PassesItsThreadCallbacksOn) {
   const ScopedDispatcher dispatcher("ftp");
   Callbacks callbacks;
   { const Controller controller(someConnection(), &client, "ftp", 0, &callbacks); }
   EXPECT_THAT(callbacks.lines(), ElementsAre("start on the worker", "stop on the worker"));
 }
 
-class Lifecycle : public Rig {
+class Lifecycle : public ControllerFixture {
  protected:
   Lifecycle() {
     loggedIn();
@@ -125,7 +125,7 @@ TEST_F(Lifecycle, StopsTwiceWithSuccess) {
 
 TEST_F(Lifecycle, KeepsItsCommandAndItsDataAcrossStop) {
   EXPECT_TRUE(controller->getFile("file", true));
-  receives("x");
+  dataArrives("x");
   EXPECT_TRUE(controller->stop());
   EXPECT_EQ(controller->command, cmd_e::retr);
   ASSERT_NE(controller->received, nullptr);
@@ -142,7 +142,7 @@ TEST_F(Lifecycle, SaysThatItIsNotRunningWithoutATransport) {
   EXPECT_EQ(stopped.message, "not running");
 }
 
-TEST_F(Lifecycle, LetsItsDataConnectorGoEvenWithoutATransport) {
+TEST_F(Lifecycle, DestroysItsDataConnectorEvenWithoutATransport) {
   controller->dataConnector = new DataConnector(*controller);
   Transport* const transport = std::exchange(controller->transport, nullptr);
   EXPECT_EQ(controller->stop().message, "not running");
@@ -152,13 +152,13 @@ TEST_F(Lifecycle, LetsItsDataConnectorGoEvenWithoutATransport) {
 
 TEST_F(Lifecycle, LeavesAFileThatItStillHoldsToWhoeverTookIt) {
   EXPECT_TRUE(controller->getFile("file", true));
-  receives("x");
+  dataArrives("x");
   const std::unique_ptr<std::string> held(controller->received);
   controller.reset();
   EXPECT_EQ(*held, "x");
 }
 
-TEST_F(Lifecycle, TellsTheClientWhenTheLoginHasSucceeded) {
+TEST_F(Lifecycle, NotifiesTheClientOfASuccessfulLogin) {
   controller->onControlUp();
   EXPECT_THAT(client.lines(), ElementsAre("onConnected"));
   EXPECT_EQ(controller->command, cmd_e::none);
@@ -226,7 +226,7 @@ TEST_F(Lifecycle, LogsOutWithQuit) {
 
 TEST_F(Lifecycle, RefusesEverythingAfterLogout) {
   EXPECT_TRUE(controller->sendLogout());
-  hears("221 Bye");
+  serverSends("221 Bye");
   const Result refused = controller->getPwd();
   EXPECT_FALSE(refused);
   EXPECT_EQ(refused.message, "quit still active");

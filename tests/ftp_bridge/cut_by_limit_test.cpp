@@ -1,6 +1,6 @@
 #include <string>
 
-#include "session.h"
+#include "session_fixture.h"
 
 namespace tovik::ftp {
 namespace {

@@ -7,10 +7,10 @@
 
 #include "recording_client.h"
 #include "scripted_server.h"
-#include "support/ends_in_time.h"
 #include "support/leak_check.h"
 #include "support/log_capture.h"
 #include "support/scoped_dispatcher.h"
+#include "support/watchdog.h"
 
 namespace tovik::ftp {
 namespace {
@@ -20,9 +20,9 @@ using testing_support::LoopbackSocket;
 using testing_support::ScopedDispatcher;
 
 // It could be given a worker that was ending, or had been destroyed.
-TEST(LeavingDispatcher, GivesASessionAWorkerThatServesItOrNone) {
+TEST(DispatcherBeingRemoved, GivesASessionAWorkingWorkerOrNone) {
   constexpr int count = 200;
-  const testing_support::EndsInTime endsInTime;
+  const testing_support::Watchdog watchdog;
   const LeakCheck leakCheck;
   const testing_support::LogCapture nothingLogged(1000);
   const auto listener = LoopbackSocket::listening();

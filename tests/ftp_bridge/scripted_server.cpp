@@ -77,10 +77,8 @@ ScriptedServer& ScriptedServer::reply(const std::string& text) {
   });
 }
 
-ScriptedServer& ScriptedServer::replyInSegments(const std::vector<std::string>& segments) {
-  return add("reply in segments", [this, segments] {
-    for (const auto& segment : segments) control_.send(segment);
-  });
+ScriptedServer& ScriptedServer::replyRaw(const std::string& bytes) {
+  return add("reply", [this, bytes] { control_.send(bytes); });
 }
 
 ScriptedServer& ScriptedServer::expectClose() {
@@ -129,13 +127,6 @@ ScriptedServer& ScriptedServer::closeData() {
     openData();
     note("data closed");
     data_.close();
-  });
-}
-
-ScriptedServer& ScriptedServer::resetData() {
-  return add("reset the data connection", [this] {
-    openData();
-    data_.reset();
   });
 }
 

@@ -13,10 +13,10 @@
 
 namespace tovik::ftp {
 
-/// An FTP server on the loopback interface that says and does what its script says, and nothing else. The script is
+/// An FTP server on the loopback interface that plays a script, and nothing else. The script is
 /// written by calling the verbs in order; each is played as soon as it is written and those before it are done.
 ///
-/// Errors: a step that goes otherwise than written ends the play, and every connection with it; played() tells.
+/// Errors: a step that goes otherwise than written ends the play, and every connection with it; played() reports it.
 class ScriptedServer {
  public:
   using Socket = testing_support::LoopbackSocket;
@@ -30,11 +30,11 @@ class ScriptedServer {
   Address address() const { return address_; }
 
   // The control connection.
-  ScriptedServer& accept();                            // an earlier one that is open stays so, unheeded
+  ScriptedServer& accept();                            // an earlier one stays open and is ignored
   ScriptedServer& expect(const std::string& command);  // exactly this, and the line end
   ScriptedServer& expectPort();                        // PORT, with an address that data connections go to from now on
   ScriptedServer& reply(const std::string& text);      // the line end is added
-  ScriptedServer& replyInSegments(const std::vector<std::string>& segments);  // as they stand
+  ScriptedServer& replyRaw(const std::string& bytes);  // without an added line end
   ScriptedServer& expectClose();
   ScriptedServer& close();
   ScriptedServer& reset();
@@ -44,7 +44,6 @@ class ScriptedServer {
   ScriptedServer& data(const std::string& bytes);
   ScriptedServer& expectDataClose();
   ScriptedServer& closeData();
-  ScriptedServer& resetData();
 
   // Several at once.
   ScriptedServer& login();  // accept, greeting, USER me, PASS secret

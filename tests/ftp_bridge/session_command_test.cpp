@@ -1,6 +1,6 @@
 #include <string>
 
-#include "session.h"
+#include "session_fixture.h"
 
 namespace tovik::ftp {
 namespace {
@@ -18,7 +18,7 @@ class CommandSession : public Session {
     onceLoggedIn([&] { EXPECT_TRUE(controller->getPwd()); });
   }
 
-  /// After a 421 or the like: told once, and busy with the command that was in progress.
+  /// After a 421 or the like: reported once, and busy with the command that was in progress.
   void endsDuring(const std::string& command) {
     ASSERT_TRUE(client.waits("onDisconnected"));
     EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onDisconnected"));

@@ -1,6 +1,6 @@
 #include <string>
 
-#include "session.h"
+#include "session_fixture.h"
 
 namespace tovik::ftp {
 namespace {
@@ -37,7 +37,7 @@ TEST_F(LoginSession, LogsEveryStepInItsOrder) {
   EXPECT_THAT(log.texts(30), IsEmpty());
 }
 
-TEST_F(LoginSession, TakesACommandBeforeItHasSucceededAndIsThenMixedUp) {
+TEST_F(LoginSession, TakesACommandBeforeItHasSucceededAndThenFails) {
   server.accept().reply("220 Ready").expect("USER me");
   start();
   ASSERT_TRUE(server.played());
@@ -62,13 +62,13 @@ TEST_F(LoginSession, EndsOnServiceClosing) {
   EXPECT_THAT(log.texts(), Contains("Tovik: protocol interpreter channel down local"));
 }
 
-TEST_F(LoginSession, GoesOutFromTheLocalAddress) {
+TEST_F(LoginSession, ConnectsFromTheLocalAddress) {
   server.login();
   succeeds();
   EXPECT_THAT(server.controlPeer(), ::testing::StartsWith("127.0.0.2:"));
 }
 
-TEST_F(LoginSession, IsBegunOnASecondConnectionByASecondStart) {
+TEST_F(LoginSession, StartsOnASecondConnectionWithASecondStart) {
   server.login();
   start();
   ASSERT_TRUE(client.waits("onConnected"));
@@ -78,7 +78,7 @@ TEST_F(LoginSession, IsBegunOnASecondConnectionByASecondStart) {
   EXPECT_EQ(log.count(channelUp), 2);
 }
 
-TEST_F(LoginSession, IsBegunAgainByAStartAfterADisconnection) {
+TEST_F(LoginSession, StartsAgainAfterADisconnection) {
   server.login().close();
   start();
   ASSERT_TRUE(client.waits("onDisconnected"));

@@ -2,7 +2,7 @@
 #include <utility>
 #include <vector>
 
-#include "session.h"
+#include "session_fixture.h"
 
 namespace tovik::ftp {
 namespace {

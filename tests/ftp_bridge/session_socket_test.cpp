@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string>
 
-#include "session.h"
+#include "session_fixture.h"
 
 namespace tovik::ftp {
 namespace {

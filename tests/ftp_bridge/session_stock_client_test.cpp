@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "session.h"
+#include "session_fixture.h"
 
 namespace tovik::ftp {
 namespace {

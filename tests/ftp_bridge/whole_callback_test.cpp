@@ -3,10 +3,10 @@
 #include <atomic>
 #include <memory>
 
-#include "session.h"
-#include "support/ends_in_time.h"
+#include "session_fixture.h"
 #include "support/latch.h"
 #include "support/rest.h"
+#include "support/watchdog.h"
 
 // A callback that stops another worker's session waits for that worker. Meanwhile nothing else of its own session runs.
 
@@ -42,7 +42,7 @@ class WaitingCallback : public Session {
     inside = false;
   }
 
-  const testing_support::EndsInTime endsInTime;
+  const testing_support::Watchdog watchdog;
   Latch waiting;
   Latch acting;
   std::atomic<bool> inside{false};
@@ -68,8 +68,8 @@ TEST_F(WaitingCallback, HasReturnedWhenItsSessionIsDestroyedOnAnotherThread) {
   server.expectClose();
 }
 
-// The end was told inside of the callback that waited.
-TEST_F(WaitingCallback, IsFollowedByTheEndThatAnotherThreadAskedFor) {
+// The end was reported inside the callback that waited.
+TEST_F(WaitingCallback, IsFollowedByTheEndThatAnotherThreadRequested) {
   server.login();
   long endsInside = -1;
   onceLoggedIn([&] {

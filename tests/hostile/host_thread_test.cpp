@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "hostile_session.h"
-#include "support/ends_in_time.h"
+#include "support/watchdog.h"
 
 namespace tovik::ftp {
 namespace {
@@ -23,10 +23,10 @@ class HostThread : public HostileSession {
   }
   /// Gives a command as soon as it is taken.
   void commands(const std::function<Result()>& command) {
-    EXPECT_TRUE(comesAbout([&] { return static_cast<bool>(command()); }));
+    EXPECT_TRUE(testing_support::eventually([&] { return static_cast<bool>(command()); }));
   }
 
-  const testing_support::EndsInTime endsInTime;
+  const testing_support::Watchdog watchdog;
   std::atomic<bool> over{false};
 };
 

@@ -15,7 +15,7 @@
 
 namespace testing_support {
 
-/// An FTP server that does what a test tells it to, hostile and broken things too. One client at a time, a thread
+/// An FTP server that follows the instructions of a test, hostile and broken things too. One client at a time, a thread
 /// for each where more are wanted.
 /// Without instructions it lets anybody in, lists `listing` and serves `files`.
 class LittleServer {
@@ -32,7 +32,7 @@ class LittleServer {
     void closeData() { data_.close(); }
     /// Until the client has closed its data connection.
     void waitForDataEnd() const;
-    /// Until the server is told to stop.
+    /// Until the server is asked to stop.
     void waitForStop() const;
     /// Ends the control connection.
     void hangUp() { control_.close(); }

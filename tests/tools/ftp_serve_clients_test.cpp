@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <tovik/dispatch_store.h>
 #include <tovik/ftp_bridge/ftp_bridge.h>
 
 #include <csignal>
@@ -7,6 +6,7 @@
 
 #include "support/control_connection.h"
 #include "support/program.h"
+#include "support/scoped_dispatcher.h"
 #include "support/serving.h"
 #include "support/waiting.h"
 
@@ -107,21 +107,18 @@ INSTANTIATE_TEST_SUITE_P(InBothModes, FtpServeController, testing::Bool(),
 
 TEST_P(FtpServeController, GathersADirectory) {
   std::filesystem::remove_all(root.path() / "data");
-  ASSERT_TRUE(tovik::DispatchStore::inst().add("gatherer", 1));
+  const ScopedDispatcher dispatcher("gatherer");
   tovik::ftp::connection_data_t connection;
   connection.server = server->address();
   ASSERT_TRUE(connection.local.set_host("127.0.0.1"));
   connection.user = "me";
   connection.password = "secret";
   Gatherer gatherer(GetParam());
-  {
-    tovik::ftp::Controller controller(connection, &gatherer, "gatherer", 0, nullptr);
-    gatherer.setController(&controller);
-    ASSERT_TRUE(controller.start());
-    const std::map<std::string, std::string> expected{{"empty", ""}, {"hello.txt", "hello\n"}};
-    EXPECT_EQ(gatherer.wait(), expected);
-  }
-  EXPECT_TRUE(tovik::DispatchStore::inst().remove("gatherer"));
+  tovik::ftp::Controller controller(connection, &gatherer, dispatcher.name(), 0, nullptr);
+  gatherer.setController(&controller);
+  ASSERT_TRUE(controller.start());
+  const std::map<std::string, std::string> expected{{"empty", ""}, {"hello.txt", "hello\n"}};
+  EXPECT_EQ(gatherer.wait(), expected);
 }
 
 class FtpServeProgram : public testing::Test {

@@ -17,6 +17,7 @@
 #include "support/log_capture.h"
 #include "support/loopback_socket.h"
 #include "support/scoped_dispatcher.h"
+#include "transport_on.h"
 
 namespace testing_support {
 
@@ -49,7 +50,7 @@ class Generator final : public tovik::ConsumerGenerator {
   Awaited<std::vector<Recorder*>> given_;
 };
 
-class Serving : public LeakCheckedTest {
+class ServerTest : public LeakCheckedTest {
  protected:
   std::unique_ptr<tovik::Server> serverWith(tovik::Transport& through, bool keepAlive = false,
                                             tovik::SocketCreationCallback* callback = nullptr,
@@ -63,9 +64,7 @@ class Serving : public LeakCheckedTest {
   LogCapture log{30};
   ScopedDispatcher dispatcher{"d"};
   Generator generator;
-  std::unique_ptr<tovik::Transport> transport =
-      std::make_unique<tovik::Transport>(dispatcher.get(), tovik::Traits(), nullptr, nullptr,
-                                         std::tr1::function<void(tovik::WorkerThread*)>(), "transport");
+  std::unique_ptr<tovik::Transport> transport = transportOn(dispatcher.get());
   std::unique_ptr<tovik::Server> server = serverWith(*transport);
 };
 

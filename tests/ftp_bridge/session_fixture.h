@@ -41,7 +41,7 @@ class Session : public ::testing::Test {
   void freeWhatAFailedTransferLeft() {
     if (controller != nullptr) onWorker([this] { delete std::exchange(controller->received, nullptr); });
   }
-  /// At any moment: what it leaves may still arrive until it tells of the end of the control connection.
+  /// At any moment: what it leaves may still arrive until it reports the end of the control connection.
   void destroyController() {
     freeWhatAFailedTransferLeft();
     client.whenever("onDisconnected", [going = controller.get()] { delete std::exchange(going->received, nullptr); });
