@@ -1,6 +1,5 @@
 #pragma once
 
-#include <tovik/dispatch_store.h>
 #include <tovik/worker_thread.h>
 
 #include <chrono>
@@ -9,6 +8,7 @@
 #include <thread>
 
 #include "fuzzer.h"
+#include "support/scoped_dispatcher.h"
 
 namespace fuzz {
 
@@ -16,11 +16,6 @@ namespace fuzz {
 /// process ends, since starting a thread for each run would take longer than the run.
 class Dispatcher {
  public:
-  Dispatcher() { require(bool{tovik::DispatchStore::inst().add("fuzz", 1)}, "the dispatcher can be added"); }
-  Dispatcher(const Dispatcher&) = delete;
-  Dispatcher& operator=(const Dispatcher&) = delete;
-  ~Dispatcher() { require(bool{tovik::DispatchStore::inst().remove("fuzz")}, "the dispatcher can be removed"); }
-
   bool isWorker() const { return worker().isCurrent(); }
 
   /// Returns when the worker has handled everything that was ready, and what followed from it in the next few turns.
@@ -45,7 +40,7 @@ class Dispatcher {
   static constexpr int turns = 4;
   static constexpr std::chrono::seconds timeLimit{20};
 
-  tovik::WorkerThread& worker() const { return *tovik::DispatchStore::inst().fetch("fuzz")->workers_.front(); }
+  tovik::WorkerThread& worker() const { return *dispatcher_.get()->workers_.front(); }
 
   // A task that is posted by a posted task runs in the next turn, after the descriptors of that turn.
   void passTurns(int left, const std::shared_ptr<std::promise<void>>& settled) const {
@@ -54,6 +49,8 @@ class Dispatcher {
       passTurns(left - 1, settled);
     });
   }
+
+  const testing_support::ScopedDispatcher dispatcher_{"fuzz"};
 };
 
 }  // namespace fuzz

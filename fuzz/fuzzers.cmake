@@ -6,7 +6,7 @@ function(add_fuzzer_program program fuzzer)
   add_executable(${program} ${PROJECT_SOURCE_DIR}/fuzz/${fuzzer}.cpp ${ARGN})
   # Fuzzers set and read private state.
   target_compile_options(${program} PRIVATE -fno-access-control)
-  target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR}/utils/tovik/source)
+  target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/utils/tovik/source)
   target_link_libraries(${program} PRIVATE tovik::ftp_bridge tovik_warnings)
   if(fuzzer STREQUAL session)
     target_link_options(${program} PRIVATE -Wl,--wrap=connect)

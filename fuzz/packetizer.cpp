@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "fake_channel.h"
 #include "feeding.h"
 #include "fuzzer.h"
+#include "support/fake_channel.h"
 
 // Lines of a byte stream. The input: the maximum length of a line, the number of lines after which the handler brings
 // the channel down, the number of pieces, the size of each, and the stream.
@@ -47,7 +47,7 @@ struct Rules {
 };
 
 Outcome aggregate(const std::vector<std::string>& pieces, const Rules& rules) {
-  fuzz::FakeChannel channel(rules.limit);
+  testing_support::FakeChannel channel(rules.limit);
   Collector collector(channel, rules.wanted);
   tovik::TelnetPacketizer packetizer;
   tovik::BufferedAggregator aggregator(&channel, &collector, &packetizer);

@@ -5,9 +5,10 @@
 #include <utility>
 
 #include "dispatcher.h"
-#include "fake_channel.h"
 #include "feeding.h"
 #include "fuzzer.h"
+#include "support/fake_channel.h"
+#include "support/null_client.h"
 
 // Bytes from the server on the control connection, with the session in any state. The input: the session's state, the
 // size of the first piece, and the bytes. There is no network: the control channel is a fake, and the local address
@@ -56,30 +57,16 @@ int codeOf(const std::string& line) {
 int number(const code_t& code) { return code.first * 100 + code.second * 10 + code.third; }
 
 /// A client that starts the next command in each callback that ends one.
-class Host : public tovik::ftp::FTPclient {
+class Host : public testing_support::NullClient {
  public:
   Controller* controller = nullptr;
   unsigned next = 0;
   int calls = 0;
 
-  void onConnected() override { startNext(); }
   void onDisconnected() override { fuzz::require(false, "onDisconnected is not called without a connection"); }
-  void onPwd(const std::string& /*directory*/) override { startNext(); }
-  void onPwdFailed(const std::string& /*text*/) override { startNext(); }
-  void onCwd(const std::string& /*text*/) override { startNext(); }
-  void onCwdFailed(const std::string& /*text*/) override { startNext(); }
-  void onCdup(const std::string& /*text*/) override { startNext(); }
-  void onCdupFailed(const std::string& /*text*/) override { startNext(); }
-  void onNlst(const std::vector<std::string>& /*names*/, const std::string& /*text*/) override { startNext(); }
-  void onNlstFailed(const std::string& /*text*/) override { startNext(); }
-  void onRetrieve(const std::string& /*fileName*/, const std::string& /*text*/, std::string* content) override {
-    delete content;
-    startNext();
-  }
-  void onRetrieveFailed(const std::string& /*fileName*/, const std::string& /*text*/) override { startNext(); }
 
  private:
-  void startNext() {
+  void onOther(const char* /*callback*/, const std::string& /*text*/) override {
     ++calls;
     fuzz::require(controller->interpreter.pending == pending_e::none, "no reply is pending in a callback");
     fuzz::require(controller->interpreter.replyState == 0, "callbacks come only after a complete reply");
@@ -192,7 +179,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   host.next = flags >> 3U;
   await(controller, pending, flags);
 
-  fuzz::FakeChannel channel(tovik::Traits().max_unit_bytes);
+  testing_support::FakeChannel channel(tovik::Traits().max_unit_bytes);
   controller.interpreter.onChannelUp(&channel);
   CheckingHandler handler(controller.interpreter, host);
   tovik::BufferedAggregator aggregator(&channel, &handler, &controller.interpreter);

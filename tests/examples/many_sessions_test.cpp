@@ -1,12 +1,11 @@
 #include <gmock/gmock.h>
-#include <poll.h>
 
 #include <deque>
 #include <sstream>
 
+#include "support/loopback_socket.h"
 #include "support/program.h"
 #include "support/serving.h"
-#include "support/sockets.h"
 
 namespace testing_support {
 namespace {
@@ -29,11 +28,6 @@ class ManySessions : public ServingTest {
     for (std::string line; std::getline(stream, line);) lines.push_back(line);
     return lines;
   }
-
-  static bool hasCaller(const tovik::Descriptor& listener) {
-    pollfd waiting{listener.number(), POLLIN, 0};
-    return ::poll(&waiting, 1, 0) > 0;
-  }
 };
 
 TEST_F(ManySessions, FetchesEachFileInASessionOfItsOwn) {
@@ -52,13 +46,13 @@ TEST_F(ManySessions, GetsThroughManyMoreFilesThanItMayHaveInFlight) {
 }
 
 TEST_F(ManySessions, KeepsNoMoreInFlightThanItMay) {
-  const tovik::Descriptor listener = listenOn();
-  Program program(command(portOf(listener), "2", Program::Arguments(6, "any")));
-  std::deque<tovik::Descriptor> open;
+  const LoopbackSocket listener = LoopbackSocket::listening();
+  Program program(command(listener.port(), "2", Program::Arguments(6, "any")));
+  std::deque<LoopbackSocket> open;
   for (int accepted = 0; accepted < 6; ++accepted) {
-    open.push_back(acceptFrom(listener));
+    open.push_back(listener.accept());
     if (open.size() < 2) continue;
-    EXPECT_FALSE(hasCaller(listener));
+    EXPECT_TRUE(listener.isQuiet());
     open.pop_front();
   }
   open.clear();
@@ -75,7 +69,7 @@ TEST_F(ManySessions, TellsWhichFileIsMissingAndFetchesTheOthers) {
 }
 
 TEST_F(ManySessions, TellsThatNobodyListens) {
-  const unsigned short port = portOf(listenOn());
+  const unsigned short port = refusingAddress().port();
   const Finished finished = finish(command(port, "2", {"a", "b", "c"}));
   EXPECT_EQ(finished.exitCode, 1);
   EXPECT_THAT(linesOf(finished.errors), Contains(HasSubstr("127.0.0.1:" + std::to_string(port))).Times(3));

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "fake_channel.h"
+#include "support/fake_channel.h"
 #include "support/log_capture.h"
 
 namespace tovik {
@@ -65,12 +65,12 @@ class Aggregation : public ::testing::Test {
   BufferedAggregator aggregator{&channel, &handler, &packetizer};
 };
 
-TEST_F(Aggregation, HandsOnEachOfManyUnitsInOneBuffer) {
+TEST_F(Aggregation, DeliversEachUnitOfOneBuffer) {
   give("a\r\nbb\r\n\r\nccc\r\n");
   EXPECT_THAT(handler.units, ElementsAre("a\r\n", "bb\r\n", "\r\n", "ccc\r\n"));
 }
 
-TEST_F(Aggregation, TellsTheChannelAndTheMulticast) {
+TEST_F(Aggregation, PassesTheChannelAndTheMulticast) {
   std::string unit = "a\r\n";
   Buffer buffer(unit.data(), unit.size());
   auto* const multicast = reinterpret_cast<Multicast*>(&unit);
@@ -120,7 +120,7 @@ TEST_F(Aggregation, LetsAUnitOfExactlyTheLimitPass) {
   give("12345");
   give("678\r\na\r\n");
   EXPECT_THAT(handler.units, ElementsAre("12345678\r\n", "12345678\r\n", "12345678\r\n", "a\r\n"));
-  EXPECT_FALSE(channel.isDown);
+  EXPECT_TRUE(channel.delivers());
 }
 
 /// What is given, piece by piece, holds one whole unit and then one that is too long.
@@ -129,7 +129,7 @@ class OverlongUnit : public Aggregation, public ::testing::WithParamInterface<Un
 TEST_P(OverlongUnit, IsLoggedAndBringsTheChannelDown) {
   for (const std::string& piece : GetParam())
     if (channel.delivers()) give(piece);
-  EXPECT_TRUE(channel.isDown);
+  EXPECT_FALSE(channel.delivers());
   EXPECT_THAT(handler.units, ElementsAre("a\r\n"));
   ASSERT_EQ(log.entries().size(), 1U);
   EXPECT_EQ(log.entries()[0].level, 30);
@@ -143,19 +143,19 @@ INSTANTIATE_TEST_SUITE_P(Pieces, OverlongUnit,
                                            Units{"a\r\n", "123456789012345678901234567890"},
                                            Units{"a\r\n", "1234567890", "\r\n"}));
 
-TEST_F(Aggregation, CountsALongUnitEachForItself) {
+TEST_F(Aggregation, AppliesTheLimitToEachUnit) {
   for (int i = 0; i < 10; ++i) give("1234\r\n56");
-  EXPECT_FALSE(channel.isDown);
+  EXPECT_TRUE(channel.delivers());
   EXPECT_EQ(handler.units.size(), 10U);
 }
 
-TEST_F(Aggregation, HandsNothingOnAfterTheHandlerBroughtTheChannelDown) {
+TEST_F(Aggregation, DeliversNothingAfterTheHandlerBroughtTheChannelDown) {
   handler.act = [this] { channel.bringDown(); };
   give("a\r\nb\r\nc");
   EXPECT_THAT(handler.units, ElementsAre("a\r\n"));
 }
 
-TEST_F(Aggregation, HandsNothingOnAfterTheHandlerOfASplitUnitBroughtTheChannelDown) {
+TEST_F(Aggregation, DeliversNothingAfterTheHandlerOfASplitUnitBroughtTheChannelDown) {
   give("a");
   handler.act = [this] { channel.bringDown(); };
   give("\r\nb\r\n");
@@ -174,7 +174,7 @@ TEST_F(Aggregation, SearchesALineThatArrivesByteByByteNoMoreThanTwice) {
   EXPECT_LE(packetizer.shown, 2 * line.size());
 }
 
-TEST_F(Aggregation, HandsLinesOnFromWhereTheyWereReceived) {
+TEST_F(Aggregation, DeliversLinesWithoutCopyingThem) {
   std::string lines = "a\r\nb\r\n";
   std::vector<const char*> places;
   class PlaceKeeper final : public CharHandler {
@@ -193,7 +193,7 @@ TEST_F(Aggregation, HandsLinesOnFromWhereTheyWereReceived) {
   EXPECT_THAT(places, ElementsAre(lines.data(), lines.data() + 3));
 }
 
-TEST_F(Aggregation, WithoutAChannelHandsOnAllTheSame) {
+TEST_F(Aggregation, WithoutAChannelDeliversEveryUnit) {
   BufferedAggregator alone(nullptr, &handler, &packetizer);
   std::string text = "a\r\nb\r\nc";
   Buffer buffer(text.data(), text.size());
@@ -201,7 +201,7 @@ TEST_F(Aggregation, WithoutAChannelHandsOnAllTheSame) {
   EXPECT_THAT(handler.units, ElementsAre("a\r\n", "b\r\n"));
 }
 
-TEST_F(Aggregation, WithoutAChannelHoldsTheUsualLimitAndGoesOnBehindALongUnit) {
+TEST_F(Aggregation, WithoutAChannelEnforcesTheDefaultLimitAndContinuesBehindALongUnit) {
   BufferedAggregator alone(nullptr, &handler, &packetizer);
   std::string tooLong(1024UL * 1024UL + 1, 'x');
   Buffer buffer(tooLong.data(), tooLong.size());
@@ -213,7 +213,7 @@ TEST_F(Aggregation, WithoutAChannelHoldsTheUsualLimitAndGoesOnBehindALongUnit) {
   EXPECT_THAT(handler.units, ElementsAre("a\r\n"));
 }
 
-TEST_F(Aggregation, OfTheSimpleKindHandsOnEveryBufferAsItComes) {
+TEST_F(Aggregation, OfTheSimpleKindDeliversEveryBufferAsItComes) {
   SimpleAggregator simple(&channel, &handler);
   std::string text("a\0\r", 3);
   Buffer buffer(text.data(), text.size());

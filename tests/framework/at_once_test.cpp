@@ -9,8 +9,8 @@
 #include <thread>
 
 #include "connections.h"
-#include "latch.h"
 #include "placed_transport.h"
+#include "support/latch.h"
 
 // Several threads change the same objects at once. These tests are most of all for ThreadSanitizer.
 
@@ -18,13 +18,13 @@ namespace tovik {
 namespace {
 
 using testing_support::Awaited;
-using testing_support::Dispatcher;
 using testing_support::isWholeLife;
 using testing_support::Latch;
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 using testing_support::Recorder;
+using testing_support::ScopedDispatcher;
 
-class AtOnce : public testing_support::Connections {
+class ConcurrentUse : public testing_support::Connections {
  protected:
   static constexpr int rounds = 200;
   /// Runs an act over and over on a thread of its own while another act runs here.
@@ -38,16 +38,17 @@ class AtOnce : public testing_support::Connections {
     other.join();
   }
 
-  testing_support::RawListener patient{10 * rounds};  // its queue has room for every connection of a test
+  LoopbackSocket patient = LoopbackSocket::listening(testing_support::loopback(),
+                                                     10 * rounds);  // its queue has room for every connection of a test
 };
 
-TEST_F(AtOnce, DispatchersMayComeAndGoBesideTransportsOfAnother) {
-  const auto change = [] { const Dispatcher passing("passing", 2); };
+TEST_F(ConcurrentUse, AddsAndRemovesDispatchersWhileAnotherHasTransports) {
+  const auto change = [] { const ScopedDispatcher passing("passing", 2); };
   beside(change, [this] {
     for (int round = 0; round < rounds; ++round) {
       Recorder& own = another();
       const auto brief = transportWith();
-      RawConnection remote = peerOf(*brief, own);
+      LoopbackSocket remote = peerOf(*brief, own);
       remote.send("x");
       EXPECT_TRUE(own.waitsForData(1));
     }
@@ -55,7 +56,7 @@ TEST_F(AtOnce, DispatchersMayComeAndGoBesideTransportsOfAnother) {
   for (const Recorder& recorder : others) EXPECT_TRUE(isWholeLife(recorder.events()));
 }
 
-TEST_F(AtOnce, ADispatcherMayBeRemovedBesideTransportsOfItThatGo) {
+TEST_F(ConcurrentUse, RemovesADispatcherWhileItsTransportsAreDestroyed) {
   DispatchStore& store = DispatchStore::inst();
   for (int round = 0; round < rounds; ++round) {
     ASSERT_TRUE(store.add("leaving", 2));
@@ -67,10 +68,10 @@ TEST_F(AtOnce, ADispatcherMayBeRemovedBesideTransportsOfItThatGo) {
     transports.clear();
     remover.join();
   }
-  const Dispatcher last("last");  // the next change of the store destroys the removed ones
+  const ScopedDispatcher last("last");  // the next change of the store destroys the removed ones
 }
 
-TEST_F(AtOnce, TwoThreadsMayConnectBesideOneThatEndsAllConnections) {
+TEST_F(ConcurrentUse, ConnectsOnTwoThreadsWhileAnotherEndsAllConnections) {
   std::deque<Recorder> recorders(2 * rounds);
   const auto connectAll = [&](unsigned long first) {
     for (unsigned long i = first; i < recorders.size(); i += 2)
@@ -121,7 +122,7 @@ class Shared final : public Consumer, public CharHandler {
   Awaited<int>& destroyed_;
 };
 
-TEST_F(AtOnce, TwoThreadsMayConnectOneConsumerBesideOneThatRetiresIt) {
+TEST_F(ConcurrentUse, ConnectsOneConsumerOnTwoThreadsWhileAnotherRetiresIt) {
   Awaited<int> destroyed;
   for (int round = 1; round <= rounds; ++round) {
     auto* const shared = new Shared(2, destroyed);

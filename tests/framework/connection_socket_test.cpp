@@ -13,8 +13,8 @@ namespace tovik {
 namespace {
 
 using ::testing::IsEmpty;
+using testing_support::LoopbackSocket;
 using testing_support::optionOf;
-using testing_support::RawConnection;
 
 struct SocketState {
   int noDelay = -1;
@@ -40,7 +40,7 @@ class ConnectionSocket : public testing_support::Connections {
   SocketState state;
 };
 
-TEST_F(ConnectionSocket, IsToldOfOnTheCallingThreadBeforeItConnects) {
+TEST_F(ConnectionSocket, IsReportedOnTheCallingThreadBeforeItConnects) {
   std::thread::id thread;
   Address remote(1);
   consumer.socketAct = [&](Socket& socket) {
@@ -99,7 +99,7 @@ class OwnSockets final : public Factory {
 TEST_F(ConnectionSocket, ComesFromTheFactory) {
   OwnSockets factory;
   transport = transportWith({}, nullptr, &factory);
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   EXPECT_EQ(factory.made, 1);
   EXPECT_EQ(state.noDelay, 1);
   transport.reset();
@@ -116,7 +116,7 @@ TEST_F(ConnectionSocket, ThatTheFactoryRefusesIsAFailureWithItsText) {
 }
 
 // It counted as up, and waited for itself.
-TEST_F(ConnectionSocket, ThatMeetsItselfIsRefused) {
+TEST_F(ConnectionSocket, ThatConnectsToItselfIsRefused) {
   Address own = listener.address();
   listener.close();
   Client client(*transport, Protocol::tcp, consumer, "client", false, nullptr);
@@ -127,7 +127,7 @@ TEST_F(ConnectionSocket, ThatMeetsItselfIsRefused) {
 }
 
 // What a host spawned from a callback inherited a blocked SIGPIPE.
-TEST_F(ConnectionSocket, LeavesTheSignalMaskOfItsWorkerAlone) {
+TEST_F(ConnectionSocket, KeepsTheSignalMaskOfItsWorker) {
   sigset_t inside;
   sigemptyset(&inside);
   transport->call([&] { pthread_sigmask(SIG_SETMASK, nullptr, &inside); });

@@ -9,8 +9,9 @@
 #include <vector>
 
 #include "connections.h"
-#include "descriptor_limit.h"
-#include "latch.h"
+#include "support/descriptor_limit.h"
+#include "support/latch.h"
+#include "unanswered_address.h"
 
 namespace tovik {
 namespace {
@@ -20,9 +21,9 @@ using std::chrono::seconds;
 using ::testing::IsEmpty;
 using testing_support::Events;
 using testing_support::Latch;
-using testing_support::MutePlace;
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 using testing_support::Recorder;
+using testing_support::UnansweredAddress;
 
 const Events upAndDownBy(const std::string& side) {
   return {"onNewConduit", "onConduitActive",       "getDataAggregator", "onNewChannel",
@@ -48,13 +49,13 @@ class Connection : public testing_support::Connections {
 };
 
 TEST_F(Connection, ThatThePeerClosesHasEveryEventOnceAndInOrder) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   remote.close();
   expectEvents(upAndDownBy("peer"));
 }
 
 TEST_F(Connection, ThatThePeerClosesAtOnceHasEveryEventAndItsData) {
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("421 full\r\n");
   remote.close();
   EXPECT_TRUE(consumer.waitsFor("onConduitInactive"));
@@ -64,14 +65,14 @@ TEST_F(Connection, ThatThePeerClosesAtOnceHasEveryEventAndItsData) {
 }
 
 TEST_F(Connection, EndsWhenThePeerSendsNoMore) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   remote.shutdownSending();
   expectEvents(upAndDownBy("peer"));
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
 }
 
 TEST_F(Connection, ThatThePeerResetsHasFailed) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   remote.reset();
   expectEvents(upAndDownBy("failed"));
 }
@@ -79,12 +80,12 @@ TEST_F(Connection, ThatThePeerResetsHasFailed) {
 TEST_F(Connection, BroughtDownInsideAnEventEndsAfterThatEventReturned) {
   consumer.when("onChannelUp", [this] {
     consumer.channel()->bringDown();
-    consumer.heard()->note("returning");
+    consumer.eventLog()->note("returning");
   });
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   expectEvents({"onNewConduit", "onConduitActive", "getDataAggregator", "onNewChannel", "onChannelUp", "returning",
                 "onChannelDown local", "onConduitInactive"});
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
 }
 
 class BroughtDown : public Connection, public ::testing::WithParamInterface<std::string> {};
@@ -96,7 +97,7 @@ TEST_P(BroughtDown, BeforeItDeliversHasEveryEventButData) {
     consumer.channel()->bringDown();
     consumer.channel()->bringDown();
   });
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("unwanted");
   sent.open();
   expectEvents(upAndDownBy("local"));
@@ -105,16 +106,16 @@ TEST_P(BroughtDown, BeforeItDeliversHasEveryEventButData) {
 INSTANTIATE_TEST_SUITE_P(Inside, BroughtDown, ::testing::Values("getDataAggregator", "onNewChannel", "onChannelUp"));
 
 TEST_F(Connection, BroughtDownByAnotherThreadEnds) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   consumer.channel()->bringDown();
   expectEvents(upAndDownBy("local"));
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
 }
 
 TEST_F(Connection, BroughtDownAgainAndAgainEndsOnce) {
   const auto down = [this] { consumer.channel()->bringDown(); };
   consumer.when("onChannelDown", down).when("onConduitInactive", down);
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   down();
   down();
   EXPECT_TRUE(consumer.waitsFor("onConduitInactive"));
@@ -124,7 +125,7 @@ TEST_F(Connection, BroughtDownAgainAndAgainEndsOnce) {
 }
 
 TEST_F(Connection, BroughtDownBySeveralThreadsEndsOnce) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i)
     threads.emplace_back([this] {
@@ -136,7 +137,7 @@ TEST_F(Connection, BroughtDownBySeveralThreadsEndsOnce) {
 }
 
 TEST_F(Connection, ThatIsRefusedAtOnceIsAFailureWithoutAnEvent) {
-  const Address nobody = testing_support::refusingPlace();
+  const Address nobody = testing_support::refusingAddress();
   const Result result = connect(*transport, consumer, nobody);
   EXPECT_FALSE(result);
   EXPECT_EQ(result.message, "connect to " + nobody.printInet() + ": Connection refused");
@@ -158,7 +159,7 @@ TEST_F(Connection, FromALocalAddressComesFromThere) {
   Address local(0);
   consumer.when("onConduitActive", [&] { local = consumer.conduit()->localAddress(); });
   ASSERT_TRUE(connectFrom(localHost("127.0.0.2")));
-  RawConnection remote = listener.accept();
+  LoopbackSocket remote = listener.accept();
   ASSERT_TRUE(consumer.waitsFor("onChannelUp"));
   EXPECT_THAT(local.printInet(), ::testing::StartsWith("127.0.0.2:"));
   EXPECT_NE(local.port(), 0);
@@ -166,11 +167,11 @@ TEST_F(Connection, FromALocalAddressComesFromThere) {
 
 TEST_F(Connection, FromALocalPortComesFromThere) {
   // The port of a listener that has gone is free.
-  const unsigned short port = testing_support::refusingPlace().port();
+  const unsigned short port = testing_support::refusingAddress().port();
   Address local(0);
   consumer.when("onConduitActive", [&] { local = consumer.conduit()->localAddress(); });
   ASSERT_TRUE(connectFrom(localHost("127.0.0.1", port)));
-  RawConnection remote = listener.accept();
+  LoopbackSocket remote = listener.accept();
   ASSERT_TRUE(consumer.waitsFor("onChannelUp"));
   EXPECT_EQ(local, localHost("127.0.0.1", port));
   // This side ends it last, so that the port is not kept.
@@ -183,7 +184,7 @@ TEST_F(Connection, KnowsItsNameAndItsAddresses) {
   Address remoteAddress(0);
   consumer.when("onNewConduit", [&] { name = consumer.conduit()->name(); });
   consumer.when("onChannelUp", [&] { remoteAddress = consumer.conduit()->remoteAddress(); });
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   EXPECT_EQ(name, "client");
   EXPECT_EQ(remoteAddress, listener.address());
 }
@@ -207,7 +208,7 @@ TEST_F(Connection, OfAnUnknownProtocolIsAFailure) {
   EXPECT_EQ(result.message, "unknown protocol 9");
 }
 
-TEST_F(Connection, OfATransportThatHasGoneIsAFailureWithoutAnEvent) {
+TEST_F(Connection, OfADestroyedTransportIsAFailureWithoutAnEvent) {
   Client client(*transport, Protocol::tcp, consumer, "client", false, nullptr);
   transport.reset();
   const Result result = client.setup_and_connect(listener.address(), Address(0), -1);
@@ -223,7 +224,7 @@ TEST_F(Connection, WhoseTransportIsDestroyedInOnNewSocketIsAFailureWithoutAnEven
 }
 
 TEST_F(Connection, ThatNobodyAnswersEndsAfterItsLimit) {
-  const MutePlace mute;
+  const UnansweredAddress mute;
   ASSERT_TRUE(connect(*transport, consumer, mute.address(), 20));
   clock.advance(milliseconds(20) - clock.tick, *transport);
   EXPECT_EQ(consumer.events(), Events{"onNewConduit"});
@@ -233,21 +234,21 @@ TEST_F(Connection, ThatNobodyAnswersEndsAfterItsLimit) {
 }
 
 TEST_F(Connection, ThatNobodyAnswersEndsAtOnceWithALimitOfNothing) {
-  const MutePlace mute;
+  const UnansweredAddress mute;
   ASSERT_TRUE(connect(*transport, consumer, mute.address(), 0));
   expectEvents({"onNewConduit", "onConduitInactive"});
 }
 
 TEST_F(Connection, ThatIsMadeInTimeOutlivesItsLimit) {
   ASSERT_TRUE(connect(*transport, consumer, listener.address(), 1000));
-  RawConnection remote = listener.accept();
+  LoopbackSocket remote = listener.accept();
   ASSERT_TRUE(consumer.waitsFor("onChannelUp"));
   clock.advance(milliseconds(1000), *transport);
   EXPECT_EQ(consumer.events().back(), "onChannelUp");
 }
 
-TEST_F(Connection, ThatIsRefusedLaterIsToldByEvents) {
-  auto mute = std::make_unique<MutePlace>();
+TEST_F(Connection, ThatIsRefusedLaterIsReportedByEvents) {
+  auto mute = std::make_unique<UnansweredAddress>();
   ASSERT_TRUE(connect(*transport, consumer, mute->address()));
   ASSERT_TRUE(consumer.waitsFor("onNewConduit"));
   // The kernel asks again after a second, and gets a refusal.
@@ -257,14 +258,14 @@ TEST_F(Connection, ThatIsRefusedLaterIsToldByEvents) {
 }
 
 TEST_F(Connection, ThatIsStillBeingMadeEndsWithTheTransport) {
-  const MutePlace mute;
+  const UnansweredAddress mute;
   ASSERT_TRUE(connect(*transport, consumer, mute.address()));
   transport.reset();
   expectEvents({"onNewConduit", "onConduitInactive"});
 }
 
 TEST_F(Connection, ThatIsStillBeingMadeIsDeactivated) {
-  const MutePlace mute;
+  const UnansweredAddress mute;
   ASSERT_TRUE(connect(*transport, consumer, mute.address()));
   EXPECT_TRUE(transport->deactivateAllConduits(-1));
   EXPECT_EQ(consumer.events(), (Events{"onNewConduit", "onConduitInactive"}));
@@ -272,14 +273,14 @@ TEST_F(Connection, ThatIsStillBeingMadeIsDeactivated) {
 
 TEST_F(Connection, OfAConsumerWithoutAnAggregatorEnds) {
   consumer.givesNoAggregator(false);
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   expectEvents({"onNewConduit", "onConduitActive", "getDataAggregator", "onConduitInactive"});
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
 }
 
 TEST_F(Connection, OfAConsumerThatAnswersTrueWithoutAnAggregatorEnds) {
   consumer.givesNoAggregator(true);
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   expectEvents({"onNewConduit", "onConduitActive", "getDataAggregator", "onConduitInactive"});
 }
 
@@ -293,25 +294,25 @@ class FirstByteLimit : public Connection {
   static constexpr seconds limit{1};
 };
 
-TEST_F(FirstByteLimit, EndsAMuteConnectionByThisSideAndLeavesOneAloneThatDeliveredAByte) {
+TEST_F(FirstByteLimit, EndsASilentConnectionAndKeepsOneThatDeliveredAByte) {
   Recorder& mute = another();
-  RawConnection talking = peer();
+  LoopbackSocket talking = peer();
   talking.send("2");
   ASSERT_TRUE(consumer.waitsForData(1));
-  RawConnection silent = peerOf(mute);
+  LoopbackSocket silent = peerOf(mute);
   ASSERT_TRUE(mute.waitsFor("onChannelUp"));
   clock.advance(limit - clock.tick, *transport);
   EXPECT_EQ(mute.events().back(), "onChannelUp");
   clock.advance(clock.tick, *transport);
   EXPECT_EQ(mute.events(), upAndDownBy("local"));
-  EXPECT_TRUE(silent.isEnded());
+  EXPECT_TRUE(silent.waitForEnd());
   EXPECT_TRUE(log.waitFor("Tovik: client: nothing received within the time limit"));
   talking.send("20");
   EXPECT_TRUE(consumer.waitsForData(3));
 }
 
 TEST_F(FirstByteLimit, CoversConnecting) {
-  const MutePlace mute;
+  const UnansweredAddress mute;
   ASSERT_TRUE(connect(*transport, consumer, mute.address()));
   clock.advance(limit - clock.tick, *transport);
   EXPECT_EQ(consumer.events(), Events{"onNewConduit"});
@@ -319,8 +320,8 @@ TEST_F(FirstByteLimit, CoversConnecting) {
   expectEvents({"onNewConduit", "onConduitInactive"});
 }
 
-TEST_F(FirstByteLimit, GivesWayToAShorterLimitOnConnecting) {
-  const MutePlace mute;
+TEST_F(FirstByteLimit, YieldsToAShorterConnectLimit) {
+  const UnansweredAddress mute;
   Recorder& patient = another();
   ASSERT_TRUE(connect(*transport, patient, mute.address(), 100'000));
   ASSERT_TRUE(connect(*transport, consumer, mute.address(), 10));
@@ -328,12 +329,12 @@ TEST_F(FirstByteLimit, GivesWayToAShorterLimitOnConnecting) {
   EXPECT_EQ(consumer.events(), Events{"onNewConduit"});
   clock.advance(clock.tick, *transport);
   expectEvents({"onNewConduit", "onConduitInactive"});
-  EXPECT_EQ(patient.heard()->count("onConduitInactive"), 0);
+  EXPECT_EQ(patient.eventLog()->count("onConduitInactive"), 0);
 }
 
 TEST_F(Connection, IsServedBesideMoreOthersThanOneTurnHolds) {
   constexpr unsigned count = 150;
-  std::vector<RawConnection> remotes;
+  std::vector<LoopbackSocket> remotes;
   for (unsigned i = 0; i < count; ++i) remotes.push_back(peerOf(another()));
   for (auto& recorder : others) ASSERT_TRUE(recorder.waitsFor("onChannelUp"));
   transport->call([&] {
@@ -352,7 +353,7 @@ TEST_F(Connection, IsServedBesideOneWhoseDataNeverEnds) {
   Recorder& flooded = another();
   std::atomic<bool> enough = false;
   std::atomic<bool> flooding = false;
-  RawConnection flood = peerOf(flooded);
+  LoopbackSocket flood = peerOf(flooded);
   std::thread sender([&] {
     const std::string piece(1UL << 20U, 'x');
     while (!enough) {
@@ -361,7 +362,7 @@ TEST_F(Connection, IsServedBesideOneWhoseDataNeverEnds) {
     }
   });
   while (!flooding) std::this_thread::yield();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("hello");
   EXPECT_TRUE(consumer.waitsForData(5));
   enough = true;

@@ -8,22 +8,23 @@
 #include <memory>
 #include <string>
 
-#include "leaves_nothing.h"
-#include "raw_peer.h"
 #include "recorder.h"
+#include "support/leak_check.h"
 #include "support/log_capture.h"
+#include "support/loopback_socket.h"
 #include "support/manual_clock.h"
+#include "support/scoped_dispatcher.h"
+#include "transport_on.h"
 
 namespace testing_support {
 
 /// One transport with one consumer, and a plain listener to connect to.
-class Connections : public LeavesNothing {
+class Connections : public LeakCheckedTest {
  protected:
   std::unique_ptr<tovik::Transport> transportWith(const tovik::Traits& traits = {},
                                                   tovik::ThreadCallbacks* callbacks = nullptr,
                                                   tovik::Factory* factory = nullptr) {
-    return std::make_unique<tovik::Transport>(dispatcher.get(), traits, callbacks, factory,
-                                              std::tr1::function<void(tovik::WorkerThread*)>(), "transport");
+    return transportOn(dispatcher.get(), traits, callbacks, factory);
   }
 
   static tovik::Result connect(tovik::Transport& through, tovik::Consumer& with, const tovik::Address& remote,
@@ -32,15 +33,15 @@ class Connections : public LeavesNothing {
     return client.setup_and_connect(remote, tovik::Address(0), limit_ms);
   }
   /// Begins a connection of a consumer, and takes it at the listener.
-  RawConnection peerOf(tovik::Transport& through, tovik::Consumer& with) {
+  LoopbackSocket peerOf(tovik::Transport& through, tovik::Consumer& with) {
     EXPECT_TRUE(connect(through, with, listener.address()));
     return listener.accept();
   }
-  RawConnection peerOf(tovik::Consumer& with) { return peerOf(*transport, with); }
-  RawConnection peer() { return peerOf(consumer); }
+  LoopbackSocket peerOf(tovik::Consumer& with) { return peerOf(*transport, with); }
+  LoopbackSocket peer() { return peerOf(consumer); }
   /// The same, and waits until the channel is up.
-  RawConnection peerWhenUp() {
-    RawConnection connection = peer();
+  LoopbackSocket peerWhenUp() {
+    LoopbackSocket connection = peer();
     EXPECT_TRUE(consumer.waitsFor("onChannelUp"));
     return connection;
   }
@@ -54,9 +55,9 @@ class Connections : public LeavesNothing {
   Recorder& another() { return others.emplace_back(); }
 
   LogCapture log{30};
-  RawListener listener;
+  LoopbackSocket listener = LoopbackSocket::listening();
   ManualClock clock;
-  Dispatcher dispatcher{"d", 1, clock};
+  ScopedDispatcher dispatcher{"d", 1, clock};
   Recorder consumer;
   std::deque<Recorder> others;
   std::unique_ptr<tovik::Transport> transport = transportWith();

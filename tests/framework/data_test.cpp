@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "connections.h"
-#include "latch.h"
 #include "placed_transport.h"
+#include "support/latch.h"
 #include "support/sample_bytes.h"
 
 namespace tovik {
@@ -22,8 +22,7 @@ namespace {
 using ::testing::ElementsAre;
 using testing_support::isWholeLife;
 using testing_support::Latch;
-using testing_support::RawConnection;
-using testing_support::RawListener;
+using testing_support::LoopbackSocket;
 using testing_support::sampleBytes;
 
 Descriptor fileOf(const std::string& content) {
@@ -42,7 +41,7 @@ class Data : public testing_support::Connections {
 };
 
 TEST_F(Data, ArrivesWholeAndInOrder) {
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   const std::string bytes = sampleBytes(many);
   remote.send(bytes);
   remote.close();
@@ -54,7 +53,7 @@ TEST_F(Data, ArrivesWholeAndInOrder) {
 TEST_F(Data, BehindAnUrgentByteArrivesThoughThePeerHasEnded) {
   Latch sent;
   consumer.when("onNewConduit", [&] { EXPECT_TRUE(sent.waits()); });
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("before");
   remote.sendUrgent('!');
   remote.send("behind");
@@ -67,7 +66,7 @@ TEST_F(Data, BehindAnUrgentByteArrivesThoughThePeerHasEnded) {
 TEST_F(Data, BehindAnUrgentByteArrivesThoughNothingFollows) {
   Latch sent;
   consumer.when("onChannelUp", [&] { EXPECT_TRUE(sent.waits()); });
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("before");
   remote.sendUrgent('!');
   remote.send("behind");
@@ -77,14 +76,14 @@ TEST_F(Data, BehindAnUrgentByteArrivesThoughNothingFollows) {
 }
 
 TEST_F(Data, LeavesWholeAndInOrderThoughThePeerReadsLate) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   const std::string bytes = sampleBytes(many);
   for (unsigned long at = 0; at < many; at += 100'000) send(bytes.substr(at, 100'000));
   EXPECT_TRUE(remote.receive(many) == bytes);
 }
 
 TEST_F(Data, LeavesInOnePieceOfAnySizeWhole) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   const std::string bytes = sampleBytes(many);
   send(bytes);
   send("end");
@@ -93,7 +92,7 @@ TEST_F(Data, LeavesInOnePieceOfAnySizeWhole) {
 }
 
 TEST_F(Data, FlowsBothWaysAtOnce) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   const std::string out = sampleBytes(many);
   std::string in = out;
   std::reverse(in.begin(), in.end());
@@ -106,7 +105,7 @@ TEST_F(Data, FlowsBothWaysAtOnce) {
 }
 
 TEST_F(Data, KeepsItsZeroBytes) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   const std::string zeros("a\0\0b\0", 5);
   remote.send(zeros);
   ASSERT_TRUE(consumer.waitsForData(5));
@@ -116,7 +115,7 @@ TEST_F(Data, KeepsItsZeroBytes) {
 }
 
 TEST_F(Data, OfNoLengthIsNothing) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   channel().send("", 0);
   channel().send(nullptr, 0);
   send("x");
@@ -126,7 +125,7 @@ TEST_F(Data, OfNoLengthIsNothing) {
 TEST_F(Data, OfSeveralThreadsLeavesEachPieceWhole) {
   constexpr unsigned long pieces = 400;
   constexpr unsigned long size = 10'000;
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   std::vector<std::thread> threads;
   for (const char letter : {'a', 'b', 'c'})
     threads.emplace_back([this, letter] {
@@ -141,38 +140,38 @@ TEST_F(Data, OfSeveralThreadsLeavesEachPieceWhole) {
 
 TEST_F(Data, IsAnsweredFromInsideItsHandler) {
   consumer.when("data", [this] { send("pong"); });
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("ping");
   EXPECT_EQ(remote.receive(4), "pong");
 }
 
 TEST_F(Data, MayBeSentAsSoonAsTheChannelIsUp) {
   consumer.when("onChannelUp", [this] { send("hello"); });
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_EQ(remote.receive(5), "hello");
 }
 
 TEST_F(Data, SentAfterTheEndGoesNowhere) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   channel().bringDown();
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
   send("late");
   channel().sendFile(fileOf("late"), 0, 4);
   channel().bringDownWhenSent();
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
 }
 
 TEST_F(Data, SentInsideTheLastEventsGoesNowhere) {
   consumer.when("onChannelDown", [this] { send("late"); }).when("onConduitInactive", [this] { send("late"); });
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   channel().bringDown();
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
   EXPECT_TRUE(consumer.waitsFor("onConduitInactive"));
 }
 
 // Seen by the thread sanitizer: `written` has no guard of its own.
 TEST_F(Data, OfTheAnswerSeesWhatTheSendingThreadDidBefore) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   int written = 0;
   int seen = 0;
   consumer.when("data", [&] { seen = written; });
@@ -190,7 +189,7 @@ TEST_F(Data, OfTheAnswerSeesWhatTheSendingThreadDidBefore) {
 
 TEST_F(Data, BehindALineThatBringsTheChannelDownIsDropped) {
   consumer.takesLines().when("data", [this] { channel().bringDown(); });
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("first\r\nsecond\r\nthird\r\n");
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
   EXPECT_THAT(consumer.lines(), ElementsAre("first\r\n"));
@@ -203,10 +202,10 @@ TEST_F(Data, BehindALineThatDestroysTheTransportIsDropped) {
     transport.reset();
     destroyed.open();
   });
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("first\r\nsecond\r\n");
   ASSERT_TRUE(destroyed.waits());
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
   EXPECT_THAT(consumer.lines(), ElementsAre("first\r\n"));
 }
 
@@ -216,34 +215,34 @@ TEST_F(Data, BehindASplitLineThatDestroysTheTransportIsDropped) {
     transport.reset();
     destroyed.open();
   });
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   remote.send("fir");
   for (int turn = 0; turn < 3; ++turn) transport->call([] {});
   remote.send("st\r\nsecond\r\n");
   ASSERT_TRUE(destroyed.waits());
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
   EXPECT_THAT(consumer.lines(), ElementsAre("first\r\n"));
 }
 
 TEST_F(Data, BehindALineThatRetiresItsConsumerIsDropped) {
   auto* const fresh = new testing_support::Recorder;
-  const auto heard = fresh->heard();
+  const auto eventLog = fresh->eventLog();
   fresh->takesLines().when("data", [&, fresh] {
     transport->retire(fresh);
-    heard->note("returning");
+    eventLog->note("returning");
   });
-  RawConnection remote = peerOf(*fresh);
+  LoopbackSocket remote = peerOf(*fresh);
   remote.send("first\r\nsecond\r\n");
-  ASSERT_TRUE(heard->waitsFor("destroyed"));
-  EXPECT_EQ(heard->count("data"), 1);
-  EXPECT_EQ(heard->events().back(), "destroyed");
+  ASSERT_TRUE(eventLog->waitsFor("destroyed"));
+  EXPECT_EQ(eventLog->count("data"), 1);
+  EXPECT_EQ(eventLog->events().back(), "destroyed");
 }
 
 TEST_F(Data, BehindAPieceThatBringsTheChannelDownIsDropped) {
   consumer.when("data", [this] { channel().bringDown(); });
   Latch sent;
   consumer.when("onNewConduit", [&] { EXPECT_TRUE(sent.waits()); });
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   // More than is received at once.
   const std::string bytes(2UL << 20U, 'x');
   auto sending = std::async(std::launch::async, [&] {
@@ -255,49 +254,49 @@ TEST_F(Data, BehindAPieceThatBringsTheChannelDownIsDropped) {
   });
   sent.open();
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
-  EXPECT_EQ(consumer.heard()->count("data"), 1);
+  EXPECT_EQ(consumer.eventLog()->count("data"), 1);
   EXPECT_LT(consumer.data().size(), bytes.size());
   sending.get();
 }
 
 TEST_F(Data, SentJustBeforeBringDownStillArrives) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   send("QUIT\r\n");
   channel().bringDown();
-  EXPECT_EQ(remote.receiveAll(), "QUIT\r\n");
+  EXPECT_EQ(remote.receiveToEnd(), "QUIT\r\n");
 }
 
 TEST_F(Data, AllArrivesBeforeAnEndOnceSent) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   const std::string bytes = sampleBytes(many);
   send(bytes);
   channel().bringDownWhenSent();
   send("dropped");
   channel().sendFile(fileOf("dropped"), 0, 7);
-  EXPECT_TRUE(remote.receiveAll() == bytes);
+  EXPECT_TRUE(remote.receiveToEnd() == bytes);
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
   EXPECT_THAT(consumer.events().at(5), "onChannelDown local");
 }
 
 TEST_F(Data, NeedNotBeSentBeforeAnEndOnceSent) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   channel().bringDownWhenSent();
   channel().bringDownWhenSent();
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
   EXPECT_TRUE(consumer.waitsFor("onConduitInactive"));
 }
 
 TEST_F(Data, StillComesInBeforeAnEndOnceSent) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   send(sampleBytes(many));
   channel().bringDownWhenSent();
   remote.send("hello");
   EXPECT_TRUE(consumer.waitsForData(5));
-  EXPECT_EQ(remote.receiveAll().size(), many);
+  EXPECT_EQ(remote.receiveToEnd().size(), many);
 }
 
 TEST_F(Data, OfAFileLeavesWholeAndInTurn) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   const std::string bytes = sampleBytes(many);
   send("before");
   channel().sendFile(fileOf(bytes), 0, bytes.size());
@@ -308,30 +307,30 @@ TEST_F(Data, OfAFileLeavesWholeAndInTurn) {
 }
 
 TEST_F(Data, OfAFileLeavesFromAnOffset) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   channel().sendFile(fileOf("0123456789"), 3, 4);
   channel().bringDownWhenSent();
-  EXPECT_EQ(remote.receiveAll(), "3456");
+  EXPECT_EQ(remote.receiveToEnd(), "3456");
 }
 
 TEST_F(Data, OfSeveralFilesLeavesInTurn) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   for (const char* text : {"one", "two", "three"}) channel().sendFile(fileOf(text), 0, std::string(text).size());
   channel().sendFile(fileOf(""), 0, 0);
   channel().bringDownWhenSent();
-  EXPECT_EQ(remote.receiveAll(), "onetwothree");
+  EXPECT_EQ(remote.receiveToEnd(), "onetwothree");
 }
 
 TEST_F(Data, OfAFileThatIsTooShortEndsTheConnectionAsFailed) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   channel().sendFile(fileOf("short"), 0, 6);
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
-  EXPECT_EQ(remote.receiveAll(), "short");
+  EXPECT_EQ(remote.receiveToEnd(), "short");
   EXPECT_THAT(consumer.events().at(5), "onChannelDown failed");
 }
 
 TEST_F(Data, OfSomethingThatIsNoFileEndsTheConnectionAsFailed) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   channel().sendFile(Descriptor(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC)), 0, 6);
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
   EXPECT_THAT(consumer.events().at(5), "onChannelDown failed");
@@ -339,12 +338,12 @@ TEST_F(Data, OfSomethingThatIsNoFileEndsTheConnectionAsFailed) {
 
 // The signal would end the process.
 TEST_F(Data, SentToAPeerThatIsGoneRaisesNoSignal) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   const auto file = fileOf(sampleBytes(many));
   send(sampleBytes(many));
   channel().sendFile(Descriptor(::dup(file.number())), 0, many);
   remote.reset();
-  while (consumer.heard()->count("onConduitInactive") == 0) {
+  while (consumer.eventLog()->count("onConduitInactive") == 0) {
     send("more");
     channel().sendFile(Descriptor(::dup(file.number())), 0, many);
   }
@@ -352,7 +351,7 @@ TEST_F(Data, SentToAPeerThatIsGoneRaisesNoSignal) {
 }
 
 TEST_F(Data, ThatThePeerSentBeforeItWentArrivesThoughSendingFails) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   transport->call([&] {
     remote.send("421 bye\r\n");
     remote.reset();
@@ -366,7 +365,7 @@ TEST_F(Data, ThatThePeerSentBeforeItWentArrivesThoughSendingFails) {
 TEST_F(Data, IsCountedByTheWorker) {
   testing_support::PlacedTransport placed(dispatcher.get());
   const auto before = placed.worker().bytesReceived();
-  RawConnection remote = peerOf(placed.transport, consumer);
+  LoopbackSocket remote = peerOf(placed.transport, consumer);
   remote.send(sampleBytes(many));
   ASSERT_TRUE(consumer.waitsForData(many));
   EXPECT_EQ(placed.worker().bytesReceived() - before, many);
@@ -377,7 +376,7 @@ TEST_F(Data, OfALineThatOutgrowsTheLimitEndsTheConnection) {
   traits.max_unit_bytes = 100;
   transport = transportWith(traits);
   consumer.takesLines();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("fine\r\n" + std::string(101, 'x'));
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
   EXPECT_THAT(consumer.lines(), ElementsAre("fine\r\n"));

@@ -9,29 +9,30 @@
 #include <thread>
 #include <vector>
 
-#include "descriptor_limit.h"
-#include "latch.h"
-#include "leaves_nothing.h"
 #include "placed_transport.h"
+#include "support/descriptor_limit.h"
+#include "support/latch.h"
+#include "support/leak_check.h"
 #include "support/rest.h"
+#include "support/scoped_dispatcher.h"
 
 namespace tovik {
 namespace {
 
-using testing_support::Dispatcher;
 using testing_support::heldNow;
 using testing_support::Latch;
 using testing_support::PlacedTransport;
+using testing_support::ScopedDispatcher;
 
-class Store : public testing_support::LeavesNothing {
+class Store : public testing_support::LeakCheckedTest {
  protected:
   /// A removed dispatcher whose transports have gone since goes for good when the store is next changed.
-  static void change() { const Dispatcher another("another"); }
+  static void change() { const ScopedDispatcher another("another"); }
 
   DispatchStore& store = DispatchStore::inst();
 };
 
-TEST_F(Store, GivesNullWhileItIsEmpty) {
+TEST_F(Store, ReturnsNullWhileEmpty) {
   EXPECT_EQ(store.fetch("d"), nullptr);
   EXPECT_EQ(store.fetch(std::string()), nullptr);
   EXPECT_EQ(store.fetch(0UL), nullptr);
@@ -39,8 +40,8 @@ TEST_F(Store, GivesNullWhileItIsEmpty) {
 }
 
 TEST_F(Store, FindsADispatcherByNameAndByNumberInOrderOfAdding) {
-  const Dispatcher first("first");
-  const Dispatcher second("second", 2);
+  const ScopedDispatcher first("first");
+  const ScopedDispatcher second("second", 2);
   EXPECT_EQ(store.fetch("first")->name(), "first");
   EXPECT_EQ(store.fetch(0UL), store.fetch("first"));
   EXPECT_EQ(store.fetch(1UL), store.fetch("second"));
@@ -50,15 +51,15 @@ TEST_F(Store, FindsADispatcherByNameAndByNumberInOrderOfAdding) {
 
 TEST_F(Store, MovesNumbersDownWhenOneIsRemoved) {
   ASSERT_TRUE(store.add("first", 1));
-  const Dispatcher second("second");
+  const ScopedDispatcher second("second");
   ASSERT_TRUE(store.remove("first"));
   EXPECT_EQ(store.fetch("first"), nullptr);
   EXPECT_EQ(store.fetch(0UL), store.fetch("second"));
   EXPECT_EQ(store.fetch(1UL), nullptr);
 }
 
-TEST_F(Store, TakesANameOnce) {
-  const Dispatcher first("first");
+TEST_F(Store, RefusesANameThatIsTaken) {
+  const ScopedDispatcher first("first");
   const DispatchGenerator* const dispatcher = first.get();
   const Result again = store.add("first", 1);
   EXPECT_FALSE(again);
@@ -67,26 +68,26 @@ TEST_F(Store, TakesANameOnce) {
   EXPECT_EQ(store.fetch(1UL), nullptr);
 }
 
-TEST_F(Store, TakesARemovedNameAgain) {
-  { const Dispatcher once("d"); }
-  const Dispatcher again("d");
+TEST_F(Store, AcceptsARemovedNameAgain) {
+  { const ScopedDispatcher once("d"); }
+  const ScopedDispatcher again("d");
   EXPECT_NE(store.fetch("d"), nullptr);
 }
 
-TEST_F(Store, TakesNoDispatcherWithoutWorkers) {
+TEST_F(Store, RefusesADispatcherWithoutWorkers) {
   const Result result = store.add("idle", 0);
   EXPECT_FALSE(result);
   EXPECT_EQ(result.message, "dispatcher idle: no workers asked for");
   EXPECT_EQ(store.fetch("idle"), nullptr);
 }
 
-TEST_F(Store, RemovesNothingUnknown) {
+TEST_F(Store, RefusesToRemoveAnUnknownName) {
   const Result result = store.remove("unknown");
   EXPECT_FALSE(result);
   EXPECT_EQ(result.message, "no dispatcher unknown");
 }
 
-TEST_F(Store, KeepsNothingOfADispatcherThatTheSystemHasNoDescriptorsFor) {
+TEST_F(Store, DropsADispatcherThatRunsOutOfDescriptors) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   {
     const testing_support::NoMoreDescriptors none;
@@ -95,12 +96,12 @@ TEST_F(Store, KeepsNothingOfADispatcherThatTheSystemHasNoDescriptorsFor) {
     EXPECT_EQ(result.message, "epoll_create: Too many open files");
   }
   EXPECT_EQ(store.fetch("d"), nullptr);
-  const Dispatcher again("d", 2);
+  const ScopedDispatcher again("d", 2);
 }
 
 TEST_F(Store, RunsAsManyThreadsAsWorkersWereAskedFor) {
   const long before = heldNow().threads;
-  const Dispatcher dispatcher("d", 3);
+  const ScopedDispatcher dispatcher("d", 3);
   EXPECT_EQ(heldNow().threads, before + 3);
 }
 
@@ -112,7 +113,7 @@ TEST_F(Store, HasEndedTheWorkersOfAnUnusedDispatcherWhenRemoveReturns) {
   EXPECT_EQ(testing_support::heldInTheEnd(before), before);
 }
 
-TEST_F(Store, LetsATransportGoOnWhenItsDispatcherIsRemoved) {
+TEST_F(Store, KeepsATransportWorkingWhenItsDispatcherIsRemoved) {
   ASSERT_TRUE(store.add("d", 1));
   auto placed = std::make_unique<PlacedTransport>(store.fetch("d"));
   ASSERT_TRUE(store.remove("d"));
@@ -140,12 +141,12 @@ TEST_F(Store, EndsTheWorkersOfARemovedDispatcherWithItsLastTransport) {
   change();
 }
 
-TEST_F(Store, TakesTheNameOfARemovedDispatcherThatIsStillInUse) {
+TEST_F(Store, AcceptsTheNameOfARemovedDispatcherThatIsStillInUse) {
   ASSERT_TRUE(store.add("d", 1));
   auto old = std::make_unique<PlacedTransport>(store.fetch("d"));
   ASSERT_TRUE(store.remove("d"));
   {
-    const Dispatcher successor("d");
+    const ScopedDispatcher successor("d");
     const PlacedTransport young(store.fetch("d"));
     EXPECT_NE(&old->worker(), &young.worker());
   }
@@ -177,7 +178,7 @@ TEST_F(Store, RemovesADispatcherFromInsideAHandlerOfItsOwnWorkerThatServesNothin
   change();
 }
 
-TEST_F(Store, LosesADispatcherWithItsTransportInsideAHandler) {
+TEST_F(Store, DestroysADispatcherWithItsTransportInsideAHandler) {
   ASSERT_TRUE(store.add("d", 1));
   auto placed = std::make_unique<PlacedTransport>(store.fetch("d"));
   WorkerThread& worker = placed->worker();
@@ -211,7 +212,7 @@ TEST_F(Store, MayBeUsedByATaskThatRunsWhileRemoveWaitsForItsWorker) {
 }
 
 TEST_F(Store, SpreadsTransportsOverTheWorkersThatServeTheFewest) {
-  const Dispatcher dispatcher("d", 3);
+  const ScopedDispatcher dispatcher("d", 3);
   std::vector<std::unique_ptr<PlacedTransport>> placed;
   std::map<WorkerThread*, int> served;
   for (int i = 0; i < 6; ++i) {
@@ -222,8 +223,8 @@ TEST_F(Store, SpreadsTransportsOverTheWorkersThatServeTheFewest) {
   EXPECT_THAT(served, ::testing::Each(::testing::Field(&std::pair<WorkerThread* const, int>::second, 2)));
 }
 
-TEST_F(Store, FillsThePlacesThatBecameFree) {
-  const Dispatcher dispatcher("d", 2);
+TEST_F(Store, ReusesTheWorkersThatBecameFree) {
+  const ScopedDispatcher dispatcher("d", 2);
   std::vector<std::unique_ptr<PlacedTransport>> placed;
   for (int i = 0; i < 4; ++i) placed.push_back(std::make_unique<PlacedTransport>(dispatcher.get()));
   WorkerThread* const freed = &placed[1]->worker();
@@ -241,7 +242,7 @@ TEST_F(Store, ServesManyThreadsAtOnce) {
   for (int i = 0; i < 4; ++i)
     threads.emplace_back([this, name = std::string(1, static_cast<char>('a' + i))] {
       for (int round = 0; round < 20; ++round) {
-        const Dispatcher dispatcher(name);
+        const ScopedDispatcher dispatcher(name);
         const PlacedTransport placed(dispatcher.get());
         EXPECT_NE(store.fetch(0UL), nullptr);
       }

@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "connections.h"
-#include "latch.h"
-#include "serving.h"
+#include "server_fixture.h"
 #include "support/failing_calls.h"
 #include "support/heap.h"
+#include "support/latch.h"
 #include "support/rest.h"
 
 // The whole text of each message about a system call that failed, or about memory.
@@ -27,7 +27,7 @@ using testing_support::Generator;
 using testing_support::HeldWorker;
 using testing_support::Latch;
 using testing_support::loopback;
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 
 using Messages = std::vector<std::string>;
 
@@ -79,7 +79,7 @@ TEST_F(FailureMessage, OfAConnectNamesWhatFailed) {
 TEST_F(FailureMessage, OfAListenerNamesWhatFailed) {
   SocketOptions options = everyOption();
   Server server(*transport, Protocol::tcp, &generator, "server", true, nullptr, &options);
-  const Address address = testing_support::refusingPlace();
+  const Address address = testing_support::refusingAddress();
   const std::string listen = "listen on " + address.printInet() + ": ";
   Messages messages = messagesOf(8, [&] { return server.startListening(address); });
   EXPECT_THAT(messages,

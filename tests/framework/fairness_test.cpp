@@ -6,17 +6,17 @@
 #include <memory>
 
 #include "connections.h"
-#include "latch.h"
 #include "placed_transport.h"
+#include "support/latch.h"
 
 namespace tovik {
 namespace {
 
+using testing_support::EventLog;
 using testing_support::Events;
-using testing_support::Heard;
 using testing_support::Latch;
+using testing_support::LoopbackSocket;
 using testing_support::PlacedTransport;
-using testing_support::RawConnection;
 using testing_support::Recorder;
 
 class Fairness : public testing_support::Connections {
@@ -24,10 +24,10 @@ class Fairness : public testing_support::Connections {
   /// How long a connection receives in one turn.
   static constexpr std::chrono::milliseconds share{5};
 
-  const std::shared_ptr<Heard> order = std::make_shared<Heard>();
+  const std::shared_ptr<EventLog> order = std::make_shared<EventLog>();
   Latch sent;
-  RawConnection toSlow;
-  RawConnection toOther;
+  LoopbackSocket toSlow;
+  LoopbackSocket toOther;
   PlacedTransport placed{dispatcher.get()};
 };
 

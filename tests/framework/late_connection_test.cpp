@@ -7,7 +7,7 @@
 
 #include "connections.h"
 #include "placed_transport.h"
-#include "serving.h"
+#include "server_fixture.h"
 #include "support/sample_bytes.h"
 
 namespace tovik {
@@ -15,9 +15,8 @@ namespace {
 
 using testing_support::Events;
 using testing_support::HeldWorker;
+using testing_support::LoopbackSocket;
 using testing_support::PlacedTransport;
-using testing_support::RawConnection;
-using testing_support::RawListener;
 
 /// A connection that is not up at once: the listener's queue is full until `accept` makes room in it. The kernel sends
 /// its request again after a second.
@@ -30,19 +29,19 @@ class LateConnection : public testing_support::Connections {
     placed.transport.call([] {});
     ASSERT_EQ(consumer.events(), Events{"onNewConduit"});
   }
-  RawConnection accept() {
-    const RawConnection before = full.accept();
+  LoopbackSocket accept() {
+    const LoopbackSocket before = full.accept();
     return full.accept();
   }
 
-  RawListener full{0};
-  const RawConnection filling = RawConnection::to(full.address());
+  LoopbackSocket full = LoopbackSocket::listening(testing_support::loopback(), 0);
+  const LoopbackSocket filling = LoopbackSocket::connected(full.address());
   PlacedTransport placed{dispatcher.get()};
 };
 
 TEST_F(LateConnection, HasEveryEventOnceAndInOrder) {
   begin();
-  RawConnection remote = accept();
+  LoopbackSocket remote = accept();
   ASSERT_TRUE(consumer.waitsFor("onChannelUp"));
   remote.send("x");
   ASSERT_TRUE(consumer.waitsForData(1));
@@ -57,7 +56,7 @@ TEST_F(LateConnection, ThatEndsBeforeTheWorkerLooksHasEveryEventAndItsData) {
   begin();
   {
     const HeldWorker held(placed.transport);
-    RawConnection remote = accept();
+    LoopbackSocket remote = accept();
     remote.send("421 full\r\n");
     remote.close();
   }
@@ -86,14 +85,14 @@ TEST_F(LateConnection, HasNoLimitOnceItIsUp) {
   };
   begin(30'000);
   EXPECT_NE(nextDeadline(), std::nullopt);
-  RawConnection remote = accept();
+  LoopbackSocket remote = accept();
   ASSERT_TRUE(consumer.waitsFor("onChannelUp"));
   EXPECT_EQ(nextDeadline(), std::nullopt);
 }
 
 TEST_F(LateConnection, SendsAllThoughThePeerReadsLate) {
   begin();
-  RawConnection remote = accept();
+  LoopbackSocket remote = accept();
   ASSERT_TRUE(consumer.waitsFor("onChannelUp"));
   const std::string bytes = testing_support::sampleBytes(8UL << 20U);
   consumer.channel()->send(bytes.data(), bytes.size());

@@ -7,11 +7,11 @@
 #include <string>
 #include <utility>
 
-#include "serving.h"
-#include "support/ends_in_time.h"
+#include "server_fixture.h"
 #include "support/failing_calls.h"
 #include "support/heap.h"
 #include "support/rest.h"
+#include "support/watchdog.h"
 
 // A listener that runs out of descriptors pauses, and accepts again in the end.
 
@@ -22,10 +22,10 @@ using testing_support::FailingAllocation;
 using testing_support::FailingCalls;
 using testing_support::Latch;
 using testing_support::loopback;
+using testing_support::LoopbackSocket;
 using testing_support::othersComeToRest;
-using testing_support::RawConnection;
 using testing_support::Recorder;
-using testing_support::Serving;
+using testing_support::ServerTest;
 using testing_support::SparedMemory;
 
 /// Does something before it accepts.
@@ -40,7 +40,7 @@ class ActingServer final : public Server {
   std::function<void()> before;
 };
 
-class PausedServer : public Serving {
+class PausedServer : public ServerTest {
  protected:
   ~PausedServer() override { server.reset(); }
 
@@ -60,14 +60,14 @@ class PausedServer : public Serving {
   void endPause() { clock.advance(pause, *transport); }
   void expectToAccept() {
     EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
-    RawConnection next = peer();
+    LoopbackSocket next = peer();
     EXPECT_TRUE(generator.consumer(2).waitsFor("onChannelUp"));
   }
 
   static constexpr std::chrono::milliseconds pause{100};
   const std::string refusal = "Too many open files";
-  const testing_support::EndsInTime endsInTime;
-  RawConnection remote;
+  const testing_support::Watchdog watchdog;
+  LoopbackSocket remote;
 };
 
 TEST_F(PausedServer, AcceptsAgainWhenItsPauseIsOverAndNotEarlier) {
@@ -133,11 +133,11 @@ TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfAnotherRefusalRestartsItJust
     failing.reset();
     failing.reset(new FailingCalls(FailingCalls::oneOnly(0)));
   });
-  RawConnection others;
+  LoopbackSocket others;
   transport->call([&] {
     // The worker's next calls: it waits, and accepts the other's connection.
     failing.reset(new FailingCalls(FailingCalls::oneOnly(1)));
-    others = RawConnection::to(other->address());
+    others = LoopbackSocket::connected(other->address());
     remote = peer();
   });
   EXPECT_TRUE(othersComeToRest([&] { return log.countContaining(refusal) == 2; }));
@@ -146,7 +146,7 @@ TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfAnotherRefusalRestartsItJust
   endPause();
   Latch accepted;
   generator.prepare = [&](Recorder& recorder) { recorder.when("data", [&] { accepted.open(); }); };
-  RawConnection next = peer();
+  LoopbackSocket next = peer();
   next.send("x");
   EXPECT_TRUE(accepted.waits());
   other.reset();
@@ -173,7 +173,7 @@ TEST_F(PausedServer, AcceptsAgainWhicheverAllocationFailsWhereItCannotBeWatchedA
       failed = FailingAllocation::hasFailed();
     }
     endPause();
-    RawConnection next = peer();
+    LoopbackSocket next = peer();
     next.send("x");
     ASSERT_TRUE(arrived.waitUntil([&](int count) { return count > number; }));
   }

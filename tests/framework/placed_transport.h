@@ -8,7 +8,7 @@
 
 namespace testing_support {
 
-/// A transport that tells which worker serves it.
+/// A transport whose worker is known.
 class PlacedTransport {
  public:
   explicit PlacedTransport(tovik::DispatchGenerator* dispatcher, const tovik::Traits& traits = {})
@@ -28,7 +28,7 @@ class PlacedTransport {
   Awaited<tovik::WorkerThread*> worker_;
 
  public:
-  // Last: its destructor waits for the worker, which tells its place.
+  // Last: its destructor waits for the worker, which sets its place.
   tovik::Transport transport;
 };
 

@@ -10,7 +10,7 @@ using tovik::Conduit;
 
 Recorder::Recorder() = default;
 
-Recorder::~Recorder() { heard_->note("destroyed"); }
+Recorder::~Recorder() { eventLog_->note("destroyed"); }
 
 Recorder& Recorder::when(const std::string& event, std::function<void()> act) {
   acts_[event] = std::move(act);
@@ -88,15 +88,15 @@ void Recorder::happens(const std::string& event) { happens(event, event); }
 void Recorder::happens(const std::string& event, const std::string& actName) {
   // What is used from here on outlives the recorder, which the act may destroy.
   const struct Handling {
-    Handling(std::shared_ptr<Heard> into, std::string name) : heard(std::move(into)), event(std::move(name)) {
-      heard->begin(event);
+    Handling(std::shared_ptr<EventLog> into, std::string name) : eventLog(std::move(into)), event(std::move(name)) {
+      eventLog->begin(event);
     }
     Handling(const Handling&) = delete;
     Handling& operator=(const Handling&) = delete;
-    ~Handling() { heard->finish(event); }
-    const std::shared_ptr<Heard> heard;
+    ~Handling() { eventLog->finish(event); }
+    const std::shared_ptr<EventLog> eventLog;
     const std::string event;
-  } handling(heard_, event);
+  } handling(eventLog_, event);
   const auto found = acts_.find(actName);
   if (found == acts_.end()) return;
   const auto act = found->second;

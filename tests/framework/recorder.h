@@ -17,8 +17,8 @@ namespace testing_support {
 
 using Events = std::vector<std::string>;
 
-/// What a Recorder has heard, and has done besides; outlives it.
-class Heard {
+/// The events of a Recorder; outlives it.
+class EventLog {
  public:
   /// Something that has happened. Data that comes in several pieces is one event.
   void note(const std::string& event) {
@@ -27,26 +27,26 @@ class Heard {
   }
   /// An event that is being handled from now on.
   void begin(const std::string& event) {
-    told_.change([&](Told& told) { add(told.started, event); });
+    state_.change([&](State& state) { add(state.started, event); });
   }
   void finish(const std::string& event) {
-    told_.change([&](Told& told) { add(told.done, event); });
+    state_.change([&](State& state) { add(state.done, event); });
   }
 
   /// Waits until an event has been handled, so often; what was done in it may then be looked at.
   [[nodiscard]] bool waitsFor(const std::string& event, long times = 1) const {
-    return told_.waitUntil(
-        [&](const Told& told) { return std::count(told.done.begin(), told.done.end(), event) >= times; });
+    return state_.waitUntil(
+        [&](const State& state) { return std::count(state.done.begin(), state.done.end(), event) >= times; });
   }
   /// In the order in which they came.
-  Events events() const { return told_.get().started; }
+  Events events() const { return state_.get().started; }
   long count(const std::string& event) const {
     const Events all = events();
     return std::count(all.begin(), all.end(), event);
   }
 
  private:
-  struct Told {
+  struct State {
     Events started;
     Events done;
   };
@@ -54,7 +54,7 @@ class Heard {
     if (event != "data" || events.empty() || events.back() != "data") events.push_back(event);
   }
 
-  Awaited<Told> told_;
+  Awaited<State> state_;
 };
 
 /// A consumer that notes its events, under the names of the operations, and keeps its data. What a test wants done
@@ -71,16 +71,18 @@ class Recorder : public tovik::Consumer {
   /// Answers getDataAggregator with false, or with no aggregator.
   Recorder& givesNoAggregator(bool answer);
 
-  const std::shared_ptr<Heard>& heard() const { return heard_; }
-  [[nodiscard]] bool waitsFor(const std::string& event, long times = 1) const { return heard_->waitsFor(event, times); }
-  Events events() const { return heard_->events(); }
+  const std::shared_ptr<EventLog>& eventLog() const { return eventLog_; }
+  [[nodiscard]] bool waitsFor(const std::string& event, long times = 1) const {
+    return eventLog_->waitsFor(event, times);
+  }
+  Events events() const { return eventLog_->events(); }
   [[nodiscard]] bool waitsForData(unsigned long size) const {
     return data_.waitUntil([size](const std::string& data) { return data.size() >= size; });
   }
   std::string data() const { return data_.get(); }
   const std::vector<std::string>& lines() const { return lines_; }
 
-  /// Of the connection that was last told of.
+  /// Of the latest connection.
   tovik::Channel* channel() const { return channel_.get(); }
   tovik::Conduit* conduit() const { return conduit_; }
 
@@ -108,7 +110,7 @@ class Recorder : public tovik::Consumer {
   void happens(const std::string& event);
   void happens(const std::string& event, const std::string& actName);
 
-  const std::shared_ptr<Heard> heard_ = std::make_shared<Heard>();
+  const std::shared_ptr<EventLog> eventLog_ = std::make_shared<EventLog>();
   std::map<std::string, std::function<void()>> acts_;
   bool takesLines_ = false;
   bool givesAggregator_ = true;

@@ -11,7 +11,7 @@
 namespace tovik {
 namespace {
 
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 
 /// A connection whose socket the test fills itself: the kernel then refuses every byte that the framework sends, while
 /// the framework's own queue is empty.
@@ -42,7 +42,7 @@ class RefusedSend : public testing_support::Connections {
 
   int socket = -1;
   std::string filled;
-  RawConnection remote;
+  LoopbackSocket remote;
 };
 
 TEST_F(RefusedSend, ArrivesOnceThePeerReads) {
@@ -82,9 +82,9 @@ TEST_F(RefusedSend, ArrivesBeforeAnEndOnceSent) {
   fill();
   send("last");
   consumer.channel()->bringDownWhenSent();
-  EXPECT_TRUE(remote.receiveAll() == filled + "last");
+  EXPECT_TRUE(remote.receiveToEnd() == filled + "last");
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
-  EXPECT_EQ(consumer.heard()->count("onChannelDown local"), 1);
+  EXPECT_EQ(consumer.eventLog()->count("onChannelDown local"), 1);
 }
 
 }  // namespace

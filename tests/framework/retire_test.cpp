@@ -8,35 +8,36 @@
 #include <vector>
 
 #include "connections.h"
-#include "latch.h"
+#include "support/latch.h"
+#include "unanswered_address.h"
 
 namespace tovik {
 namespace {
 
 using ::testing::ElementsAre;
+using testing_support::EventLog;
 using testing_support::Events;
 using testing_support::eventsUpTo;
-using testing_support::Heard;
 using testing_support::heldNow;
 using testing_support::Latch;
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 using testing_support::Recorder;
 
 /// Does something while it is destroyed.
-class Parting final : public Recorder {
+class DestructorProbe final : public Recorder {
  public:
-  ~Parting() override {
-    if (part) part();
+  ~DestructorProbe() override {
+    if (onDestruction) onDestruction();
   }
-  std::function<void()> part;
+  std::function<void()> onDestruction;
 };
 
-class Retiring : public testing_support::Connections {
+class RetiredConsumer : public testing_support::Connections {
  protected:
   /// A consumer of its own, which only retire destroys.
-  Parting& fresh() {
-    auto* const made = new Parting;
-    heard = made->heard();
+  DestructorProbe& fresh() {
+    auto* const made = new DestructorProbe;
+    eventLog = made->eventLog();
     return *made;
   }
   Events withEnd(Events events) const {
@@ -44,97 +45,97 @@ class Retiring : public testing_support::Connections {
     return events;
   }
 
-  std::shared_ptr<Heard> heard;
+  std::shared_ptr<EventLog> eventLog;
 };
 
-TEST_F(Retiring, NothingDoesNothing) { transport->retire(nullptr); }
+TEST_F(RetiredConsumer, MayBeNull) { transport->retire(nullptr); }
 
-TEST_F(Retiring, AConsumerThatNeverHadAConnectionDestroysItAtOnceOnThisThread) {
-  Parting& idle = fresh();
+TEST_F(RetiredConsumer, IsDestroyedAtOnceOnTheCallingThreadWithoutAConnection) {
+  DestructorProbe& idle = fresh();
   std::thread::id thread;
-  idle.part = [&] { thread = std::this_thread::get_id(); };
+  idle.onDestruction = [&] { thread = std::this_thread::get_id(); };
   transport->retire(&idle);
-  EXPECT_THAT(heard->events(), ElementsAre("destroyed"));
+  EXPECT_THAT(eventLog->events(), ElementsAre("destroyed"));
   EXPECT_EQ(thread, std::this_thread::get_id());
 }
 
-TEST_F(Retiring, AConsumerWhoseConnectionHasEndedDestroysItAtOnce) {
-  Parting& past = fresh();
-  RawConnection remote = peerOf(past);
+TEST_F(RetiredConsumer, IsDestroyedAtOnceAfterItsConnectionHasEnded) {
+  DestructorProbe& past = fresh();
+  LoopbackSocket remote = peerOf(past);
   remote.close();
-  ASSERT_TRUE(heard->waitsFor("onConduitInactive"));
+  ASSERT_TRUE(eventLog->waitsFor("onConduitInactive"));
   transport->call([] {});
   transport->retire(&past);
-  EXPECT_EQ(heard->events().back(), "destroyed");
+  EXPECT_EQ(eventLog->events().back(), "destroyed");
 }
 
-TEST_F(Retiring, AConsumerThatIsConnectedEndsItsConnectionWithoutAnEvent) {
-  Parting& busy = fresh();
+TEST_F(RetiredConsumer, EndsItsConnectionWithoutAnEvent) {
+  DestructorProbe& busy = fresh();
   Latch destroyed;
   std::thread::id worker;
   std::thread::id thread;
   transport->call([&] { worker = std::this_thread::get_id(); });
-  busy.part = [&] {
+  busy.onDestruction = [&] {
     thread = std::this_thread::get_id();
     destroyed.open();
   };
-  RawConnection remote = peerOf(busy);
-  ASSERT_TRUE(heard->waitsFor("onChannelUp"));
+  LoopbackSocket remote = peerOf(busy);
+  ASSERT_TRUE(eventLog->waitsFor("onChannelUp"));
   transport->retire(&busy);
   ASSERT_TRUE(destroyed.waits());
-  EXPECT_TRUE(heard->waitsFor("destroyed"));
-  EXPECT_TRUE(remote.isEnded());
-  EXPECT_EQ(heard->events(), withEnd(eventsUpTo("onChannelUp")));
+  EXPECT_TRUE(eventLog->waitsFor("destroyed"));
+  EXPECT_TRUE(remote.waitForEnd());
+  EXPECT_EQ(eventLog->events(), withEnd(eventsUpTo("onChannelUp")));
   EXPECT_EQ(thread, worker);
 }
 
-TEST_F(Retiring, OnTheWorkerBetweenEventsDestroysAtOnce) {
-  Parting& busy = fresh();
-  RawConnection remote = peerOf(busy);
-  ASSERT_TRUE(heard->waitsFor("onChannelUp"));
+TEST_F(RetiredConsumer, IsDestroyedAtOnceOnTheWorkerBetweenEvents) {
+  DestructorProbe& busy = fresh();
+  LoopbackSocket remote = peerOf(busy);
+  ASSERT_TRUE(eventLog->waitsFor("onChannelUp"));
   transport->call([&] {
     transport->retire(&busy);
-    heard->note("returned");
+    eventLog->note("returned");
   });
   Events events = withEnd(eventsUpTo("onChannelUp"));
   events.emplace_back("returned");
-  EXPECT_EQ(heard->events(), events);
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_EQ(eventLog->events(), events);
+  EXPECT_TRUE(remote.waitForEnd());
 }
 
-TEST_F(Retiring, AConsumerThatIsStillConnectingDestroysIt) {
-  const testing_support::MutePlace mute;
-  Parting& waiting = fresh();
+TEST_F(RetiredConsumer, IsDestroyedWhileItConnects) {
+  const testing_support::UnansweredAddress mute;
+  DestructorProbe& waiting = fresh();
   ASSERT_TRUE(connect(*transport, waiting, mute.address()));
-  ASSERT_TRUE(heard->waitsFor("onNewConduit"));
+  ASSERT_TRUE(eventLog->waitsFor("onNewConduit"));
   transport->retire(&waiting);
-  EXPECT_TRUE(heard->waitsFor("destroyed"));
-  EXPECT_THAT(heard->events(), ElementsAre("onNewConduit", "destroyed"));
+  EXPECT_TRUE(eventLog->waitsFor("destroyed"));
+  EXPECT_THAT(eventLog->events(), ElementsAre("onNewConduit", "destroyed"));
 }
 
-TEST_F(Retiring, AConsumerBeforeItsFirstEventDestroysItWithoutOne) {
-  Parting& early = fresh();
+TEST_F(RetiredConsumer, GetsNoEventWhenRetiredBeforeItsFirst) {
+  DestructorProbe& early = fresh();
   transport->call([&] {
     ASSERT_TRUE(connect(*transport, early, listener.address()));
     transport->retire(&early);
-    EXPECT_EQ(heard->count("destroyed"), 1);
+    EXPECT_EQ(eventLog->count("destroyed"), 1);
   });
-  EXPECT_THAT(heard->events(), ElementsAre("destroyed"));
+  EXPECT_THAT(eventLog->events(), ElementsAre("destroyed"));
 }
 
-TEST_F(Retiring, LeavesTheOtherConsumersAlone) {
-  Parting& busy = fresh();
-  RawConnection other = peer();
-  RawConnection remote = peerOf(busy);
+TEST_F(RetiredConsumer, DoesNotAffectOtherConsumers) {
+  DestructorProbe& busy = fresh();
+  LoopbackSocket other = peer();
+  LoopbackSocket remote = peerOf(busy);
   transport->retire(&busy);
-  ASSERT_TRUE(heard->waitsFor("destroyed"));
+  ASSERT_TRUE(eventLog->waitsFor("destroyed"));
   other.send("x");
   EXPECT_TRUE(consumer.waitsForData(1));
 }
 
-TEST_F(Retiring, ByTheTransportsEndIsDone) {
-  Parting& busy = fresh();
-  RawConnection remote = peerOf(busy);
+TEST_F(RetiredConsumer, IsDestroyedByTheEndOfTheTransport) {
+  DestructorProbe& busy = fresh();
+  LoopbackSocket remote = peerOf(busy);
   Latch held;
   Latch released;
   std::thread holder([&] {
@@ -148,70 +149,70 @@ TEST_F(Retiring, ByTheTransportsEndIsDone) {
   released.open();
   holder.join();
   transport.reset();
-  EXPECT_EQ(heard->events().back(), "destroyed");
+  EXPECT_EQ(eventLog->events().back(), "destroyed");
 }
 
-TEST_F(Retiring, LeavesTheChannelFitForTheDestructor) {
-  Parting& busy = fresh();
-  busy.part = [&] {
+TEST_F(RetiredConsumer, MayUseItsChannelInItsDestructor) {
+  DestructorProbe& busy = fresh();
+  busy.onDestruction = [&] {
     busy.channel()->send("bye", 3);
     busy.channel()->bringDown();
     busy.channel()->bringDownWhenSent();
   };
-  RawConnection remote = peerOf(busy);
-  ASSERT_TRUE(heard->waitsFor("onChannelUp"));
+  LoopbackSocket remote = peerOf(busy);
+  ASSERT_TRUE(eventLog->waitsFor("onChannelUp"));
   transport->retire(&busy);
-  EXPECT_TRUE(heard->waitsFor("destroyed"));
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(eventLog->waitsFor("destroyed"));
+  EXPECT_TRUE(remote.waitForEnd());
 }
 
-TEST_F(Retiring, LeavesTheChannelsOfEarlierConnectionsFitForTheDestructor) {
-  Parting& busy = fresh();
+TEST_F(RetiredConsumer, MayUseChannelsOfEarlierConnectionsInItsDestructor) {
+  DestructorProbe& busy = fresh();
   std::vector<Channel*> channels;
   busy.when("onChannelUp", [&] { channels.push_back(busy.channel()); });
   for (long i = 1; i <= 3; ++i) {
     peerOf(busy).close();
-    ASSERT_TRUE(heard->waitsFor("onConduitInactive", i));
+    ASSERT_TRUE(eventLog->waitsFor("onConduitInactive", i));
   }
-  busy.part = [&] {
+  busy.onDestruction = [&] {
     for (Channel* const channel : channels) channel->bringDown();
   };
   transport->call([] {});
   transport->retire(&busy);
   EXPECT_EQ(channels.size(), 3U);
-  EXPECT_EQ(heard->count("destroyed"), 1);
+  EXPECT_EQ(eventLog->count("destroyed"), 1);
 }
 
-TEST_F(Retiring, AConsumerThatConnectsInItsDestructorConnectsNoMore) {
-  Parting& stubborn = fresh();
-  RawConnection remote = peerOf(stubborn);
-  ASSERT_TRUE(heard->waitsFor("onChannelUp"));
+TEST_F(RetiredConsumer, CannotConnectInItsDestructor) {
+  DestructorProbe& stubborn = fresh();
+  LoopbackSocket remote = peerOf(stubborn);
+  ASSERT_TRUE(eventLog->waitsFor("onChannelUp"));
   bool refused = false;
-  stubborn.part = [&] { refused = !connect(*transport, stubborn, listener.address()); };
+  stubborn.onDestruction = [&] { refused = !connect(*transport, stubborn, listener.address()); };
   transport->call([&] { transport->retire(&stubborn); });
   EXPECT_TRUE(refused);
 }
 
-TEST_F(Retiring, AConsumerInsideOnNewSocketDestroysItAndConnectsNothing) {
-  Parting& hasty = fresh();
+TEST_F(RetiredConsumer, IsDestroyedInsideOnNewSocketWithoutConnecting) {
+  DestructorProbe& hasty = fresh();
   hasty.socketAct = [&](Socket& /*socket*/) {
-    const auto kept = heard;
+    const auto kept = eventLog;
     transport->retire(&hasty);
     kept->note("returning");
   };
   EXPECT_EQ(connect(*transport, hasty, listener.address()).message, "the consumer of client is retired");
-  EXPECT_THAT(heard->events(), ElementsAre("returning", "destroyed"));
+  EXPECT_THAT(eventLog->events(), ElementsAre("returning", "destroyed"));
 }
 
-TEST_F(Retiring, AFreshConsumerForEachOfAThousandConnectionsLeavesNoDescriptor) {
+TEST_F(RetiredConsumer, LeavesNoDescriptorAfterAThousandConnections) {
   // The first ones bring what stays with the transport.
   const auto connectAndRetire = [this] {
-    Parting& passing = fresh();
-    RawConnection remote = peerOf(passing);
+    DestructorProbe& passing = fresh();
+    LoopbackSocket remote = peerOf(passing);
     remote.send("x");
-    ASSERT_TRUE(heard->waitsFor("data"));
+    ASSERT_TRUE(eventLog->waitsFor("data"));
     transport->retire(&passing);
-    ASSERT_TRUE(heard->waitsFor("destroyed"));
+    ASSERT_TRUE(eventLog->waitsFor("destroyed"));
   };
   connectAndRetire();
   transport->call([] {});
@@ -221,10 +222,10 @@ TEST_F(Retiring, AFreshConsumerForEachOfAThousandConnectionsLeavesNoDescriptor) 
   EXPECT_EQ(testing_support::heldInTheEnd(before), before);
 }
 
-class RetiringInside : public Retiring, public ::testing::WithParamInterface<std::string> {
+class ConsumerRetiredInside : public RetiredConsumer, public ::testing::WithParamInterface<std::string> {
  protected:
-  RawConnection talkingPeer(Recorder& with) {
-    RawConnection remote = peerOf(with);
+  LoopbackSocket talkingPeer(Recorder& with) {
+    LoopbackSocket remote = peerOf(with);
     try {
       remote.send("x");
       remote.shutdownSending();
@@ -235,70 +236,70 @@ class RetiringInside : public Retiring, public ::testing::WithParamInterface<std
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(Each, RetiringInside, ::testing::ValuesIn(testing_support::allEvents()));
+INSTANTIATE_TEST_SUITE_P(Each, ConsumerRetiredInside, ::testing::ValuesIn(testing_support::allEvents()));
 
-TEST_P(RetiringInside, AnEventDestroysTheConsumerAfterThatEventReturnedAndTellsNoFurtherOne) {
-  Parting& busy = fresh();
+TEST_P(ConsumerRetiredInside, AnEventIsDestroyedAfterItReturnsAndGetsNoOtherEvent) {
+  DestructorProbe& busy = fresh();
   busy.when(GetParam(), [&] {
     transport->retire(&busy);
-    EXPECT_EQ(heard->count("destroyed"), 0);
-    heard->note("returning");
+    EXPECT_EQ(eventLog->count("destroyed"), 0);
+    eventLog->note("returning");
   });
-  RawConnection remote = talkingPeer(busy);
-  ASSERT_TRUE(heard->waitsFor("destroyed"));
-  EXPECT_TRUE(remote.isEnded());
+  LoopbackSocket remote = talkingPeer(busy);
+  ASSERT_TRUE(eventLog->waitsFor("destroyed"));
+  EXPECT_TRUE(remote.waitForEnd());
   Events events = eventsUpTo(GetParam());
   events.emplace_back("returning");
-  EXPECT_EQ(heard->events(), withEnd(events));
+  EXPECT_EQ(eventLog->events(), withEnd(events));
 }
 
-TEST_P(RetiringInside, AnEventOnAnotherThreadDestroysTheConsumerAfterThatEventReturned) {
-  Parting& busy = fresh();
+TEST_P(ConsumerRetiredInside, AnEventByAnotherThreadIsDestroyedAfterItReturns) {
+  DestructorProbe& busy = fresh();
   Latch entered;
   Latch retired;
   busy.when(GetParam(), [&] {
     entered.open();
     EXPECT_TRUE(retired.waits());
-    EXPECT_EQ(heard->count("destroyed"), 0);
-    heard->note("returning");
+    EXPECT_EQ(eventLog->count("destroyed"), 0);
+    eventLog->note("returning");
   });
-  RawConnection remote = talkingPeer(busy);
+  LoopbackSocket remote = talkingPeer(busy);
   ASSERT_TRUE(entered.waits());
   transport->retire(&busy);
   retired.open();
-  ASSERT_TRUE(heard->waitsFor("destroyed"));
+  ASSERT_TRUE(eventLog->waitsFor("destroyed"));
   Events events = eventsUpTo(GetParam());
   events.emplace_back("returning");
-  EXPECT_EQ(heard->events(), withEnd(events));
+  EXPECT_EQ(eventLog->events(), withEnd(events));
 }
 
-TEST_P(RetiringInside, AnEventOfAnotherConnectionDestroysAtOnce) {
-  Parting& busy = fresh();
-  RawConnection remote = peerOf(busy);
-  ASSERT_TRUE(heard->waitsFor("onChannelUp"));
+TEST_P(ConsumerRetiredInside, AnEventOfAnotherConnectionIsDestroyedAtOnce) {
+  DestructorProbe& busy = fresh();
+  LoopbackSocket remote = peerOf(busy);
+  ASSERT_TRUE(eventLog->waitsFor("onChannelUp"));
   consumer.when(GetParam(), [&] {
     transport->retire(&busy);
-    EXPECT_EQ(heard->count("destroyed"), 1);
+    EXPECT_EQ(eventLog->count("destroyed"), 1);
   });
-  RawConnection other = talkingPeer(consumer);
+  LoopbackSocket other = talkingPeer(consumer);
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
   transport->call([] {});
-  EXPECT_EQ(heard->events(), withEnd(eventsUpTo("onChannelUp")));
+  EXPECT_EQ(eventLog->events(), withEnd(eventsUpTo("onChannelUp")));
 }
 
-TEST_P(RetiringInside, AnEventThenDestroyingTheTransportDestroysTheConsumerAfterThatEventReturned) {
-  Parting& busy = fresh();
+TEST_P(ConsumerRetiredInside, AnEventThatDestroysTheTransportIsDestroyedAfterItReturns) {
+  DestructorProbe& busy = fresh();
   busy.when(GetParam(), [&] {
     transport->retire(&busy);
     transport.reset();
-    EXPECT_EQ(heard->count("destroyed"), 0);
-    heard->note("returning");
+    EXPECT_EQ(eventLog->count("destroyed"), 0);
+    eventLog->note("returning");
   });
-  RawConnection remote = talkingPeer(busy);
-  ASSERT_TRUE(heard->waitsFor("destroyed"));
+  LoopbackSocket remote = talkingPeer(busy);
+  ASSERT_TRUE(eventLog->waitsFor("destroyed"));
   Events events = eventsUpTo(GetParam());
   events.emplace_back("returning");
-  EXPECT_EQ(heard->events(), withEnd(events));
+  EXPECT_EQ(eventLog->events(), withEnd(events));
 }
 
 }  // namespace

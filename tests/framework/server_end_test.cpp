@@ -6,8 +6,8 @@
 #include <thread>
 #include <vector>
 
-#include "descriptor_limit.h"
-#include "serving.h"
+#include "server_fixture.h"
+#include "support/descriptor_limit.h"
 
 // How a server stops, whoever goes first: itself, its transport, its worker, or those who connect.
 
@@ -20,35 +20,35 @@ using testing_support::HeldWorker;
 using testing_support::isWholeLife;
 using testing_support::Latch;
 using testing_support::loopback;
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 using testing_support::Recorder;
-using testing_support::Serving;
+using testing_support::ServerTest;
 
-TEST_F(Serving, StopsAtOnceAndTwice) {
+TEST_F(ServerTest, StopsAtOnceAndTwice) {
   listen();
   const Address address = server->address();
   EXPECT_TRUE(server->stopListening(-1));
   EXPECT_FALSE(server->is_running());
   EXPECT_TRUE(server->stopListening(-1));
-  EXPECT_THROW(RawConnection::to(address), std::system_error);
+  EXPECT_THROW(LoopbackSocket::connected(address), std::system_error);
 }
 
-TEST_F(Serving, NeedNotListenToStop) { EXPECT_TRUE(server->stopListening(-1)); }
+TEST_F(ServerTest, NeedNotListenToStop) { EXPECT_TRUE(server->stopListening(-1)); }
 
-TEST_F(Serving, ListensAgainAfterAStopAndOnTheSamePort) {
+TEST_F(ServerTest, ListensAgainAfterAStopAndOnTheSamePort) {
   listen();
   const Address address = server->address();
   ASSERT_TRUE(server->stopListening(-1));
   ASSERT_TRUE(server->startListening(address));
-  RawConnection before = peer();
+  LoopbackSocket before = peer();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   ASSERT_TRUE(server->stopListening(-1));
   ASSERT_TRUE(server->startListening(address));
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(generator.consumer(2).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, StopsInsideAHandlerOnTheWorker) {
+TEST_F(ServerTest, StopsInsideAHandlerOnTheWorker) {
   Latch stopped;
   generator.prepare = [&](Recorder& recorder) {
     recorder.when("onChannelUp", [&] {
@@ -57,14 +57,14 @@ TEST_F(Serving, StopsInsideAHandlerOnTheWorker) {
     });
   };
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   ASSERT_TRUE(stopped.waits());
   EXPECT_FALSE(server->is_running());
   remote.send("x");
   EXPECT_TRUE(generator.consumer(1).waitsForData(1));
 }
 
-TEST_F(Serving, StopsInsideTheGeneratorAndRefusesThatConnection) {
+TEST_F(ServerTest, StopsInsideTheGeneratorAndRefusesThatConnection) {
   const testing_support::LogCapture all;
   Latch stopped;
   generator.act = [&] {
@@ -72,14 +72,14 @@ TEST_F(Serving, StopsInsideTheGeneratorAndRefusesThatConnection) {
     stopped.open();
   };
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(stopped.waits());
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
   EXPECT_THAT(generator.consumer(1).events(), IsEmpty());
   EXPECT_TRUE(all.waitFor("Tovik: server: no longer listening"));
 }
 
-TEST_F(Serving, RefusesAConnectionWhoseConsumerIsRetiredInOnNewSocket) {
+TEST_F(ServerTest, RefusesAConnectionWhoseConsumerIsRetiredInOnNewSocket) {
   class GivesRetired final : public ConsumerGenerator {
    public:
     explicit GivesRetired(Transport& transport) : transport_(transport) {}
@@ -95,12 +95,12 @@ TEST_F(Serving, RefusesAConnectionWhoseConsumerIsRetiredInOnNewSocket) {
   const testing_support::LogCapture all;
   server = std::make_unique<Server>(*transport, Protocol::tcp, &retiring, "server", false, nullptr, nullptr);
   listen();
-  EXPECT_TRUE(peer().isEnded());
+  EXPECT_TRUE(peer().waitForEnd());
   EXPECT_TRUE(all.waitFor("Tovik: server: the consumer of server is retired"));
   server.reset();
 }
 
-TEST_F(Serving, IsDestroyedInsideAHandlerOnTheWorker) {
+TEST_F(ServerTest, IsDestroyedInsideAHandlerOnTheWorker) {
   Latch destroyed;
   generator.prepare = [&](Recorder& recorder) {
     recorder.when("onChannelUp", [&] {
@@ -109,44 +109,44 @@ TEST_F(Serving, IsDestroyedInsideAHandlerOnTheWorker) {
     });
   };
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   ASSERT_TRUE(destroyed.waits());
   remote.send("x");
   EXPECT_TRUE(generator.consumer(1).waitsForData(1));
 }
 
-TEST_F(Serving, IsDestroyedInsideTheGenerator) {
+TEST_F(ServerTest, IsDestroyedInsideTheGenerator) {
   Latch destroyed;
   generator.act = [&] {
     server.reset();
     destroyed.open();
   };
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(destroyed.waits());
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
 }
 
-TEST_F(Serving, LetsAcceptedConnectionsGoOnAfterItsEnd) {
+TEST_F(ServerTest, KeepsAcceptedConnectionsAfterItsEnd) {
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   server.reset();
   remote.send("x");
   EXPECT_TRUE(generator.consumer(1).waitsForData(1));
 }
 
-TEST_F(Serving, EndsConnectionsThatHaveNoConsumerYetWhenItStops) {
+TEST_F(ServerTest, EndsConnectionsThatHaveNoConsumerYetWhenItStops) {
   auto held = std::make_unique<HeldWorker>(*transport);
   listen();
-  RawConnection waiting = peer();
+  LoopbackSocket waiting = peer();
   ASSERT_TRUE(server->stopListening(-1));
   held.reset();
-  EXPECT_TRUE(waiting.isEnded());
+  EXPECT_TRUE(waiting.waitForEnd());
   EXPECT_THAT(generator.consumers(), IsEmpty());
 }
 
-TEST_F(Serving, WaitsForTheGeneratorThatIsBeingAskedWhenItStops) {
+TEST_F(ServerTest, WaitsForTheGeneratorThatIsBeingAskedWhenItStops) {
   Latch asked;
   Latch answered;
   std::atomic<bool> returned = false;
@@ -156,7 +156,7 @@ TEST_F(Serving, WaitsForTheGeneratorThatIsBeingAskedWhenItStops) {
     returned = true;
   };
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   ASSERT_TRUE(asked.waits());
   std::thread answerer([&] { answered.open(); });
   EXPECT_TRUE(server->stopListening(-1));
@@ -166,9 +166,9 @@ TEST_F(Serving, WaitsForTheGeneratorThatIsBeingAskedWhenItStops) {
   EXPECT_THAT(generator.consumers(), SizeIs(1));
 }
 
-TEST_F(Serving, OutlivesTheTransport) {
+TEST_F(ServerTest, OutlivesTheTransport) {
   listen();
-  RawConnection before = peer();
+  LoopbackSocket before = peer();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   transport.reset();
   EXPECT_TRUE(isWholeLife(generator.consumer(1).events()));
@@ -179,9 +179,9 @@ TEST_F(Serving, OutlivesTheTransport) {
   EXPECT_THAT(generator.consumers(), SizeIs(1));
 }
 
-TEST_F(Serving, OutlivesTheWorker) {
+TEST_F(ServerTest, OutlivesTheWorker) {
   {
-    const testing_support::Dispatcher passing("passing");
+    const testing_support::ScopedDispatcher passing("passing");
     Transport own(passing.get(), Traits(), nullptr, nullptr, std::tr1::function<void(WorkerThread*)>(), "own");
     server = serverWith(own);
     listen();
@@ -191,30 +191,30 @@ TEST_F(Serving, OutlivesTheWorker) {
   EXPECT_TRUE(server->stopListening(-1));
 }
 
-TEST_F(Serving, MayBeDestroyedAtAnyMomentWhileConnectionsArrive) {
+TEST_F(ServerTest, MayBeDestroyedAtAnyMomentWhileConnectionsArrive) {
   for (int round = 0; round < 200; ++round) {
     listen();
-    RawConnection first = peer();
-    RawConnection second = peer();
+    LoopbackSocket first = peer();
+    LoopbackSocket second = peer();
     for (int i = 0; i < round * 5; ++i) std::this_thread::yield();
     server = serverWith(*transport);
     EXPECT_TRUE(transport->deactivateAllConduits(-1));
-    first.receiveAll();
-    second.receiveAll();
+    first.receiveToEnd();
+    second.receiveToEnd();
   }
   for (const Recorder* const recorder : generator.consumers())
     EXPECT_TRUE(recorder->events().empty() || isWholeLife(recorder->events()));
 }
 
-TEST_F(Serving, MayLoseItsTransportAtAnyMomentWhileConnectionsArrive) {
+TEST_F(ServerTest, MayLoseItsTransportAtAnyMomentWhileConnectionsArrive) {
   for (int round = 0; round < 100; ++round) {
     listen();
-    RawConnection first = peer();
-    RawConnection second = peer();
+    LoopbackSocket first = peer();
+    LoopbackSocket second = peer();
     for (int i = 0; i < round * 10; ++i) std::this_thread::yield();
     transport.reset();
     server.reset();
-    EXPECT_EQ(first.receiveAll() + second.receiveAll(), "");
+    EXPECT_EQ(first.receiveToEnd() + second.receiveToEnd(), "");
     transport = std::make_unique<Transport>(dispatcher.get(), Traits(), nullptr, nullptr,
                                             std::tr1::function<void(WorkerThread*)>(), "transport");
     server = serverWith(*transport);
@@ -223,21 +223,21 @@ TEST_F(Serving, MayLoseItsTransportAtAnyMomentWhileConnectionsArrive) {
     EXPECT_TRUE(recorder->events().empty() || isWholeLife(recorder->events()));
 }
 
-TEST_F(Serving, ThatRunsOutOfDescriptorsStopsAllTheSame) {
+TEST_F(ServerTest, StopsAfterRunningOutOfDescriptors) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   listen();
-  RawConnection remote = RawConnection::unconnected();
+  LoopbackSocket remote = LoopbackSocket::unconnected();
   const testing_support::NoMoreDescriptors none;
   remote.connect(server->address());
   ASSERT_TRUE(log.waitFor("Tovik: server: accept on " + server->address().printInet() + ": Too many open files"));
   EXPECT_TRUE(server->stopListening(-1));
-  EXPECT_TRUE(remote.isEnded());
+  EXPECT_TRUE(remote.waitForEnd());
 }
 
-TEST_F(Serving, ListensAgainRightAfterRunningOutOfDescriptors) {
+TEST_F(ServerTest, ListensAgainRightAfterRunningOutOfDescriptors) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   listen();
-  RawConnection remote = RawConnection::unconnected();
+  LoopbackSocket remote = LoopbackSocket::unconnected();
   {
     const testing_support::NoMoreDescriptors none;
     remote.connect(server->address());
@@ -245,11 +245,11 @@ TEST_F(Serving, ListensAgainRightAfterRunningOutOfDescriptors) {
   }
   EXPECT_TRUE(server->stopListening(-1));
   listen();
-  RawConnection next = peer();
+  LoopbackSocket next = peer();
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, FailsToStopInTimeWhileItIsHeld) {
+TEST_F(ServerTest, FailsToStopInTimeWhileItIsHeld) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   listen();
   Latch held;
@@ -259,7 +259,7 @@ TEST_F(Serving, FailsToStopInTimeWhileItIsHeld) {
     held.open();
     EXPECT_TRUE(released.waits());
   });
-  RawConnection remote = RawConnection::unconnected();
+  LoopbackSocket remote = LoopbackSocket::unconnected();
   {
     const testing_support::NoMoreDescriptors none;
     remote.connect(server->address());
@@ -275,29 +275,29 @@ TEST_F(Serving, FailsToStopInTimeWhileItIsHeld) {
   listen();
 }
 
-TEST_F(Serving, IsKilledAndStoppedAndListensAgain) {
+TEST_F(ServerTest, IsKilledAndStoppedAndListensAgain) {
   listen();
   server->kill();
   EXPECT_FALSE(server->is_running());
   EXPECT_TRUE(server->stopListening(-1));
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, KeepsThemWaitingWhileItIsStoppedAndNotStarted) {
+TEST_F(ServerTest, KeepsThemWaitingWhileItIsStoppedAndNotStarted) {
   EXPECT_EQ(server->start().message, "server is not listening");
   listen();
   EXPECT_EQ(server->start().message, "server is already running");
   server->kill();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   transport->call([] {});
   EXPECT_THAT(generator.consumers(), IsEmpty());
   EXPECT_TRUE(server->start());
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, EndsWithItsTransportLikeEveryOtherOfIt) {
+TEST_F(ServerTest, EndsWithItsTransportLikeEveryOtherOfIt) {
   std::vector<std::unique_ptr<Server>> servers;
   for (int i = 0; i < 20; ++i) {
     servers.push_back(serverWith(*transport));
@@ -306,7 +306,7 @@ TEST_F(Serving, EndsWithItsTransportLikeEveryOtherOfIt) {
   transport.reset();
   for (const auto& each : servers) {
     EXPECT_FALSE(each->is_running());
-    EXPECT_THROW(RawConnection::to(each->address()), std::system_error);
+    EXPECT_THROW(LoopbackSocket::connected(each->address()), std::system_error);
   }
 }
 

@@ -14,10 +14,10 @@
 #include <thread>
 #include <utility>
 
-#include "descriptor_limit.h"
 #include "placed_transport.h"
-#include "serving.h"
+#include "server_fixture.h"
 #include "socket_option.h"
+#include "support/descriptor_limit.h"
 #include "support/leftovers.h"
 #include "support/rest.h"
 
@@ -29,28 +29,28 @@ using testing_support::Events;
 using testing_support::HeldWorker;
 using testing_support::Latch;
 using testing_support::loopback;
+using testing_support::LoopbackSocket;
 using testing_support::optionOf;
-using testing_support::RawConnection;
 using testing_support::Recorder;
-using testing_support::Serving;
+using testing_support::ServerTest;
 
-TEST_F(Serving, ListensOnAPortOfTheSystemsChoice) {
+TEST_F(ServerTest, ListensOnAPortOfTheSystemsChoice) {
   listen();
   EXPECT_NE(server->address().port(), 0);
   EXPECT_EQ(server->address(), loopback(server->address().port()));
   EXPECT_TRUE(server->is_running());
 }
 
-TEST_F(Serving, ListensOnThePortGiven) {
-  const unsigned short port = testing_support::refusingPlace().port();
+TEST_F(ServerTest, ListensOnThePortGiven) {
+  const unsigned short port = testing_support::refusingAddress().port();
   ASSERT_TRUE(server->startListening(loopback(port)));
   EXPECT_EQ(server->address(), loopback(port));
 }
 
-TEST_F(Serving, HandsEachConnectionToTheGeneratorsConsumer) {
+TEST_F(ServerTest, HandsEachConnectionToTheGeneratorsConsumer) {
   listen();
-  RawConnection first = peer();
-  RawConnection second = peer();
+  LoopbackSocket first = peer();
+  LoopbackSocket second = peer();
   first.send("1");
   ASSERT_TRUE(generator.consumer(1).waitsForData(1));
   second.send("22");
@@ -59,9 +59,9 @@ TEST_F(Serving, HandsEachConnectionToTheGeneratorsConsumer) {
   EXPECT_EQ(generator.consumer(2).data(), "22");
 }
 
-TEST_F(Serving, TellsEveryEventOnceAndInOrder) {
+TEST_F(ServerTest, DeliversEveryEventOnceAndInOrder) {
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("x");
   remote.close();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onConduitInactive"));
@@ -70,7 +70,7 @@ TEST_F(Serving, TellsEveryEventOnceAndInOrder) {
                     "onChannelDown peer", "onConduitInactive"}));
 }
 
-TEST_F(Serving, ConnectionsKnowTheirNameAndAddresses) {
+TEST_F(ServerTest, ConnectionsKnowTheirNameAndAddresses) {
   std::string name;
   Address local(0);
   Address remote(0);
@@ -82,45 +82,45 @@ TEST_F(Serving, ConnectionsKnowTheirNameAndAddresses) {
     });
   };
   listen();
-  RawConnection connection = peer();
+  LoopbackSocket connection = peer();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   transport->call([] {});
   EXPECT_EQ(name, "server");
   EXPECT_EQ(local, server->address());
-  EXPECT_EQ(remote, connection.localAddress());
+  EXPECT_EQ(remote, connection.address());
 }
 
-TEST_F(Serving, RefusesWhatTheGeneratorHasNoConsumerFor) {
+TEST_F(ServerTest, RefusesWhatTheGeneratorHasNoConsumerFor) {
   generator.refuses = true;
   listen();
-  EXPECT_TRUE(peer().isEnded());
-  EXPECT_TRUE(peer().isEnded());
+  EXPECT_TRUE(peer().waitForEnd());
+  EXPECT_TRUE(peer().waitForEnd());
 }
 
-TEST_F(Serving, LogsAnExceptionOfTheGeneratorAndGoesOn) {
+TEST_F(ServerTest, LogsAnExceptionOfTheGeneratorAndGoesOn) {
   generator.act = [] { throw std::runtime_error("boom"); };
   listen();
-  EXPECT_TRUE(peer().isEnded());
+  EXPECT_TRUE(peer().waitForEnd());
   EXPECT_TRUE(log.waitFor("Tovik: server: exception in a handler: boom"));
   transport->call([this] { generator.act = nullptr; });
-  RawConnection next = peer();
+  LoopbackSocket next = peer();
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, LogsAnExceptionOfOnNewSocketAndGoesOn) {
+TEST_F(ServerTest, LogsAnExceptionOfOnNewSocketAndGoesOn) {
   generator.prepare = [](Recorder& recorder) {
     recorder.socketAct = [](Socket& /*socket*/) { throw std::runtime_error("boom"); };
   };
   listen();
-  EXPECT_TRUE(peer().isEnded());
+  EXPECT_TRUE(peer().waitForEnd());
   EXPECT_TRUE(log.waitFor("Tovik: server: exception in a handler: boom"));
   EXPECT_THAT(generator.consumer(1).events(), IsEmpty());
   transport->call([this] { generator.prepare = nullptr; });
-  RawConnection next = peer();
+  LoopbackSocket next = peer();
   EXPECT_TRUE(generator.consumer(2).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, LogsAnExceptionOfRunAndGoesOn) {
+TEST_F(ServerTest, LogsAnExceptionOfRunAndGoesOn) {
   class ThrowsOnce final : public Server {
    public:
     using Server::Server;
@@ -135,24 +135,24 @@ TEST_F(Serving, LogsAnExceptionOfRunAndGoesOn) {
   };
   server = std::make_unique<ThrowsOnce>(*transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   EXPECT_TRUE(log.waitFor("Tovik: server: exception in a handler: boom"));
 }
 
-TEST_F(Serving, ListensOnlyOnceAtATime) {
+TEST_F(ServerTest, ListensOnlyOnceAtATime) {
   listen();
   const Address address = server->address();
   const Result again = server->startListening(loopback());
   EXPECT_FALSE(again);
   EXPECT_EQ(again.message, "already listening on " + address.printInet());
   EXPECT_EQ(server->address(), address);
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, FailsWithTheAddressWhereAnotherListens) {
-  const testing_support::RawListener other;
+TEST_F(ServerTest, FailsWithTheAddressWhereAnotherListens) {
+  const testing_support::LoopbackSocket other = testing_support::LoopbackSocket::listening();
   const Result result = server->startListening(other.address());
   EXPECT_FALSE(result);
   EXPECT_EQ(result.message, "listen on " + other.address().printInet() + ": Address already in use");
@@ -160,7 +160,7 @@ TEST_F(Serving, FailsWithTheAddressWhereAnotherListens) {
   listen();
 }
 
-TEST_F(Serving, FailsWithTheAddressThatIsNotOurs) {
+TEST_F(ServerTest, FailsWithTheAddressThatIsNotOurs) {
   Address foreign(0);
   ASSERT_TRUE(foreign.set_host("192.0.2.1"));
   const Result result = server->startListening(foreign);
@@ -168,7 +168,7 @@ TEST_F(Serving, FailsWithTheAddressThatIsNotOurs) {
   EXPECT_EQ(result.message, "listen on 192.0.2.1:0: Cannot assign requested address");
 }
 
-TEST_F(Serving, FailsWithoutDescriptorsAndListensLater) {
+TEST_F(ServerTest, FailsWithoutDescriptorsAndListensLater) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   {
     const testing_support::NoMoreDescriptors none;
@@ -177,10 +177,10 @@ TEST_F(Serving, FailsWithoutDescriptorsAndListensLater) {
   listen();
 }
 
-TEST_F(Serving, ThatRunsOutOfDescriptorsLogsAndAcceptsWhenSomeAreFree) {
+TEST_F(ServerTest, LogsThatDescriptorsRanOutAndAcceptsWhenSomeAreFree) {
   if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
   listen();
-  RawConnection remote = RawConnection::unconnected();
+  LoopbackSocket remote = LoopbackSocket::unconnected();
   {
     const testing_support::NoMoreDescriptors none;
     remote.connect(server->address());
@@ -191,7 +191,7 @@ TEST_F(Serving, ThatRunsOutOfDescriptorsLogsAndAcceptsWhenSomeAreFree) {
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
-TEST_F(Serving, AcceptsOnTheWorkerAndOnNoThreadOfItsOwn) {
+TEST_F(ServerTest, AcceptsOnTheWorkerAndOnNoThreadOfItsOwn) {
   std::thread::id worker;
   std::thread::id asked;
   transport->call([&] { worker = std::this_thread::get_id(); });
@@ -199,7 +199,7 @@ TEST_F(Serving, AcceptsOnTheWorkerAndOnNoThreadOfItsOwn) {
   const testing_support::Held before = testing_support::heldNow();
   listen();
   EXPECT_EQ(testing_support::heldNow().threads, before.threads);
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   ASSERT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
   EXPECT_EQ(asked, worker);
 }
@@ -212,11 +212,11 @@ class StartNoted final : public ThreadCallbacks {
 };
 
 // A connection that waited before its transport's first turn was served without it.
-TEST_F(Serving, AsksTheGeneratorAfterTheTransportHasBegun) {
+TEST_F(ServerTest, AsksTheGeneratorAfterTheTransportHasBegun) {
   const testing_support::PlacedTransport placed(dispatcher.get());
   StartNoted callbacks;
   std::unique_ptr<Transport> fresh;
-  RawConnection remote;
+  LoopbackSocket remote;
   bool startedBefore = false;
   generator.act = [&] { startedBefore = callbacks.started; };
   // In a turn of its own, so that the next one finds the connection before it runs the transport's.
@@ -233,7 +233,7 @@ TEST_F(Serving, AsksTheGeneratorAfterTheTransportHasBegun) {
   fresh.reset();
 }
 
-TEST_F(Serving, WaitsForAConnectionNoLongerThanTheLimit) {
+TEST_F(ServerTest, WaitsForAConnectionNoLongerThanTheLimit) {
   const HeldWorker held(*transport);
   listen();
   Socket connection;
@@ -242,10 +242,10 @@ TEST_F(Serving, WaitsForAConnectionNoLongerThanTheLimit) {
   const Result none = server->waitForConnection(connection, remote, local, 1);
   EXPECT_FALSE(none);
   EXPECT_EQ(none.message, "no connection on " + server->address().printInet() + " in time");
-  RawConnection arriving = peer();
+  LoopbackSocket arriving = peer();
   EXPECT_TRUE(server->waitForConnection(connection, remote, local, 30'000));
   EXPECT_TRUE(connection.isOpen());
-  EXPECT_EQ(remote, arriving.localAddress());
+  EXPECT_EQ(remote, arriving.address());
   EXPECT_EQ(local, server->address());
   server->stop();
   EXPECT_EQ(server->waitForConnection(connection, remote, local, -1).message,
@@ -255,7 +255,7 @@ TEST_F(Serving, WaitsForAConnectionNoLongerThanTheLimit) {
 std::atomic<bool> interrupted{false};
 
 // It gave up at any signal.
-TEST_F(Serving, GoesOnWaitingForAConnectionAfterASignal) {
+TEST_F(ServerTest, GoesOnWaitingForAConnectionAfterASignal) {
   const HeldWorker held(*transport);
   listen();
   struct sigaction action {};
@@ -272,13 +272,13 @@ TEST_F(Serving, GoesOnWaitingForAConnectionAfterASignal) {
   EXPECT_TRUE(testing_support::othersComeToRest([] { return true; }));
   EXPECT_EQ(::pthread_kill(waiting.native_handle(), SIGUSR1), 0);
   EXPECT_TRUE(testing_support::othersComeToRest([] { return interrupted.load(); }));
-  RawConnection arriving = peer();
+  LoopbackSocket arriving = peer();
   waiting.join();
   EXPECT_TRUE(result) << result.message;
   EXPECT_EQ(::sigaction(SIGUSR1, &before, nullptr), 0);
 }
 
-TEST_F(Serving, GivesAcceptedSocketsItsOptionsBeforeTheConsumerIsTold) {
+TEST_F(ServerTest, AppliesItsOptionsToAcceptedSocketsBeforeOnNewSocket) {
   SocketOptions options;
   options.send_buffer_bytes = 40'000;
   server = serverWith(*transport, true, nullptr, &options);
@@ -294,12 +294,12 @@ TEST_F(Serving, GivesAcceptedSocketsItsOptionsBeforeTheConsumerIsTold) {
     };
   };
   listen();
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   EXPECT_TRUE(told.waits());
   server.reset();
 }
 
-TEST_F(Serving, TellsItsCallbackOfTheListeningSocketOnTheCallingThread) {
+TEST_F(ServerTest, NotifiesItsCallbackOfTheListeningSocketOnTheCallingThread) {
   class Told final : public SocketCreationCallback {
    public:
     void onNewSocket(Socket& socket) override {
@@ -318,7 +318,7 @@ TEST_F(Serving, TellsItsCallbackOfTheListeningSocketOnTheCallingThread) {
   server.reset();
 }
 
-TEST_F(Serving, ListensOnASocketOfTheFactory) {
+TEST_F(ServerTest, ListensOnASocketOfTheFactory) {
   class OwnSockets final : public Factory {
    public:
     Result makeSocket(Protocol protocol, Socket& socket) override {
@@ -331,14 +331,14 @@ TEST_F(Serving, ListensOnASocketOfTheFactory) {
     Transport own(dispatcher.get(), Traits(), nullptr, &factory, std::tr1::function<void(WorkerThread*)>(), "own");
     server = serverWith(own);
     listen();
-    RawConnection remote = peer();
+    LoopbackSocket remote = peer();
     EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
     EXPECT_EQ(factory.made, 1);
     server.reset();
   }
 }
 
-TEST_F(Serving, KeepsItsNameAndPrintsAsAThread) {
+TEST_F(ServerTest, KeepsItsNameAndPrintsAsAThread) {
   EXPECT_EQ(server->name(), "server");
   std::ostringstream text;
   server->print(text);

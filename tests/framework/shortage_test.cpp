@@ -4,19 +4,19 @@
 #include <chrono>
 #include <string>
 
-#include "descriptor_limit.h"
 #include "placed_transport.h"
-#include "serving.h"
+#include "server_fixture.h"
+#include "support/descriptor_limit.h"
 #include "support/rest.h"
 
 namespace tovik {
 namespace {
 
+using testing_support::LoopbackSocket;
 using testing_support::PlacedTransport;
-using testing_support::RawConnection;
 
 /// A server in a process without free descriptors: one connection waits, and each attempt to accept it is logged.
-class Shortage : public testing_support::Serving {
+class Shortage : public testing_support::ServerTest {
  protected:
   void SetUp() override {
     if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
@@ -37,7 +37,7 @@ class Shortage : public testing_support::Serving {
 
   static constexpr std::chrono::milliseconds pause{100};
   PlacedTransport placed{dispatcher.get()};
-  RawConnection waiting = RawConnection::unconnected();
+  LoopbackSocket waiting = LoopbackSocket::unconnected();
 };
 
 // The connection still waits: without a pause every turn would try again.

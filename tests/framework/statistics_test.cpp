@@ -7,11 +7,12 @@
 #include <thread>
 
 #include "connections.h"
+#include "unanswered_address.h"
 
 namespace tovik {
 namespace {
 
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 
 class Statistics : public testing_support::Connections {
  protected:
@@ -25,7 +26,7 @@ TEST_F(Statistics, AreZeroBeforeTheFirstConnection) {
 }
 
 TEST_F(Statistics, CountAConnectionAndItsBytesUntilThePeerEndsIt) {
-  RawConnection connection = peerWhenUp();
+  LoopbackSocket connection = peerWhenUp();
   connection.send("hello");
   ASSERT_TRUE(consumer.waitsForData(5));
   EXPECT_EQ(figures().started, 1U);
@@ -40,13 +41,13 @@ TEST_F(Statistics, CountAConnectionAndItsBytesUntilThePeerEndsIt) {
   EXPECT_EQ(figures().open(), 0U);
 }
 
-TEST_F(Statistics, TellWhatThisSideEndedFromWhatFailed) {
-  RawConnection kept = peerWhenUp();
+TEST_F(Statistics, DistinguishWhatThisSideEndedFromWhatFailed) {
+  LoopbackSocket kept = peerWhenUp();
   consumer.channel()->bringDown();
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
   EXPECT_EQ(figures().ended_here, 1U);
   auto& second = another();
-  RawConnection broken = peerOf(second);
+  LoopbackSocket broken = peerOf(second);
   ASSERT_TRUE(second.waitsFor("onChannelUp"));
   broken.reset();
   ASSERT_TRUE(second.waitsFor("onConduitInactive"));
@@ -57,7 +58,7 @@ TEST_F(Statistics, TellWhatThisSideEndedFromWhatFailed) {
 }
 
 TEST_F(Statistics, CountAConnectionThatNeverComesUp) {
-  const testing_support::MutePlace mute;
+  const testing_support::UnansweredAddress mute;
   ASSERT_TRUE(connect(*transport, consumer, mute.address(), 1));
   clock.advance(std::chrono::milliseconds(1), *transport);
   ASSERT_TRUE(consumer.waitsFor("onConduitInactive"));
@@ -77,14 +78,14 @@ TEST_F(Statistics, CountAConnectionThatEndsBeforeItsFirstTurn) {
 }
 
 TEST_F(Statistics, DoNotCountAConnectionThatIsRefusedAtOnce) {
-  EXPECT_FALSE(connect(*transport, consumer, testing_support::refusingPlace()));
+  EXPECT_FALSE(connect(*transport, consumer, testing_support::refusingAddress()));
   transport->call([] {});
   EXPECT_EQ(figures().started + figures().failed, 0U);
 }
 
 TEST_F(Statistics, CountWhatTheWorkerSendsAndWhatAnyOtherThreadSends) {
   consumer.when("onChannelUp", [this] { consumer.channel()->send("abc", 3); });
-  RawConnection connection = peerWhenUp();
+  LoopbackSocket connection = peerWhenUp();
   EXPECT_EQ(figures().bytes_out, 3U);
   consumer.channel()->send("defgh", 5);
   EXPECT_EQ(figures().bytes_out, 8U);
@@ -93,7 +94,7 @@ TEST_F(Statistics, CountWhatTheWorkerSendsAndWhatAnyOtherThreadSends) {
 
 TEST_F(Statistics, CountWhatTheKernelTakesOnlyLaterAndMayBeReadMeanwhile) {
   const std::string large(16 << 20, 'x');
-  RawConnection connection = peerWhenUp();
+  LoopbackSocket connection = peerWhenUp();
   std::atomic<bool> done = false;
   bool everMore = false;
   std::thread reader([&] {

@@ -9,8 +9,8 @@
 #include <thread>
 
 #include "connections.h"
-#include "latch.h"
-#include "serving.h"
+#include "server_fixture.h"
+#include "support/latch.h"
 
 namespace tovik {
 namespace {
@@ -20,7 +20,7 @@ using testing_support::eventsEndedIn;
 using testing_support::HeldWorker;
 using testing_support::isWholeLife;
 using testing_support::Latch;
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 using testing_support::Recorder;
 
 /// A connection that lives through all its events, the last of them by the peer's doing; the parameter names the event
@@ -33,11 +33,11 @@ class InsideEvent : public testing_support::Connections, public ::testing::WithP
       act();
       done.open();
     });
-    RawConnection remote = peer();
+    LoopbackSocket remote = peer();
     sendQuietly(remote);
     if (isOneOfTheLast()) remote.shutdownSending();
     EXPECT_TRUE(done.waits());
-    EXPECT_TRUE(remote.isEnded());
+    EXPECT_TRUE(remote.waitForEnd());
   }
 
   /// Runs the act on this thread while the event is being handled.
@@ -48,7 +48,7 @@ class InsideEvent : public testing_support::Connections, public ::testing::WithP
       entered.open();
       EXPECT_TRUE(acting.waits());
     });
-    RawConnection remote = peer();
+    LoopbackSocket remote = peer();
     sendQuietly(remote);
     if (isOneOfTheLast()) remote.shutdownSending();
     ASSERT_TRUE(entered.waits());
@@ -62,7 +62,7 @@ class InsideEvent : public testing_support::Connections, public ::testing::WithP
 
  private:
   /// The other side may have ended the connection before it was even accepted.
-  static void sendQuietly(RawConnection& remote) {
+  static void sendQuietly(LoopbackSocket& remote) {
     try {
       remote.send("x");
     } catch (const std::system_error&) {
@@ -72,7 +72,7 @@ class InsideEvent : public testing_support::Connections, public ::testing::WithP
 
 INSTANTIATE_TEST_SUITE_P(Each, InsideEvent, ::testing::ValuesIn(testing_support::allEvents()));
 
-TEST_P(InsideEvent, DeactivatingTellsTheRestBeforeItReturns) {
+TEST_P(InsideEvent, DeactivatingDeliversTheRemainingEventsBeforeItReturns) {
   Events told;
   actInEvent([&] {
     EXPECT_TRUE(transport->deactivateAllConduits(-1));
@@ -85,7 +85,7 @@ TEST_P(InsideEvent, DeactivatingTellsTheRestBeforeItReturns) {
 
 TEST_P(InsideEvent, DeactivatingEndsTheOtherConnectionsToo) {
   Recorder& other = another();
-  RawConnection otherPeer = peerOf(other);
+  LoopbackSocket otherPeer = peerOf(other);
   ASSERT_TRUE(other.waitsFor("onChannelUp"));
   bool othersTold = false;
   actInEvent([&] {
@@ -95,7 +95,7 @@ TEST_P(InsideEvent, DeactivatingEndsTheOtherConnectionsToo) {
   EXPECT_TRUE(othersTold);
 }
 
-TEST_P(InsideEvent, DestroyingTheTransportTellsTheRestBeforeItReturns) {
+TEST_P(InsideEvent, DestroyingTheTransportDeliversTheRemainingEventsBeforeItReturns) {
   Events told;
   actInEvent([&] {
     transport.reset();
@@ -106,7 +106,7 @@ TEST_P(InsideEvent, DestroyingTheTransportTellsTheRestBeforeItReturns) {
 
 TEST_P(InsideEvent, DestroyingTheTransportEndsTheOtherConnectionsToo) {
   Recorder& other = another();
-  RawConnection otherPeer = peerOf(other);
+  LoopbackSocket otherPeer = peerOf(other);
   ASSERT_TRUE(other.waitsFor("onChannelUp"));
   bool othersTold = false;
   actInEvent([&] {
@@ -144,13 +144,13 @@ TEST_P(InsideEvent, DestroyingTheTransportOnAnotherThreadWaitsForTheRest) {
   });
 }
 
-TEST_P(InsideEvent, AnotherConnectionMayBegin) {
+TEST_P(InsideEvent, AnotherConnectionMayBeStarted) {
   Recorder& next = another();
   consumer.when(GetParam(), [&] { EXPECT_TRUE(connect(*transport, next, listener.address())); });
-  RawConnection first = peer();
+  LoopbackSocket first = peer();
   first.send("x");
   first.shutdownSending();
-  RawConnection second = listener.accept();
+  LoopbackSocket second = listener.accept();
   second.send("y");
   EXPECT_TRUE(next.waitsForData(1));
   EXPECT_TRUE(consumer.waitsFor("onConduitInactive"));
@@ -158,12 +158,12 @@ TEST_P(InsideEvent, AnotherConnectionMayBegin) {
 
 class Teardown : public testing_support::Connections {};
 
-TEST_F(Teardown, OfManyConnectionsTellsEachConsumer) {
-  std::deque<RawConnection> remotes;
+TEST_F(Teardown, OfManyConnectionsNotifiesEachConsumer) {
+  std::deque<LoopbackSocket> remotes;
   for (int i = 0; i < 20; ++i) remotes.push_back(peerOf(another()));
   EXPECT_TRUE(transport->deactivateAllConduits(-1));
   for (const auto& recorder : others) EXPECT_TRUE(isWholeLife(recorder.events()));
-  for (auto& remote : remotes) EXPECT_TRUE(remote.isEnded());
+  for (auto& remote : remotes) EXPECT_TRUE(remote.waitForEnd());
 }
 
 TEST_F(Teardown, OfNothingIsDoneAtOnce) {
@@ -171,28 +171,28 @@ TEST_F(Teardown, OfNothingIsDoneAtOnce) {
   EXPECT_TRUE(transport->deactivateAllConduits(0) || transport->deactivateAllConduits(30'000));
 }
 
-TEST_F(Teardown, LeavesTheTransportFitForNewConnections) {
-  RawConnection first = peerOf(another());
+TEST_F(Teardown, LeavesTheTransportUsable) {
+  LoopbackSocket first = peerOf(another());
   EXPECT_TRUE(transport->deactivateAllConduits(-1));
-  RawConnection second = peerWhenUp();
+  LoopbackSocket second = peerWhenUp();
   second.send("x");
   EXPECT_TRUE(consumer.waitsForData(1));
 }
 
-TEST_F(Teardown, LeavesAloneWhatIsBegunWhileItTells) {
+TEST_F(Teardown, DoesNotAffectConnectionsStartedDuringItsEvents) {
   Recorder& successor = another();
   consumer.when("onConduitInactive", [&] { EXPECT_TRUE(connect(*transport, successor, listener.address())); });
-  RawConnection first = peerWhenUp();
+  LoopbackSocket first = peerWhenUp();
   EXPECT_TRUE(transport->deactivateAllConduits(-1));
-  RawConnection second = listener.accept();
+  LoopbackSocket second = listener.accept();
   second.send("x");
   EXPECT_TRUE(successor.waitsForData(1));
 }
 
-TEST_F(Teardown, LeavesConnectionsAloneThatSeveralStartInTheirLastEvent) {
+TEST_F(Teardown, DoesNotAffectConnectionsThatSeveralConsumersStartInTheirLastEvent) {
   constexpr unsigned long count = 5;
   std::deque<Recorder*> successors;
-  std::deque<RawConnection> firsts;
+  std::deque<LoopbackSocket> firsts;
   for (unsigned long i = 0; i < count; ++i) successors.push_back(&another());
   for (Recorder* const successor : successors) {
     Recorder& ending = another();
@@ -202,52 +202,52 @@ TEST_F(Teardown, LeavesConnectionsAloneThatSeveralStartInTheirLastEvent) {
   }
   EXPECT_TRUE(transport->deactivateAllConduits(-1));
   for (unsigned long i = count; i < others.size(); ++i) EXPECT_TRUE(isWholeLife(others[i].events()));
-  for (auto& first : firsts) EXPECT_TRUE(first.isEnded());
+  for (auto& first : firsts) EXPECT_TRUE(first.waitForEnd());
   for (Recorder* const successor : successors) {
-    RawConnection second = listener.accept();
+    LoopbackSocket second = listener.accept();
     second.send("x");
     EXPECT_TRUE(successor->waitsFor("data"));
     EXPECT_EQ(successor->events().back(), "data");
   }
 }
 
-TEST_F(Teardown, OnTheWorkerLeavesTheConnectionAloneThatTheFirstOfSeveralStarts) {
+TEST_F(Teardown, OnTheWorkerDoesNotAffectTheConnectionThatTheFirstConsumerStarts) {
   Recorder& successor = another();
   consumer.when("onConduitInactive", [&] { EXPECT_TRUE(connect(*transport, successor, listener.address())); });
-  RawConnection first = peerWhenUp();
-  std::deque<RawConnection> rest;
+  LoopbackSocket first = peerWhenUp();
+  std::deque<LoopbackSocket> rest;
   for (int i = 0; i < 4; ++i) rest.push_back(peerOf(another()));
   transport->call([&] {
     EXPECT_TRUE(transport->deactivateAllConduits(-1));
     EXPECT_EQ(successor.events(), Events());
     for (unsigned long i = 1; i < others.size(); ++i) EXPECT_TRUE(isWholeLife(others[i].events()));
   });
-  RawConnection second = listener.accept();
+  LoopbackSocket second = listener.accept();
   second.send("x");
   EXPECT_TRUE(successor.waitsFor("data"));
   EXPECT_EQ(successor.events().back(), "data");
 }
 
-TEST_F(Teardown, OfTheTransportTakesNothingNewWhileItTells) {
+TEST_F(Teardown, OfTheTransportRefusesNewConnectionsDuringItsEvents) {
   Recorder& successor = another();
   bool refused = false;
   consumer.when("onConduitInactive",
                 [&, client = std::make_shared<Client>(*transport, Protocol::tcp, successor, "late", false, nullptr)] {
                   refused = !client->setup_and_connect(listener.address(), Address(0), -1);
                 });
-  RawConnection first = peerWhenUp();
+  LoopbackSocket first = peerWhenUp();
   transport.reset();
   EXPECT_TRUE(refused);
   EXPECT_EQ(successor.events(), Events());
 }
 
-TEST_F(Teardown, ThatTheLimitCutsShortGoesOnLater) {
+TEST_F(Teardown, ContinuesAfterItsLimitHasPassed) {
   for (const int limit_ms : {0, 1}) {
     Recorder& up = another();
     Recorder& fresh = another();
-    RawConnection first = peerOf(up);
+    LoopbackSocket first = peerOf(up);
     ASSERT_TRUE(up.waitsFor("onChannelUp"));
-    RawConnection second;
+    LoopbackSocket second;
     {
       const HeldWorker held(*transport);
       second = peerOf(fresh);
@@ -262,19 +262,19 @@ TEST_F(Teardown, ThatTheLimitCutsShortGoesOnLater) {
     EXPECT_EQ(up.events(), eventsEndedIn("onChannelUp"));
     EXPECT_TRUE(fresh.waitsFor("onConduitInactive"));
     EXPECT_EQ(fresh.events(), eventsEndedIn("onChannelUp"));
-    EXPECT_TRUE(first.isEnded());
-    EXPECT_TRUE(second.isEnded());
+    EXPECT_TRUE(first.waitForEnd());
+    EXPECT_TRUE(second.waitForEnd());
   }
 }
 
-TEST_F(Teardown, WithinTheLimitIsDone) {
-  RawConnection remote = peerWhenUp();
+TEST_F(Teardown, FinishesWithinItsLimit) {
+  LoopbackSocket remote = peerWhenUp();
   EXPECT_TRUE(transport->deactivateAllConduits(30'000));
   EXPECT_TRUE(isWholeLife(consumer.events()));
 }
 
-TEST_F(Teardown, BySeveralThreadsAtOnceTellsOnce) {
-  RawConnection remote = peer();
+TEST_F(Teardown, BySeveralThreadsNotifiesOnce) {
+  LoopbackSocket remote = peer();
   std::deque<std::thread> threads;
   for (int i = 0; i < 4; ++i)
     threads.emplace_back([this] {
@@ -285,10 +285,10 @@ TEST_F(Teardown, BySeveralThreadsAtOnceTellsOnce) {
   EXPECT_TRUE(isWholeLife(consumer.events()));
 }
 
-TEST_F(Teardown, AtAnyMomentOfAConnectionsLifeTellsItWhole) {
+TEST_F(Teardown, AtAnyMomentDeliversEveryEventOfTheConnection) {
   for (int round = 0; round < 100; ++round) {
     Recorder& passing = another();
-    RawConnection remote = peerOf(passing);
+    LoopbackSocket remote = peerOf(passing);
     remote.send("x");
     remote.close();
     for (int i = 0; i < round * 20; ++i) std::this_thread::yield();

@@ -6,8 +6,8 @@
 #include <string>
 #include <thread>
 
-#include "latch.h"
-#include "leaves_nothing.h"
+#include "support/latch.h"
+#include "support/leak_check.h"
 #include "support/sanitizer.h"
 
 namespace tovik {
@@ -15,7 +15,7 @@ namespace {
 
 using testing_support::Latch;
 
-/// Runs until it is both told to stop and allowed to end.
+/// Runs until it is both asked to stop and allowed to end.
 class Runner final : public Thread {
  public:
   Runner() : Thread("runner") {}
@@ -44,7 +44,7 @@ std::string textOf(const Thread& thread) {
   return text.str();
 }
 
-class ThreadOfTheSystem : public testing_support::LeavesNothing {
+class SystemThread : public testing_support::LeakCheckedTest {
  protected:
   void begin() {
     ASSERT_TRUE(runner.start());
@@ -53,7 +53,7 @@ class ThreadOfTheSystem : public testing_support::LeavesNothing {
   Runner runner;
 };
 
-TEST_F(ThreadOfTheSystem, RunsFromStartToStop) {
+TEST_F(SystemThread, RunsFromStartToStop) {
   EXPECT_FALSE(runner.is_running());
   begin();
   EXPECT_TRUE(runner.is_running());
@@ -63,7 +63,7 @@ TEST_F(ThreadOfTheSystem, RunsFromStartToStop) {
   EXPECT_FALSE(runner.is_running());
 }
 
-TEST_F(ThreadOfTheSystem, StartsNoSecondTimeWhileItRuns) {
+TEST_F(SystemThread, DoesNotStartTwice) {
   begin();
   const Result second = runner.start();
   EXPECT_FALSE(second);
@@ -73,7 +73,7 @@ TEST_F(ThreadOfTheSystem, StartsNoSecondTimeWhileItRuns) {
   EXPECT_EQ(runner.runs, 1);
 }
 
-TEST_F(ThreadOfTheSystem, StartsAgainAfterItsEnd) {
+TEST_F(SystemThread, StartsAgainAfterItsEnd) {
   runner.mayEnd.open();
   begin();
   runner.kill();
@@ -82,7 +82,7 @@ TEST_F(ThreadOfTheSystem, StartsAgainAfterItsEnd) {
   EXPECT_EQ(runner.runs, 2);
 }
 
-TEST_F(ThreadOfTheSystem, StartsAgainAfterItsEndThatNobodyWaitedFor) {
+TEST_F(SystemThread, StartsAgainAfterAnEndThatNobodyJoined) {
   runner.mayEnd.open();
   begin();
   runner.stop();
@@ -92,7 +92,7 @@ TEST_F(ThreadOfTheSystem, StartsAgainAfterItsEndThatNobodyWaitedFor) {
   EXPECT_EQ(runner.runs, 2);
 }
 
-TEST_F(ThreadOfTheSystem, IsNotWaitedForLongerThanTheLimit) {
+TEST_F(SystemThread, IsNotWaitedForLongerThanTheLimit) {
   begin();
   EXPECT_FALSE(runner.join(0));
   runner.stop();
@@ -102,12 +102,12 @@ TEST_F(ThreadOfTheSystem, IsNotWaitedForLongerThanTheLimit) {
   EXPECT_TRUE(runner.join(30'000));
 }
 
-TEST_F(ThreadOfTheSystem, IsJoinedWhenItNeverStarted) {
+TEST_F(SystemThread, IsJoinedWhenItNeverStarted) {
   EXPECT_TRUE(runner.join(-1));
   EXPECT_TRUE(runner.join(0));
 }
 
-TEST_F(ThreadOfTheSystem, IsJoinedTwice) {
+TEST_F(SystemThread, IsJoinedTwice) {
   runner.mayEnd.open();
   begin();
   runner.kill();
@@ -115,25 +115,25 @@ TEST_F(ThreadOfTheSystem, IsJoinedTwice) {
   EXPECT_TRUE(runner.join(0));
 }
 
-TEST_F(ThreadOfTheSystem, CannotJoinItself) {
+TEST_F(SystemThread, CannotJoinItself) {
   runner.mayEnd.open();
   begin();
   runner.kill();
   EXPECT_FALSE(runner.joinedItself);
 }
 
-TEST_F(ThreadOfTheSystem, IsKilledWhenItNeverStarted) {
+TEST_F(SystemThread, IsKilledWhenItNeverStarted) {
   runner.kill();
   EXPECT_FALSE(runner.is_running());
 }
 
-TEST_F(ThreadOfTheSystem, RunsAgainThoughItWasStoppedBeforeTheStart) {
+TEST_F(SystemThread, RunsAgainThoughItWasStoppedBeforeTheStart) {
   runner.stop();
   begin();
   EXPECT_TRUE(runner.is_running());
 }
 
-TEST_F(ThreadOfTheSystem, PrintsItsNameAndWhetherItRuns) {
+TEST_F(SystemThread, PrintsItsNameAndWhetherItRuns) {
   EXPECT_EQ(textOf(runner), "thread runner, not running");
   begin();
   EXPECT_EQ(textOf(runner), "thread runner, running");
@@ -161,7 +161,7 @@ class StackSize {
   pthread_attr_t before_;
 };
 
-TEST_F(ThreadOfTheSystem, FailsToStartWithoutRoomForItsStackAndStartsLater) {
+TEST_F(SystemThread, FailsToStartWithoutMemoryForItsStackAndStartsLater) {
   if (testing_support::underSanitizer) GTEST_SKIP() << "a sanitizer ends a program without room for a stack";
   {
     const StackSize tooLarge(1UL << 47U);

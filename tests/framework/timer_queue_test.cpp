@@ -68,7 +68,7 @@ TEST_F(Timers, OfTheSameDeadlineFireInOrderOfAdding) {
   EXPECT_THAT(fired, ElementsAre("c", "a", "b"));
 }
 
-TEST_F(Timers, TellTheNextDeadline) {
+TEST_F(Timers, ReportTheNextDeadline) {
   EXPECT_FALSE(queue.next());
   queue.add(at(7), a);
   queue.add(at(5), b);
@@ -87,7 +87,7 @@ TEST_F(Timers, ThatAreCancelledDoNotFire) {
   EXPECT_THAT(fired, ElementsAre("b"));
 }
 
-TEST_F(Timers, OfOneHandlerAreCancelledEachForItself) {
+TEST_F(Timers, OfOneHandlerAreCancelledOneByOne) {
   queue.add(at(1), a);
   const auto second = queue.add(at(2), a);
   queue.add(at(3), a);

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "connections.h"
-#include "latch.h"
 #include "placed_transport.h"
+#include "support/latch.h"
 
 namespace tovik {
 namespace {
@@ -21,15 +21,15 @@ using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::UnorderedElementsAre;
 using testing_support::Awaited;
+using testing_support::EventLog;
 using testing_support::Events;
-using testing_support::Heard;
 using testing_support::Latch;
-using testing_support::RawConnection;
+using testing_support::LoopbackSocket;
 
 /// Notes the start and the stop, which must come on the worker.
 class Callbacks final : public ThreadCallbacks {
  public:
-  explicit Callbacks(std::shared_ptr<Heard> into) : heard_(std::move(into)) {}
+  explicit Callbacks(std::shared_ptr<EventLog> into) : eventLog_(std::move(into)) {}
   void onThreadStart(WorkerThread& worker) override { note("start", worker); }
   void onThreadStop(WorkerThread& worker) override { note("stop", worker); }
   bool throws = false;
@@ -37,16 +37,16 @@ class Callbacks final : public ThreadCallbacks {
  private:
   void note(const std::string& event, const WorkerThread& worker) {
     EXPECT_TRUE(worker.isCurrent());
-    heard_->note(event);
+    eventLog_->note(event);
     if (throws) throw std::runtime_error(event);
   }
-  const std::shared_ptr<Heard> heard_;
+  const std::shared_ptr<EventLog> eventLog_;
 };
 
 class TransportLife : public testing_support::Connections {
  protected:
-  const std::shared_ptr<Heard> heard = consumer.heard();
-  Callbacks callbacks{heard};
+  const std::shared_ptr<EventLog> eventLog = consumer.eventLog();
+  Callbacks callbacks{eventLog};
 
   std::unique_ptr<Transport> transportCalling(std::tr1::function<void(WorkerThread*)> onWorker) {
     return std::make_unique<Transport>(dispatcher.get(), Traits(), &callbacks, nullptr, std::move(onWorker), "called");
@@ -62,13 +62,13 @@ TEST_F(TransportLife, NeedsADispatcher) {
   }
 }
 
-TEST_F(TransportLife, NeedsNoNameNorAnythingElse) {
+TEST_F(TransportLife, NeedsNothingButADispatcher) {
   const Transport plain(dispatcher.get(), Traits(), nullptr, nullptr, {}, "");
 }
 
 TEST_F(TransportLife, StartsAndStopsAroundAllEventsOnTheWorker) {
   transport = transportWith({}, &callbacks);
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   transport.reset();
   EXPECT_EQ(consumer.events(), (Events{"start", "onNewConduit", "onConduitActive", "getDataAggregator", "onNewChannel",
                                        "onChannelUp", "onChannelDown local", "onConduitInactive", "stop"}));
@@ -77,19 +77,19 @@ TEST_F(TransportLife, StartsAndStopsAroundAllEventsOnTheWorker) {
 TEST_F(TransportLife, CallsTheFunctionOnceOnTheWorkerBeforeTheFirstEvent) {
   transport = transportCalling([this](WorkerThread* worker) {
     EXPECT_TRUE(worker->isCurrent());
-    heard->note("function");
+    eventLog->note("function");
   });
   peerWhenUp().close();
   EXPECT_TRUE(consumer.waitsFor("onConduitInactive"));
-  EXPECT_EQ(heard->count("function"), 1);
-  EXPECT_THAT((Events{heard->events().at(0), heard->events().at(1)}), UnorderedElementsAre("start", "function"));
+  EXPECT_EQ(eventLog->count("function"), 1);
+  EXPECT_THAT((Events{eventLog->events().at(0), eventLog->events().at(1)}), UnorderedElementsAre("start", "function"));
   transport.reset();
 }
 
-// A transport that went before its first turn was told the start afterwards, when its owner might have gone too.
-TEST_F(TransportLife, ThatIsVeryShortIsToldAsAPairOrNotAtAll) {
+// A transport that was destroyed before its first turn reported its start afterwards, perhaps to a destroyed owner.
+TEST_F(TransportLife, OfAnInstantCallsBothCallbacksOrNone) {
   for (int round = 0; round < 200; ++round) {
-    const auto own = std::make_shared<Heard>();
+    const auto own = std::make_shared<EventLog>();
     Callbacks brief(own);
     bool gone = false;
     bool calledLate = false;
@@ -106,7 +106,7 @@ TEST_F(TransportLife, ThatIsVeryShortIsToldAsAPairOrNotAtAll) {
   }
 }
 
-TEST_F(TransportLife, ThatIsVeryShortIsToldAsAPairOrNotAtAllOnABusyWorkerToo) {
+TEST_F(TransportLife, OfAnInstantOnABusyWorkerCallsBothCallbacksOrNone) {
   Latch held;
   Latch released;
   std::thread holder([&] {
@@ -116,7 +116,7 @@ TEST_F(TransportLife, ThatIsVeryShortIsToldAsAPairOrNotAtAllOnABusyWorkerToo) {
     });
   });
   ASSERT_TRUE(held.waits());
-  const auto own = std::make_shared<Heard>();
+  const auto own = std::make_shared<EventLog>();
   Callbacks brief(own);
   auto passing = transportWith({}, &brief);
   std::thread destroyer([&] { passing.reset(); });
@@ -135,19 +135,20 @@ TEST_F(TransportLife, HasStoppedWhenItIsDestroyedInsideAnEvent) {
   Latch done;
   consumer.when("onChannelUp", [&] {
     transport.reset();
-    heard->note("returning");
+    eventLog->note("returning");
     done.open();
   });
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   ASSERT_TRUE(done.waits());
-  EXPECT_EQ(heard->events(), (Events{"start", "onNewConduit", "onConduitActive", "getDataAggregator", "onNewChannel",
-                                     "onChannelUp", "onChannelDown local", "onConduitInactive", "stop", "returning"}));
+  EXPECT_EQ(eventLog->events(),
+            (Events{"start", "onNewConduit", "onConduitActive", "getDataAggregator", "onNewChannel", "onChannelUp",
+                    "onChannelDown local", "onConduitInactive", "stop", "returning"}));
 }
 
 TEST_F(TransportLife, LogsWhatTheCallbacksThrowAndGoesOn) {
   callbacks.throws = true;
   transport = transportWith({}, &callbacks);
-  RawConnection remote = peer();
+  LoopbackSocket remote = peer();
   remote.send("x");
   EXPECT_TRUE(consumer.waitsForData(1));
   transport.reset();
@@ -160,7 +161,7 @@ TEST_F(TransportLife, IsTheSameForManyThreads) {
   for (int i = 0; i < 4; ++i)
     threads.emplace_back([this] {
       for (int round = 0; round < 50; ++round) {
-        const auto own = std::make_shared<Heard>();
+        const auto own = std::make_shared<EventLog>();
         Callbacks brief(own);
         auto passing = transportWith({}, &brief);
         passing->call([] {});
@@ -189,13 +190,13 @@ TEST_F(TransportCall, RunsAtOnceOnTheWorkerItself) {
   EXPECT_THAT(order, ElementsAre("inner", "outer"));
 }
 
-TEST_F(TransportCall, HandsAnExceptionToTheCaller) {
+TEST_F(TransportCall, RethrowsAnExceptionInTheCaller) {
   EXPECT_THROW(transport->call([] { throw std::runtime_error("boom"); }), std::runtime_error);
   EXPECT_THAT(log.texts(), ElementsAre());
 }
 
 TEST_F(TransportCall, MayDestroyTheTransport) {
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   Transport& called = *transport;
   called.call([this] { transport.reset(); });
   EXPECT_EQ(transport, nullptr);
@@ -209,7 +210,7 @@ TEST_F(TransportCall, RunsBetweenTwoEventsNeverInsideOne) {
     std::this_thread::yield();
     inside.change([](int& count) { --count; });
   });
-  RawConnection remote = peerWhenUp();
+  LoopbackSocket remote = peerWhenUp();
   for (int round = 0; round < 200; ++round) {
     remote.send("x");
     transport->call([&] { EXPECT_EQ(inside.get(), 0); });
@@ -217,8 +218,8 @@ TEST_F(TransportCall, RunsBetweenTwoEventsNeverInsideOne) {
   transport.reset();
 }
 
-TEST_F(TransportCall, BetweenTwoWorkersThatDestroyEachOthersTransportsEnds) {
-  const testing_support::Dispatcher otherDispatcher("e");
+TEST_F(TransportCall, EndsBetweenTwoWorkersThatDestroyEachOthersTransports) {
+  const testing_support::ScopedDispatcher otherDispatcher("e");
   auto other = std::make_unique<Transport>(otherDispatcher.get(), Traits(), nullptr, nullptr,
                                            std::tr1::function<void(WorkerThread*)>(), "other");
   testing_support::PlacedTransport here(dispatcher.get());

@@ -27,11 +27,11 @@ TEST(ResultValue, OfFailureIsFalseAndHasTheText) {
   EXPECT_EQ(result.message, "no room");
 }
 
-TEST(ResultValue, IsNotSuccessUnlessSaidSo) { EXPECT_FALSE(Result()); }
+TEST(ResultValue, IsFailureByDefault) { EXPECT_FALSE(Result()); }
 
-TEST(ResultValue, BecomesATruthValueOnlyWhereOneIsAskedFor) { EXPECT_FALSE((std::is_convertible_v<Result, bool>)); }
+TEST(ResultValue, ConvertsToBoolOnlyExplicitly) { EXPECT_FALSE((std::is_convertible_v<Result, bool>)); }
 
-TEST(ExceptionValue, TellsItsText) {
+TEST(ExceptionValue, HasItsText) {
   const Exception exception("no dispatcher");
   EXPECT_STREQ(exception.what(), "no dispatcher");
 }
@@ -110,7 +110,7 @@ TEST(TraitsDefaults, Serve) {
 
 TEST(ProtocolValue, ZeroIsTcp) { EXPECT_EQ(static_cast<Protocol>(0), Protocol::tcp); }
 
-TEST(SocketDirection, HasAWord) {
+TEST(SocketDirection, HasAName) {
   EXPECT_STREQ(printSocketDir(dirPeer), "peer");
   EXPECT_STREQ(printSocketDir(dirLocal), "local");
   EXPECT_STREQ(printSocketDir(dirFailed), "failed");
@@ -120,26 +120,26 @@ TEST(SocketDirection, IsNullForAnyOtherNumber) {
   for (const int number : {-1, 3, 100, -2147483647 - 1, 2147483647}) EXPECT_EQ(printSocketDir(number), nullptr);
 }
 
-TEST(TrimWhitespace, TakesAllSixKindsFromBothEnds) {
+TEST(TrimWhitespace, RemovesAllSixKindsFromBothEnds) {
   EXPECT_EQ(trim_whitespace(" \t\n\r\x0b\x0c"
                             "text"
                             " \x0c\x0b\r\n\t"),
             "text");
 }
 
-TEST(TrimWhitespace, LeavesWhatStandsInside) { EXPECT_EQ(trim_whitespace("\ta \r\n b\t"), "a \r\n b"); }
+TEST(TrimWhitespace, KeepsBlanksInside) { EXPECT_EQ(trim_whitespace("\ta \r\n b\t"), "a \r\n b"); }
 
-TEST(TrimWhitespace, LeavesNothingOfBlanksAlone) {
+TEST(TrimWhitespace, MakesATextOfBlanksEmpty) {
   EXPECT_EQ(trim_whitespace(" \t\n\r\x0b\x0c "), "");
   EXPECT_EQ(trim_whitespace(""), "");
 }
 
-TEST(TrimWhitespace, TrimsOneSideWhereOnlyThatHasAny) {
+TEST(TrimWhitespace, TrimsASingleSide) {
   EXPECT_EQ(trim_whitespace("  x"), "x");
   EXPECT_EQ(trim_whitespace("x  "), "x");
 }
 
-TEST(TrimWhitespace, TakesNoOtherCharacter) {
+TEST(TrimWhitespace, KeepsAllOtherCharacters) {
   const std::string others("\0\b\x1c\x85\xa0text\xa0\x85\x1c\b\0", 14);
   EXPECT_EQ(trim_whitespace(others), others);
 }
@@ -155,7 +155,7 @@ Found found(std::string text, char open, char close) {
   return {both, text};
 }
 
-TEST(FindSubstring, CutsToWhatStandsBetween) {
+TEST(FindSubstring, KeepsTheTextBetweenTheDelimiters) {
   EXPECT_EQ(found("Mode (10,0,0,5,4,1).", '(', ')'), (Found{true, "10,0,0,5,4,1"}));
 }
 
@@ -164,19 +164,19 @@ TEST(FindSubstring, TakesTheFirstOpeningAndTheNextClosing) {
   EXPECT_EQ(found("a)b(c)", '(', ')'), (Found{true, "c"}));
 }
 
-TEST(FindSubstring, FindsNothingBetweenNeighbours) { EXPECT_EQ(found("a()b", '(', ')'), (Found{true, ""})); }
+TEST(FindSubstring, IsEmptyBetweenAdjacentDelimiters) { EXPECT_EQ(found("a()b", '(', ')'), (Found{true, ""})); }
 
-TEST(FindSubstring, TakesOneCharacterForBothEnds) {
+TEST(FindSubstring, MayUseOneCharacterForBothEnds) {
   EXPECT_EQ(found(R"(257 "/a" is "it")", '"', '"'), (Found{true, "/a"}));
   EXPECT_EQ(found(R"(257 "a""b")", '"', '"'), (Found{true, "a"}));
 }
 
-TEST(FindSubstring, LeavesTheTextWithoutAnOpening) {
+TEST(FindSubstring, KeepsTheTextWithoutAnOpeningDelimiter) {
   EXPECT_EQ(found("abc)", '(', ')'), (Found{false, "abc)"}));
   EXPECT_EQ(found("", '(', ')'), (Found{false, ""}));
 }
 
-TEST(FindSubstring, DropsTheHeadWithoutAClosing) {
+TEST(FindSubstring, DropsTheTextBeforeTheOpeningWithoutAClosingDelimiter) {
   EXPECT_EQ(found("ab(cd", '(', ')'), (Found{false, "cd"}));
   EXPECT_EQ(found("257 \"cd", '"', '"'), (Found{false, "cd"}));
   EXPECT_EQ(found("(", '(', ')'), (Found{false, ""}));

@@ -8,9 +8,9 @@
 #include <string>
 
 #include "placed_transport.h"
-#include "serving.h"
-#include "support/ends_in_time.h"
+#include "server_fixture.h"
 #include "support/rest.h"
+#include "support/watchdog.h"
 
 // One worker waits for another in a handler, in whatever way, and that one calls the first: neither waits forever.
 
@@ -18,15 +18,15 @@ namespace tovik {
 namespace {
 
 using testing_support::Awaited;
-using testing_support::Dispatcher;
 using testing_support::Generator;
 using testing_support::Latch;
 using testing_support::loopback;
+using testing_support::LoopbackSocket;
 using testing_support::othersComeToRest;
 using testing_support::PlacedTransport;
-using testing_support::RawConnection;
+using testing_support::ScopedDispatcher;
 
-class CrossingWaits : public testing_support::LeavesNothing {
+class MutualWait : public testing_support::LeakCheckedTest {
  protected:
   /// What the other worker does in its handler while the first one waits for it, or is just about to.
   void callBack() {
@@ -49,38 +49,38 @@ class CrossingWaits : public testing_support::LeavesNothing {
 
   /// The generator of a server on the other worker calls the first one, which stops the server.
   void stopTheServer(int limit_ms) {
-    const Dispatcher otherDispatcher("other");
+    const ScopedDispatcher otherDispatcher("other");
     PlacedTransport other(otherDispatcher.get());
     Generator generator;
     generator.act = [this] { callBack(); };
     generator.refuses = true;
     Server server(other.transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
     ASSERT_TRUE(server.startListening(loopback()));
-    RawConnection remote = RawConnection::to(server.address());
+    LoopbackSocket remote = LoopbackSocket::connected(server.address());
     waitThere([&] {
       EXPECT_TRUE(server.stopListening(limit_ms));
       EXPECT_TRUE(called);
     });
   }
 
-  const testing_support::EndsInTime endsInTime;
+  const testing_support::Watchdog watchdog;
   testing_support::LogCapture log{30};
   Latch inside;
   Latch waiting;
   Latch calledBack;
   bool called = false;  // on the first worker
-  const Dispatcher firstDispatcher{"first"};
+  const ScopedDispatcher firstDispatcher{"first"};
   std::optional<PlacedTransport> first{firstDispatcher.get()};
 };
 
 // The wait for the generator served nobody.
-TEST_F(CrossingWaits, OfAServerThatStopsAndItsGenerator) { stopTheServer(-1); }
+TEST_F(MutualWait, EndsBetweenAStoppingServerAndItsGenerator) { stopTheServer(-1); }
 
 // The same, and so the limit passed.
-TEST_F(CrossingWaits, OfAServerThatStopsWithinALimitAndItsGenerator) { stopTheServer(5000); }
+TEST_F(MutualWait, EndsBetweenAServerThatStopsWithALimitAndItsGenerator) { stopTheServer(5000); }
 
-TEST_F(CrossingWaits, OfAServerThatStopsOutlastsTheGenerator) {
-  const Dispatcher otherDispatcher("other");
+TEST_F(MutualWait, OfAStoppingServerLastsUntilTheGeneratorReturns) {
+  const ScopedDispatcher otherDispatcher("other");
   PlacedTransport other(otherDispatcher.get());
   Generator generator;
   bool returns = false;
@@ -93,7 +93,7 @@ TEST_F(CrossingWaits, OfAServerThatStopsOutlastsTheGenerator) {
   generator.refuses = true;
   Server server(other.transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
   ASSERT_TRUE(server.startListening(loopback()));
-  RawConnection remote = RawConnection::to(server.address());
+  LoopbackSocket remote = LoopbackSocket::connected(server.address());
   waitThere([&] {
     EXPECT_TRUE(server.stopListening(-1));
     EXPECT_TRUE(called);
@@ -102,7 +102,7 @@ TEST_F(CrossingWaits, OfAServerThatStopsOutlastsTheGenerator) {
 }
 
 // The wait for the thread's end served nobody.
-TEST_F(CrossingWaits, OfADispatchersRemovalAndATaskOfItsWorker) {
+TEST_F(MutualWait, EndsBetweenARemovalAndATaskOfTheWorker) {
   ASSERT_TRUE(DispatchStore::inst().add("other", 1));
   WorkerThread& other = PlacedTransport(DispatchStore::inst().fetch("other")).worker();
   other.post([this] { callBack(); });
@@ -112,7 +112,7 @@ TEST_F(CrossingWaits, OfADispatchersRemovalAndATaskOfItsWorker) {
   });
 }
 
-TEST_F(CrossingWaits, OfADispatchersRemovalAfterATaskOfItsWorkerHasCalled) {
+TEST_F(MutualWait, EndsBetweenARemovalAndATaskThatHasAlreadyCalled) {
   ASSERT_TRUE(DispatchStore::inst().add("other", 1));
   WorkerThread& other = PlacedTransport(DispatchStore::inst().fetch("other")).worker();
   other.post([this] { callBack(); });
@@ -123,8 +123,8 @@ TEST_F(CrossingWaits, OfADispatchersRemovalAfterATaskOfItsWorkerHasCalled) {
   });
 }
 
-TEST_F(CrossingWaits, OfTwoTasksThatRemoveEachOthersDispatchers) {
-  const Dispatcher changesTheStoreInTheEnd("last");
+TEST_F(MutualWait, EndsBetweenTwoTasksThatRemoveEachOthersDispatchers) {
+  const ScopedDispatcher changesTheStoreInTheEnd("last");
   Awaited<int> tasks;
   Awaited<int> done;
   const auto removing = [&](const std::string& removed) {
@@ -145,16 +145,16 @@ TEST_F(CrossingWaits, OfTwoTasksThatRemoveEachOthersDispatchers) {
 }
 
 // The wait for the connections' end served nobody, and so the limit passed.
-TEST_F(CrossingWaits, OfADeactivationWithinALimitAndAHandler) {
-  const Dispatcher otherDispatcher("other");
+TEST_F(MutualWait, EndsBetweenADeactivationWithALimitAndAHandler) {
+  const ScopedDispatcher otherDispatcher("other");
   PlacedTransport other(otherDispatcher.get());
   other.worker().post([this] { callBack(); });
   waitThere([&] { EXPECT_TRUE(other.transport.deactivateAllConduits(5000)); });
 }
 
 // This one has always been served.
-TEST_F(CrossingWaits, OfADeactivationWithoutALimitAndAHandler) {
-  const Dispatcher otherDispatcher("other");
+TEST_F(MutualWait, EndsBetweenADeactivationWithoutALimitAndAHandler) {
+  const ScopedDispatcher otherDispatcher("other");
   PlacedTransport other(otherDispatcher.get());
   other.worker().post([this] { callBack(); });
   waitThere([&] { EXPECT_TRUE(other.transport.deactivateAllConduits(-1)); });

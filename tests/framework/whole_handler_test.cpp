@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "connections.h"
-#include "latch.h"
-#include "support/ends_in_time.h"
+#include "support/latch.h"
 #include "support/rest.h"
+#include "support/watchdog.h"
 
 // While a handler waits for another worker nothing else of its transport runs; and a worker that is waited for,
 // directly or through others, is served, so that no circle of workers waits forever.
@@ -20,15 +20,15 @@ namespace {
 
 using ::testing::ElementsAre;
 using testing_support::Awaited;
-using testing_support::Dispatcher;
 using testing_support::eventsUpTo;
 using testing_support::isWholeLife;
 using testing_support::Latch;
+using testing_support::LoopbackSocket;
 using testing_support::othersComeToRest;
-using testing_support::RawConnection;
 using testing_support::Recorder;
+using testing_support::ScopedDispatcher;
 
-class WaitingWorker : public testing_support::LeavesNothing {
+class WaitingWorker : public testing_support::LeakCheckedTest {
  protected:
   WaitingWorker() {
     for (WorkerThread* const worker : {&one, &other, &third}) EXPECT_TRUE(worker->start());
@@ -52,7 +52,7 @@ class WaitingWorker : public testing_support::LeavesNothing {
     one.call([this] { order.emplace_back("call"); });
   }
 
-  const testing_support::EndsInTime endsInTime;
+  const testing_support::Watchdog watchdog;
   std::vector<std::string> order;  // of one's doing
   Latch waiting;
   Latch calling;
@@ -103,7 +103,7 @@ TEST_F(WaitingWorker, ServesTheWorkerThatItWaitsForThroughAnother) {
   EXPECT_THAT(order, ElementsAre("call", "handler ends"));
 }
 
-TEST_F(WaitingWorker, ComesBackWhenItsWaitTurnsIntoACircleOnlyLater) {
+TEST_F(WaitingWorker, ReturnsWhenItsWaitBecomesACycleLater) {
   Latch called;
   one.post([this] {
     other.call([this] {
@@ -122,7 +122,7 @@ TEST_F(WaitingWorker, ComesBackWhenItsWaitTurnsIntoACircleOnlyLater) {
   EXPECT_TRUE(called.waits());
 }
 
-TEST_F(WaitingWorker, ComesBackFromARingOfThree) {
+TEST_F(WaitingWorker, ReturnsFromACycleOfThree) {
   Awaited<int> inside;
   Awaited<int> done;
   const std::vector<WorkerThread*> ring{&one, &other, &third};
@@ -166,13 +166,13 @@ class WaitingEvent : public testing_support::Connections {
     ASSERT_TRUE(waiting.waits());
   }
 
-  const testing_support::EndsInTime endsInTime;
-  const Dispatcher secondDispatcher{"second"};
+  const testing_support::Watchdog watchdog;
+  const ScopedDispatcher secondDispatcher{"second"};
   Latch waiting;
   Latch acting;
   Latch eventEnded;
-  RawConnection firstPeer;
-  RawConnection secondPeer;
+  LoopbackSocket firstPeer;
+  LoopbackSocket secondPeer;
   std::unique_ptr<Transport> second = std::make_unique<Transport>(secondDispatcher.get(), Traits(), nullptr, nullptr,
                                                                   std::tr1::function<void(WorkerThread*)>(), "second");
 };
@@ -197,8 +197,8 @@ TEST_F(WaitingEvent, ThatDestroysATransportHasReturnedWhenItsOwnIsDestroyedOnAno
   EXPECT_TRUE(isWholeLife(consumer.events()));
 }
 
-// The end was told inside of the event that waited.
-TEST_F(WaitingEvent, IsFollowedByTheEndThatAnotherThreadAskedFor) {
+// The end was reported inside the event that waited.
+TEST_F(WaitingEvent, IsFollowedByTheEndThatAnotherThreadRequested) {
   waitsIn("data", [this] { EXPECT_TRUE(second->deactivateAllConduits(-1)); });
   acting.open();
   EXPECT_TRUE(transport->deactivateAllConduits(-1));

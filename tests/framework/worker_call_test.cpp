@@ -37,14 +37,7 @@ TEST_F(WorkerCall, RunsAtOnceOnTheWorkerItself) {
   EXPECT_TRUE(nested);
 }
 
-TEST_F(WorkerCall, HandsTheCallerItsException) {
-  EXPECT_THROW(one_.call([] { throw std::runtime_error("thrown there"); }), std::runtime_error);
-  bool goesOn = false;
-  one_.call([&] { goesOn = true; });
-  EXPECT_TRUE(goesOn);
-}
-
-// Each was waiting for the other, for ever.
+// Each waited for the other forever.
 TEST_F(WorkerCall, LetsTwoWorkersCallEachOtherAtTheSameTime) {
   Awaited<int> inside;
   const auto meetThenCall = [&](WorkerThread& callee) {

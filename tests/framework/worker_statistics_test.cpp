@@ -8,19 +8,19 @@
 #include <vector>
 
 #include "connections.h"
-#include "latch.h"
+#include "support/latch.h"
 #include "support/manual_clock.h"
 
 namespace tovik {
 namespace {
 
-using testing_support::Dispatcher;
 using testing_support::Latch;
+using testing_support::LoopbackSocket;
 using testing_support::ManualClock;
-using testing_support::RawConnection;
+using testing_support::ScopedDispatcher;
 
 TEST(WorkerStatisticsOfADispatcher, AreThoseOfEachOfItsWorkers) {
-  const Dispatcher idle{"idle", 3};
+  const ScopedDispatcher idle{"idle", 3};
   const std::vector<WorkerStatistics> each = idle.get()->statistics();
   ASSERT_EQ(each.size(), 3U);
   for (const auto& worker : each) EXPECT_EQ(worker.connections.started, 0U);
@@ -32,12 +32,12 @@ class ConnectionsOfAWorker : public testing_support::Connections {
 };
 
 TEST_F(ConnectionsOfAWorker, AreThoseOfAllItsTransportsAlsoOfThoseThatAreGone) {
-  RawConnection first = peerWhenUp();
+  LoopbackSocket first = peerWhenUp();
   first.send("hello");
   ASSERT_TRUE(consumer.waitsForData(5));
   auto& second = another();
   auto other = transportWith();
-  RawConnection connection = peerOf(*other, second);
+  LoopbackSocket connection = peerOf(*other, second);
   ASSERT_TRUE(second.waitsFor("onChannelUp"));
   connection.send("you");
   ASSERT_TRUE(second.waitsForData(3));
@@ -55,12 +55,12 @@ TEST_F(ConnectionsOfAWorker, AreThoseOfAllItsTransportsAlsoOfThoseThatAreGone) {
 
 TEST_F(ConnectionsOfAWorker, CountWhatTheyHaveSentWhicheverThreadItWas) {
   consumer.when("onChannelUp", [this] { consumer.channel()->send("abc", 3); });
-  RawConnection connection = peerWhenUp();
+  LoopbackSocket connection = peerWhenUp();
   consumer.channel()->send("defgh", 5);
   EXPECT_EQ(figures().bytes_out, 8U);
 }
 
-class HandlersOfAWorker : public testing_support::LeavesNothing {
+class HandlersOfAWorker : public testing_support::LeakCheckedTest {
  protected:
   HandlersOfAWorker() { EXPECT_TRUE(worker.start()); }
 

@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include "latch.h"
-#include "leaves_nothing.h"
+#include "support/latch.h"
+#include "support/leak_check.h"
 #include "support/log_capture.h"
 #include "support/manual_clock.h"
 
@@ -20,11 +20,11 @@ namespace tovik {
 namespace {
 
 using ::testing::ElementsAre;
+using Numbers = std::vector<int>;
 using testing_support::Awaited;
 using testing_support::Latch;
 using testing_support::LogCapture;
 using testing_support::ManualClock;
-using Numbers = std::vector<int>;
 
 class Handler final : public EventHandler {
  public:
@@ -34,7 +34,7 @@ class Handler final : public EventHandler {
   std::function<void()> timer = [] {};
 };
 
-class Worker : public testing_support::LeavesNothing {
+class Worker : public testing_support::LeakCheckedTest {
  protected:
   Worker() { EXPECT_TRUE(worker.start()); }
 
@@ -196,13 +196,7 @@ TEST_F(Worker, KeepsAScheduledHandlerAliveUntilItHasBeenCalled) {
   EXPECT_TRUE(life.expired());
 }
 
-TEST_F(Worker, HasRunACallWhenItReturns) {
-  int runs = 0;
-  for (int i = 0; i < 100; ++i) worker.call([&] { ++runs; });
-  EXPECT_EQ(runs, 100);
-}
-
-TEST_F(Worker, HandsAnExceptionOfACallToTheCallerAndGoesOn) {
+TEST_F(Worker, RethrowsAnExceptionOfACallInTheCaller) {
   EXPECT_THROW(worker.call([] { throw std::runtime_error("boom"); }), std::runtime_error);
   bool inside = false;
   worker.call([&] {
@@ -283,7 +277,7 @@ TEST_F(Worker, LogsAnExceptionOfATimerAndFiresTheOthers) {
   EXPECT_THAT(log.texts(30), ElementsAre("Tovik: worker thread: exception in a handler: boom"));
 }
 
-TEST_F(Worker, TellsOfAWatchedDescriptor) {
+TEST_F(Worker, ReportsAWatchedDescriptor) {
   const auto [ready, descriptor] = watched();
   ::eventfd_write(descriptor->number(), 1);
   EXPECT_TRUE(ready->waits());

@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "connections.h"
-#include "latch.h"
 #include "placed_transport.h"
-#include "support/ends_in_time.h"
+#include "support/latch.h"
 #include "support/rest.h"
+#include "support/watchdog.h"
 
 // A turn of a worker runs the calls that stand there at its start. However many threads call, its connections, timers
 // and tasks go on.
@@ -21,8 +21,8 @@ namespace tovik {
 namespace {
 
 using testing_support::Latch;
+using testing_support::LoopbackSocket;
 using testing_support::PlacedTransport;
-using testing_support::RawConnection;
 using testing_support::Recorder;
 
 constexpr int callingThreads = 16;
@@ -56,7 +56,7 @@ class FloodOfCalls : public testing_support::Connections {
 
   static constexpr int rounds = 10;
 
-  const testing_support::EndsInTime endsInTime;
+  const testing_support::Watchdog watchdog;
   PlacedTransport placed{dispatcher.get()};
   std::atomic<bool> over{false};
 
@@ -76,7 +76,7 @@ class FloodOfCalls : public testing_support::Connections {
 };
 
 // Calls ran until there was none, and with so many callers there always was one.
-TEST_F(FloodOfCalls, LeavesTasksTheirTurns) {
+TEST_F(FloodOfCalls, DoesNotStarveTasks) {
   const auto handler = std::make_shared<ActingHandler>();
   const auto arm = [&] { placed.worker().schedule(handler); };
   handler->act = [&] {
@@ -90,7 +90,7 @@ TEST_F(FloodOfCalls, LeavesTasksTheirTurns) {
 }
 
 // The same.
-TEST_F(FloodOfCalls, LeavesTimersTheirTime) {
+TEST_F(FloodOfCalls, DoesNotStarveTimers) {
   ActingHandler handler;
   const auto arm = [&] { placed.worker().timers().add(placed.worker().now(), handler); };
   handler.act = [&] {
@@ -103,10 +103,10 @@ TEST_F(FloodOfCalls, LeavesTimersTheirTime) {
 }
 
 // The same.
-TEST_F(FloodOfCalls, LeavesConnectionsTheirEvents) {
+TEST_F(FloodOfCalls, DoesNotStarveConnections) {
   int descriptor = -1;
   consumer.socketAct = [&](Socket& socket) { descriptor = socket.number(); };
-  RawConnection remote = peerOf(placed.transport, consumer);
+  LoopbackSocket remote = peerOf(placed.transport, consumer);
   ASSERT_TRUE(consumer.waitsFor("onChannelUp"));
   bool ready = false;
   consumer.when("data", [&] {

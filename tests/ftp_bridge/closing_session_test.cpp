@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
-#include "session.h"
-#include "support/ends_in_time.h"
+#include "session_fixture.h"
+#include "support/watchdog.h"
 
 // From the moment in which its destructor closes it, a session takes no command, not even from the callbacks that the
 // destructor itself delivers.
@@ -49,11 +49,11 @@ class ClosingSession : public Session {
     EXPECT_TRUE(server.played());
   }
 
-  const testing_support::EndsInTime endsInTime;
+  const testing_support::Watchdog watchdog;
 };
 
-// The session could be started anew while it was destroyed, and its next transfer used what had been freed.
-TEST_F(ClosingSession, IsNotStartedAnewAmidATransfer) {
+// The session could be started again while it was destroyed, and its next transfer used what had been freed.
+TEST_F(ClosingSession, CannotBeRestartedDuringATransfer) {
   server.login().active().expect("RETR file").reply("150 Here").data("half");
   triesInTheEnd(operations().front());
   onceLoggedIn([this] { EXPECT_TRUE(controller->getFile("file", activeMode)); });
@@ -64,7 +64,7 @@ TEST_F(ClosingSession, IsNotStartedAnewAmidATransfer) {
 
 class ClosingSessionRefuses : public ClosingSession, public ::testing::WithParamInterface<Operation> {};
 
-// The end was told before the session was closed.
+// The end was reported before the session was closed.
 TEST_P(ClosingSessionRefuses, WhenDestroyedByAnotherThread) {
   server.login();
   triesInTheEnd(GetParam());

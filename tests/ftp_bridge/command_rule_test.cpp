@@ -3,13 +3,14 @@
 #include <utility>
 #include <vector>
 
-#include "rig.h"
+#include "controller_fixture.h"
 
 namespace tovik::ftp {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::FakeChannel;
 
 using Operation = std::function<Result(Controller&)>;
 
@@ -24,7 +25,7 @@ const std::vector<std::pair<std::string, Operation>> operations{
     {"sendLogout", [](Controller& controller) { return controller.sendLogout(); }},
 };
 
-class CommandRule : public Rig {
+class CommandRule : public ControllerFixture {
  protected:
   CommandRule() {
     loggedIn();
@@ -138,13 +139,13 @@ TEST_F(CommandRule, SetsTheReplyToAwaitBeforeTheCommandGoesOut) {
   interpreter().sessionState = 0;
   interpreter().pending = none;
   prompt.awaited.clear();
-  for (const char* reply : {"220 Ready", "331 Password?", "332 Account?"}) hears(reply);
+  for (const char* reply : {"220 Ready", "331 Password?", "332 Account?"}) serverSends(reply);
   EXPECT_THAT(prompt.awaited, ElementsAre(user, password, account));
 }
 
 TEST_F(CommandRule, KeepsTheDataOfARunningTransferFromARefusedCommand) {
   EXPECT_TRUE(controller->getNlst(true));
-  receives("a");
+  dataArrives("a");
   refusesEverything("nlst still active");
   ASSERT_NE(controller->received, nullptr);
   EXPECT_EQ(*controller->received, "a");
@@ -179,10 +180,10 @@ TEST_F(CommandRule, IsIdleInsideEachCallbackThatEndsACommand) {
     controller->command = cmd_e::cdup;
     controller->onCdup(ok, "text");
     controller->prepareCommand(cmd_e::nlst);
-    receives("a");
+    dataArrives("a");
     controller->onNlst(ok, "text");
     controller->prepareCommand(cmd_e::retr);
-    receives("a");
+    dataArrives("a");
     controller->onRetrieve(ok, "text");
   }
   controller->prepareCommand(cmd_e::none);
@@ -191,7 +192,7 @@ TEST_F(CommandRule, IsIdleInsideEachCallbackThatEndsACommand) {
 
 TEST_F(CommandRule, StaysBusyThroughStopDisconnectionAndTheReplyToQuit) {
   EXPECT_TRUE(controller->sendLogout());
-  hears("221 Bye");
+  serverSends("221 Bye");
   interpreter().onChannelDown(&channel, 0);
   interpreter().onConduitInactive(nullptr);
   EXPECT_TRUE(controller->stop());

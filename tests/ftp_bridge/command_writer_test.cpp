@@ -5,28 +5,31 @@
 #include <string>
 #include <type_traits>
 
-#include "rig.h"
+#include "controller_fixture.h"
 
 namespace tovik::ftp {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::FakeChannel;
+using testing_support::LeakCheck;
+using testing_support::ScopedDispatcher;
 
 // The order of the bases fixes which of them the framework is handed.
 static_assert(std::is_base_of_v<Consumer, ProtocolInterpreter>);
 static_assert(std::is_base_of_v<TelnetPacketizer, ProtocolInterpreter>);
 static_assert(std::is_base_of_v<CharHandler, ProtocolInterpreter>);
 
-class CommandWriter : public Rig {
+class CommandWriter : public ControllerFixture {
  protected:
   CommandWriter() { forget(); }
 };
 
 TEST(ProtocolInterpreterAtFirst, HasNoChannelNothingPendingAndIsNotLoggedIn) {
-  const NothingLeft nothingLeft;
+  const LeakCheck leakCheck;
   const testing_support::LogCapture log;
-  const TestDispatcher dispatcher("ftp first");
+  const ScopedDispatcher dispatcher("ftp first");
   RecordingClient client;
   Controller controller(someConnection(), &client, dispatcher.name(), 0, nullptr);
   EXPECT_EQ(controller.interpreter.channel, nullptr);
@@ -36,7 +39,7 @@ TEST(ProtocolInterpreterAtFirst, HasNoChannelNothingPendingAndIsNotLoggedIn) {
   EXPECT_THAT(log.texts(), IsEmpty());
 }
 
-TEST_F(CommandWriter, PutsTheCommandAndALineEndOnTheChannel) {
+TEST_F(CommandWriter, SendsTheCommandAndALineEnd) {
   interpreter().sendCommand("PWD");
   EXPECT_THAT(channel.sent(), ElementsAre("PWD\r\n"));
   EXPECT_THAT(logged(), ElementsAre("Tovik: [FTP] PWD"));
@@ -72,7 +75,7 @@ TEST_F(CommandWriter, SendsEachCommandWholeAndInOrder) {
   EXPECT_THAT(channel.sent(), ElementsAre("RETR " + longName + "\r\n", "PWD\r\n"));
 }
 
-TEST_F(CommandWriter, SendsBytesOfValueZeroAndLineEndsAsTheyStand) {
+TEST_F(CommandWriter, SendsZeroBytesAndLineEndsUnchanged) {
   const std::string text("CWD a\0b\r\nDELE c", 15);
   interpreter().sendCommand(text);
   EXPECT_THAT(channel.sent(), ElementsAre(text + "\r\n"));
@@ -103,7 +106,7 @@ TEST_F(CommandWriter, UsesTheLastChannelThatCameUp) {
   EXPECT_THAT(logged(), ElementsAre("Tovik: protocol interpreter up", "Tovik: [FTP] PWD"));
 }
 
-TEST_F(CommandWriter, TellsTheControllerNothingWhenAChannelComesUp) {
+TEST_F(CommandWriter, DoesNotNotifyTheControllerWhenAChannelComesUp) {
   interpreter().onChannelUp(&channel);
   EXPECT_THAT(client.lines(), IsEmpty());
   EXPECT_EQ(interpreter().sessionState, 0);
@@ -126,7 +129,7 @@ TEST_F(CommandWriter, LogsTheFixedTextAloneForADirectionWithoutAName) {
 TEST_F(CommandWriter, KeepsTheRestAsItWasWhenTheChannelGoesDown) {
   loggedIn();
   interpreter().pending = pending_e::retr;
-  hears("211-Status");
+  serverSends("211-Status");
   interpreter().onChannelDown(&channel, dirPeer);
   EXPECT_EQ(interpreter().pending, pending_e::retr);
   EXPECT_EQ(interpreter().replyState, 1);
@@ -135,14 +138,14 @@ TEST_F(CommandWriter, KeepsTheRestAsItWasWhenTheChannelGoesDown) {
 }
 
 // The greeting of the next connection was no greeting to it.
-TEST_F(CommandWriter, BeginsAfreshWhenAnExceptionEndedTheChannel) {
+TEST_F(CommandWriter, ResetsItsStateWhenAnExceptionEndedTheChannel) {
   loggedIn();
   interpreter().pending = pending_e::retr;
-  hears("211-Status");
+  serverSends("211-Status");
   channel.cause = EndCause::exception;
   interpreter().onChannelDown(&channel, dirFailed);
   forget();
-  hears("220 Ready");
+  serverSends("220 Ready");
   EXPECT_THAT(channel.sent(), ElementsAre("USER me\r\n"));
 }
 
@@ -169,7 +172,7 @@ TEST_F(CommandWriter, DoesNothingAboutANewConduit) {
   EXPECT_THAT(channel.sent(), IsEmpty());
 }
 
-TEST_F(CommandWriter, HasItsChannelCutIntoLines) {
+TEST_F(CommandWriter, ReceivesLines) {
   DataAggregator* made = nullptr;
   ASSERT_TRUE(interpreter().getDataAggregator(&channel, made));
   const std::unique_ptr<DataAggregator> owned(made);

@@ -6,14 +6,16 @@
 #include <type_traits>
 #include <utility>
 
-#include "rig.h"
+#include "controller_fixture.h"
 
 namespace tovik::ftp {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::LeakCheck;
 using testing_support::LogCapture;
+using testing_support::ScopedDispatcher;
 
 static_assert(!std::is_polymorphic_v<Controller>);
 
@@ -24,20 +26,20 @@ class Construction : public ::testing::Test {
     return std::make_unique<Controller>(someConnection(), &client, dispatcherName, 0, nullptr);
   }
 
-  const NothingLeft nothingLeft_{};
+  const LeakCheck leakCheck_{};
   const LogCapture log;
   RecordingClient client;
 };
 
 TEST_F(Construction, NeitherConnectsNorLogs) {
-  const TestDispatcher dispatcher("ftp");
+  const ScopedDispatcher dispatcher("ftp");
   const auto controller = make("ftp");
   EXPECT_THAT(log.texts(), IsEmpty());
   EXPECT_THAT(client.lines(), IsEmpty());
 }
 
 TEST_F(Construction, KeepsWhatItWasGivenAndStartsIdle) {
-  const TestDispatcher dispatcher("ftp");
+  const ScopedDispatcher dispatcher("ftp");
   const auto controller = make("ftp");
   EXPECT_EQ(controller->client, &client);
   EXPECT_NE(controller->transport, nullptr);
@@ -51,8 +53,8 @@ TEST_F(Construction, KeepsWhatItWasGivenAndStartsIdle) {
   EXPECT_EQ(controller->fileName, "");
 }
 
-TEST_F(Construction, WarnsOfAnUnknownDispatcherAndTakesNumberZero) {
-  const TestDispatcher dispatcher("ftp");
+TEST_F(Construction, WarnsOfAnUnknownDispatcherAndUsesNumberZero) {
+  const ScopedDispatcher dispatcher("ftp");
   const auto controller = make("nobody");
   EXPECT_THAT(log.texts(), ElementsAre("Tovik: ftp control: unknown dispatcher nobody"));
   EXPECT_EQ(log.entries().at(0).level, 30);
@@ -70,8 +72,8 @@ TEST_F(Construction, ThrowsWithoutAnyDispatcher) {
 }
 
 TEST_F(Construction, PrefersTheNamedDispatcherToNumberZero) {
-  const TestDispatcher zero("zero");
-  const TestDispatcher one("one");
+  const ScopedDispatcher zero("zero");
+  const ScopedDispatcher one("one");
   const auto controller = make("one");
   controller->transport->call([&] { EXPECT_TRUE(DispatchStore::inst().fetch("one")->workers_.at(0)->isCurrent()); });
 }
@@ -95,14 +97,14 @@ class Callbacks : public ThreadCallbacks {
   testing_support::Awaited<std::vector<std::string>> lines_;
 };
 
-TEST_F(Construction, HandsItsThreadCallbacksOn) {
-  const TestDispatcher dispatcher("ftp");
+TEST_F(Construction, PassesItsThreadCallbacksOn) {
+  const ScopedDispatcher dispatcher("ftp");
   Callbacks callbacks;
   { const Controller controller(someConnection(), &client, "ftp", 0, &callbacks); }
   EXPECT_THAT(callbacks.lines(), ElementsAre("start on the worker", "stop on the worker"));
 }
 
-class Lifecycle : public Rig {
+class Lifecycle : public ControllerFixture {
  protected:
   Lifecycle() {
     loggedIn();
@@ -122,7 +124,7 @@ TEST_F(Lifecycle, StopsTwiceWithSuccess) {
 
 TEST_F(Lifecycle, KeepsItsCommandAndItsDataAcrossStop) {
   EXPECT_TRUE(controller->getFile("file", true));
-  receives("x");
+  dataArrives("x");
   EXPECT_TRUE(controller->stop());
   EXPECT_EQ(controller->command, cmd_e::retr);
   ASSERT_NE(controller->received, nullptr);
@@ -139,7 +141,7 @@ TEST_F(Lifecycle, SaysThatItIsNotRunningWithoutATransport) {
   EXPECT_EQ(stopped.message, "not running");
 }
 
-TEST_F(Lifecycle, LetsItsDataConnectorGoEvenWithoutATransport) {
+TEST_F(Lifecycle, DestroysItsDataConnectorEvenWithoutATransport) {
   controller->dataConnector = new DataConnector(*controller);
   Transport* const transport = std::exchange(controller->transport, nullptr);
   EXPECT_EQ(controller->stop().message, "not running");
@@ -149,13 +151,13 @@ TEST_F(Lifecycle, LetsItsDataConnectorGoEvenWithoutATransport) {
 
 TEST_F(Lifecycle, LeavesAFileThatItStillHoldsToWhoeverTookIt) {
   EXPECT_TRUE(controller->getFile("file", true));
-  receives("x");
+  dataArrives("x");
   const std::unique_ptr<std::string> held(controller->received);
   controller.reset();
   EXPECT_EQ(*held, "x");
 }
 
-TEST_F(Lifecycle, TellsTheClientWhenTheLoginHasSucceeded) {
+TEST_F(Lifecycle, NotifiesTheClientOfASuccessfulLogin) {
   controller->onControlUp();
   EXPECT_THAT(client.lines(), ElementsAre("onConnected"));
   EXPECT_EQ(controller->command, cmd_e::none);
@@ -223,7 +225,7 @@ TEST_F(Lifecycle, LogsOutWithQuit) {
 
 TEST_F(Lifecycle, RefusesEverythingAfterLogout) {
   EXPECT_TRUE(controller->sendLogout());
-  hears("221 Bye");
+  serverSends("221 Bye");
   const Result refused = controller->getPwd();
   EXPECT_FALSE(refused);
   EXPECT_EQ(refused.message, "quit still active");

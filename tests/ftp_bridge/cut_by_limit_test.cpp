@@ -1,7 +1,7 @@
 #include <chrono>
 #include <string>
 
-#include "session.h"
+#include "session_fixture.h"
 
 namespace tovik::ftp {
 namespace {

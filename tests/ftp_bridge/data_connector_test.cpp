@@ -5,19 +5,22 @@
 #include <type_traits>
 #include <vector>
 
-#include "loopback_socket.h"
-#include "rig.h"
+#include "controller_fixture.h"
+#include "support/loopback_socket.h"
 
 namespace tovik::ftp {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::FakeChannel;
+using testing_support::listeningPorts;
+using testing_support::LoopbackSocket;
 
 static_assert(std::is_base_of_v<Server, DataConnection> && sizeof(DataConnection) == sizeof(Server));
 
 /// A data connector whose channel is a fake; the controller is listing in passive mode.
-class Connector : public Rig {
+class Connector : public ControllerFixture {
  protected:
   Connector() {
     EXPECT_TRUE(controller->getNlst(true));
@@ -44,7 +47,7 @@ TEST_F(Connector, HasNothingAtFirst) {
   EXPECT_EQ(connector().received, nullptr);
 }
 
-TEST_F(Connector, RemembersItsChannelAndTellsTheController) {
+TEST_F(Connector, RemembersItsChannelAndNotifiesTheController) {
   connector().onChannelUp(&dataChannel);
   EXPECT_EQ(connector().channel, &dataChannel);
   EXPECT_THAT(logged(), ElementsAre("Tovik: data connection up", "Tovik: [FTP] NLST"));
@@ -52,7 +55,7 @@ TEST_F(Connector, RemembersItsChannelAndTellsTheController) {
   EXPECT_EQ(connector().channel, &dataChannel) << "never forgotten";
 }
 
-TEST_F(Connector, HandsOverAnEmptyTextWhenNothingArrived) {
+TEST_F(Connector, DeliversAnEmptyTextWhenNothingArrived) {
   connector().onChannelDown(&dataChannel, 0);
   EXPECT_EQ(handedOver(), "");
   EXPECT_THAT(logged(), ElementsAre("Tovik: controller 4 received 0 bytes", "Tovik: onDataDown"));
@@ -68,7 +71,7 @@ TEST_F(Connector, GathersAllThatArrivesInOrderAndByteForByte) {
   EXPECT_EQ(connector().received, nullptr);
 }
 
-TEST_F(Connector, HandsOverANewEmptyTextWhenItsChannelGoesDownAgain) {
+TEST_F(Connector, DeliversANewEmptyTextWhenItsChannelGoesDownAgain) {
   arrives("a");
   connector().onChannelDown(&dataChannel, 0);
   EXPECT_EQ(handedOver(), "a");
@@ -77,7 +80,7 @@ TEST_F(Connector, HandsOverANewEmptyTextWhenItsChannelGoesDownAgain) {
 }
 
 // What had arrived before memory ran out would have been reported as the whole file.
-TEST_F(Connector, HandsOverNothingWhenAnExceptionEndedItsChannel) {
+TEST_F(Connector, DeliversNothingWhenAnExceptionEndedItsChannel) {
   arrives("a");
   dataChannel.cause = EndCause::exception;
   connector().onChannelDown(&dataChannel, dirFailed);
@@ -96,13 +99,13 @@ TEST_F(Connector, ReleasesAChannelThatAnotherReplaces) {
   EXPECT_EQ(second.bringDowns(), 1);
 }
 
-TEST_F(Connector, BringsDownItsChannelWhenItGoes) {
+TEST_F(Connector, BringsDownItsChannelWhenDestroyed) {
   connector().onChannelUp(&dataChannel);
   destroyConnector();
   EXPECT_EQ(dataChannel.bringDowns(), 1);
 }
 
-TEST_F(Connector, BringsDownAChannelThatWentDownOnceMoreWhenItGoes) {
+TEST_F(Connector, BringsDownItsChannelAgainWhenDestroyed) {
   connector().onChannelUp(&dataChannel);
   connector().onChannelDown(&dataChannel, 0);
   EXPECT_EQ(dataChannel.bringDowns(), 0);
@@ -110,7 +113,7 @@ TEST_F(Connector, BringsDownAChannelThatWentDownOnceMoreWhenItGoes) {
   EXPECT_EQ(dataChannel.bringDowns(), 1);
 }
 
-TEST_F(Connector, FreesWhatItHoldsWithoutTellingAnybodyWhenItGoes) {
+TEST_F(Connector, FreesItsDataWithoutACallbackWhenDestroyed) {
   connector().onChannelUp(&dataChannel);
   arrives("half");
   forget();
@@ -129,7 +132,7 @@ TEST_F(Connector, DoesNothingAboutTheEndOfItsConduit) {
 
 TEST_F(Connector, ServesWhatItsListenerAcceptsItself) { EXPECT_EQ(connector().getConsumer(), &connector()); }
 
-TEST_F(Connector, HasItsChannelsBytesHandedOnAsTheyCome) {
+TEST_F(Connector, ReceivesBytesAsTheyCome) {
   DataAggregator* made = nullptr;
   ASSERT_TRUE(connector().getDataAggregator(&dataChannel, made));
   const std::unique_ptr<DataAggregator> owned(made);
@@ -169,7 +172,7 @@ TEST_F(Connector, KeepsAListenerThatCannotListenAndPassesItsMessageOn) {
   EXPECT_EQ(listening.message, connector().server->startListening(address).message);
 }
 
-TEST_F(Connector, NamesItsListenerAndAsksForNoProbesOfItsConnections) {
+TEST_F(Connector, NamesItsListenerAndSetsNoKeepAlive) {
   const DataConnection listener(connector(), *controller->transport);
   EXPECT_EQ(listener.ApplicationBase::name_, "data_connection");
   EXPECT_FALSE(listener.keepAlive_);
@@ -193,7 +196,7 @@ class WatchedListener : public DataConnection {
   std::vector<std::string>& notes_;
 };
 
-TEST_F(Connector, StopsItsListenerBeforeItGoes) {
+TEST_F(Connector, StopsItsListenerBeforeItIsDestroyed) {
   std::vector<std::string> notes;
   connector().server = new WatchedListener(connector(), *controller->transport, notes);
   destroyConnector();

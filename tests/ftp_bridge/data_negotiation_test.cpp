@@ -6,16 +6,18 @@
 #include <utility>
 #include <vector>
 
-#include "loopback_socket.h"
-#include "rig.h"
+#include "controller_fixture.h"
+#include "support/loopback_socket.h"
 
 namespace tovik::ftp {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::FakeChannel;
+using testing_support::LoopbackSocket;
 
-class Negotiation : public Rig {
+class Negotiation : public ControllerFixture {
  protected:
   Negotiation() {
     loggedIn();
@@ -56,7 +58,7 @@ TEST_F(Negotiation, AsksForAnAddressInPassiveModeAndNothingMore) {
 TEST_F(Negotiation, SendsTheTransferCommandAfterThePositiveReplyToPort) {
   EXPECT_TRUE(controller->getNlst(false));
   forget();
-  hears("200 Fine");
+  serverSends("200 Fine");
   EXPECT_THAT(channel.sent(), ElementsAre("NLST\r\n"));
   EXPECT_EQ(interpreter().pending, pending_e::nlst);
   EXPECT_EQ(controller->replyText, "") << "the reply to PORT is not kept";
@@ -65,7 +67,7 @@ TEST_F(Negotiation, SendsTheTransferCommandAfterThePositiveReplyToPort) {
 TEST_F(Negotiation, SendsTheFileNameExactlyAsGiven) {
   EXPECT_TRUE(controller->getFile(" a b ", false));
   forget();
-  hears("200 Fine");
+  serverSends("200 Fine");
   EXPECT_THAT(channel.sent(), ElementsAre("RETR  a b \r\n"));
   EXPECT_EQ(interpreter().pending, pending_e::retr);
 }
@@ -117,7 +119,7 @@ TEST_F(Negotiation, SendsNoTransferCommandForOtherCommands) {
 
 TEST_F(Negotiation, ReportsARefusedPortAndIsIdle) {
   EXPECT_TRUE(controller->getFile("file", false));
-  hears("500 No PORT");
+  serverSends("500 No PORT");
   EXPECT_THAT(client.lines(), ElementsAre("onRetrieveFailed file | No PORT"));
   EXPECT_EQ(controller->command, cmd_e::none);
   EXPECT_EQ(interpreter().pending, pending_e::none);
@@ -127,7 +129,7 @@ TEST_F(Negotiation, ReportsARefusedPortAndIsIdle) {
 
 TEST_F(Negotiation, ReportsARefusedPasvAndIsIdle) {
   EXPECT_TRUE(controller->getNlst(true));
-  hears("503 No PASV");
+  serverSends("503 No PASV");
   EXPECT_THAT(client.lines(), ElementsAre("onNlstFailed No PASV"));
   EXPECT_EQ(controller->command, cmd_e::none);
 }
@@ -158,13 +160,13 @@ class Witness : public DataConnector {
   std::vector<std::string>& sentBefore_;
 };
 
-TEST_F(Negotiation, LetsTheLastConnectorAndItsDataGoBeforeAnythingIsSent) {
-  std::vector<std::string> seen;
-  controller->dataConnector = new Witness(*controller, channel, seen);
+TEST_F(Negotiation, DestroysTheLastConnectorAndItsDataBeforeAnythingIsSent) {
+  std::vector<std::string> effects;
+  controller->dataConnector = new Witness(*controller, channel, effects);
   controller->received = new std::string("left over");
   controller->command = cmd_e::nlst;
   controller->startDataConnection(true);
-  EXPECT_THAT(seen, ElementsAre("the last connector went"));
+  EXPECT_THAT(effects, ElementsAre("the last connector went"));
   EXPECT_EQ(controller->received, nullptr);
   EXPECT_NE(controller->dataConnector, nullptr);
   EXPECT_THAT(channel.sent(), ElementsAre("PASV\r\n"));
@@ -214,7 +216,7 @@ TEST_F(ScarceNegotiation, ReportsAListingThatItCannotListenFor) {
 
 TEST_F(ScarceNegotiation, ReportsAPassiveConnectionThatCannotBeStarted) {
   EXPECT_TRUE(controller->getFile("file", true));
-  hears("227 (127,0,0,1,4,1)");
+  serverSends("227 (127,0,0,1,4,1)");
   EXPECT_THAT(client.lines(), ElementsAre("onRetrieveFailed file | no socket left"));
   EXPECT_EQ(controller->command, cmd_e::none);
   EXPECT_EQ(channel.bringDowns(), 0);
@@ -230,16 +232,16 @@ TEST_F(ScarceNegotiation, MayTryAgainInsideTheReportThatItCannotListen) {
   EXPECT_EQ(announced().printInet().substr(0, 10), "127.0.0.1:");
 }
 
-TEST_F(ScarceNegotiation, MayBeEndedForGoodInsideTheReportThatItCannotListen) {
+TEST_F(ScarceNegotiation, MayDestroyTheControllerInsideTheReportThatItCannotListen) {
   client.whenever("onNlstFailed", [&] { controller.reset(); });
   EXPECT_TRUE(controller->getNlst(false));
   EXPECT_EQ(controller, nullptr);
 }
 
-TEST_F(ScarceNegotiation, MayBeEndedForGoodInsideTheReportThatItCannotConnect) {
+TEST_F(ScarceNegotiation, MayDestroyTheControllerInsideTheReportThatItCannotConnect) {
   client.whenever("onNlstFailed", [&] { controller.reset(); });
   EXPECT_TRUE(controller->getNlst(true));
-  hears("227 (127,0,0,1,4,1)");
+  serverSends("227 (127,0,0,1,4,1)");
   EXPECT_EQ(controller, nullptr);
 }
 

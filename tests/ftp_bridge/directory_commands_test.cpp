@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "rig.h"
+#include "controller_fixture.h"
 
 namespace tovik::ftp {
 namespace {
@@ -10,14 +10,14 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class DirectoryCommands : public Rig {
+class DirectoryCommands : public ControllerFixture {
  protected:
   DirectoryCommands() {
     loggedIn();
     forget();
   }
 
-  /// What the client hears when the server answers PWD with a text.
+  /// The callback when the server answers PWD with a text.
   std::string pwdOf(const std::string& text, bool ok = true) {
     controller->command = cmd_e::pwd;
     controller->onPwd(ok, text);
@@ -115,14 +115,14 @@ TEST_F(DirectoryCommands, StartInsideEachOthersCallbacks) {
   client.whenever("onCwdFailed", [&] { EXPECT_TRUE(controller->cdUp()); });
   client.whenever("onCdupFailed", [&] { EXPECT_TRUE(controller->getPwd()); });
   EXPECT_TRUE(controller->getPwd());
-  for (const char* reply : {"257 \"/\"", "250 ok", "200 ok", "550 no", "550 no", "550 no"}) hears(reply);
+  for (const char* reply : {"257 \"/\"", "250 ok", "200 ok", "550 no", "550 no", "550 no"}) serverSends(reply);
   EXPECT_THAT(client.lines(),
               ElementsAre("onPwd /", "onCwd ok", "onCdup ok", "onPwdFailed no", "onCwdFailed no", "onCdupFailed no"));
   EXPECT_THAT(channel.sent(),
               ElementsAre("PWD\r\n", "CWD b\r\n", "CDUP\r\n", "PWD\r\n", "CWD c\r\n", "CDUP\r\n", "PWD\r\n"));
 }
 
-TEST(FindSubstring, CutsToWhatStandsBetweenTheDelimiters) {
+TEST(FindSubstring, KeepsTheTextBetweenTheDelimiters) {
   const auto cut = [](std::string text) {
     const bool found = findSubstring(text, '(', ')');
     return std::pair(found, text);

@@ -8,8 +8,8 @@ namespace {
 #include <new>
 #include <string>
 
-#include "framework/descriptor_limit.h"
-#include "rig.h"
+#include "controller_fixture.h"
+#include "support/descriptor_limit.h"
 
 namespace tovik::ftp {
 namespace {
@@ -17,7 +17,7 @@ namespace {
 using testing_support::NoMoreDescriptors;
 
 /// The callback that comes from inside an operation: there is no descriptor for the listener of the active mode.
-class FailureCallback : public Rig {
+class FailureCallback : public ControllerFixture {
  protected:
   void SetUp() override {
     if (!testing_support::descriptorsMayRunOut()) GTEST_SKIP() << "the sanitizer needs descriptors";
@@ -51,7 +51,7 @@ TEST_F(FailureCallback, ThatThrowsLeavesTheControllerIdle) {
 }
 
 // Each try was inside the callback of the one before, until the stack was used up.
-TEST_F(FailureCallback, ThatTriesAgainEachTimeIsRefusedInTheEnd) {
+TEST_F(FailureCallback, ThatAlwaysTriesAgainIsFinallyRefused) {
   Result last = Success;
   client.whenever("onNlstFailed", [&] {
     const Result again = controller->getNlst(false);

@@ -1,7 +1,7 @@
 #include <memory>
 #include <string>
 
-#include "rig.h"
+#include "controller_fixture.h"
 
 namespace tovik::ftp {
 namespace {
@@ -10,7 +10,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 /// The stock client on a controller whose control channel is a fake.
-class StockClient : public Rig {
+class StockClient : public ControllerFixture {
  protected:
   StockClient() {
     controller->client = &retriever;

@@ -90,7 +90,7 @@ TEST(Gathering, TakesSmallerStepsWhereTheAddressSpaceIsLimited) {
   EXPECT_TRUE(isSeveral(gathered, piece, 100));
 }
 
-TEST(Gathering, KeepsWhatItHasWhenThereIsNoRoomForMore) {
+TEST(Gathering, KeepsItsBytesWhenMemoryRunsOut) {
   if (testing_support::underSanitizer) GTEST_SKIP() << "a sanitizer needs the whole address space";
   const std::string piece = pieceOf(mebibyte, 7);
   std::string gathered(64 * mebibyte, 'a');
@@ -171,7 +171,7 @@ TEST(GatheredString, HasNoHugePagesAdvisedBelowAMebibyte) {
 }
 
 // The last resort was refused, too: a string's own growth doubles it at least.
-TEST(Gathering, TakesNoMoreThanItNeedsWhereThereIsNoRoomForAnyStep) {
+TEST(Gathering, ReservesOnlyWhatItNeedsWhenNoStepFits) {
   if (testing_support::underSanitizer) GTEST_SKIP() << "a sanitizer needs the whole address space";
   std::string gathered = freshOf(64 * mebibyte);
   // Twice its size is not to be had, and a copy of it is.

@@ -51,7 +51,7 @@ TEST(HostPortText, IsRefusedUnlessItHasSixFields) {
     EXPECT_EQ(parsed(text), std::string("could not parse addr ") + text + " -> 1.2.3.4:77");
 }
 
-TEST(HostPortText, IsRefusedWithTheAddressesOwnMessageWhenTheHostIsNone) {
+TEST(HostPortText, IsRefusedWithTheMessageOfAddressWhenTheHostIsInvalid) {
   for (const std::string text :
        {"10, 1, 2, 3, 4, 1", "a,b,c,d,4,1", "256,1,2,3,4,1", "10,1,2,-3,4,1", "01,1,2,3,4,1"}) {
     std::string host = text.substr(0, text.size() - (text[3] == ' ' ? 6 : 4));
@@ -93,7 +93,7 @@ TEST(HostPortText, HasPortNumbersAsFarAsTheyAreNumbers) {
   EXPECT_EQ(parsed("10,1,2,3,0,99999999999999999999999"), "10.1.2.3:65535");
 }
 
-TEST(HostPortText, MeetsEveryPortAgain) {
+TEST(HostPortText, RoundTripsEveryPort) {
   for (unsigned port = 0; port <= 65535; port += 251) {
     const Address address = at("10.20.30.40", static_cast<unsigned short>(port));
     EXPECT_EQ(parsed(formatted(address)), address.printInet());

@@ -5,21 +5,25 @@
 #include <memory>
 #include <thread>
 
-#include "nothing_left.h"
 #include "recording_client.h"
 #include "scripted_server.h"
-#include "support/ends_in_time.h"
+#include "support/leak_check.h"
 #include "support/log_capture.h"
-#include "test_dispatcher.h"
+#include "support/scoped_dispatcher.h"
+#include "support/watchdog.h"
 
 namespace tovik::ftp {
 namespace {
 
+using testing_support::LeakCheck;
+using testing_support::LoopbackSocket;
+using testing_support::ScopedDispatcher;
+
 // It could be given a worker that was ending, or had been destroyed.
-TEST(LeavingDispatcher, GivesASessionAWorkerThatServesItOrNone) {
+TEST(DispatcherBeingRemoved, GivesASessionAWorkingWorkerOrNone) {
   constexpr int count = 200;
-  const testing_support::EndsInTime endsInTime;
-  const NothingLeft nothingLeft;
+  const testing_support::Watchdog watchdog;
+  const LeakCheck leakCheck;
   const testing_support::LogCapture nothingLogged(1000);
   const auto listener = LoopbackSocket::listening();
   std::atomic<bool> over{false};
@@ -46,7 +50,7 @@ TEST(LeavingDispatcher, GivesASessionAWorkerThatServesItOrNone) {
   over = true;
   other.join();
   // One that a session was the last to use ends when the store is next changed.
-  const TestDispatcher another("another");
+  const ScopedDispatcher another("another");
 }
 
 }  // namespace

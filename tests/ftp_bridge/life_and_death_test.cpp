@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "occasion.h"
+#include "callback_case.h"
 
 namespace tovik::ftp {
 namespace {
@@ -39,23 +39,23 @@ std::vector<Act> commandActs() {
   };
 }
 
-class CommandInside : public Inside, public ::testing::WithParamInterface<std::tuple<Occasion, Act>> {};
+class CommandInside : public InsideCallback, public ::testing::WithParamInterface<std::tuple<CallbackCase, Act>> {};
 
 TEST_P(CommandInside, StartsNormally) {
-  const auto& [occasion, act] = GetParam();
-  doInside(occasion, [&, command = act.command] {
+  const auto& [callbackCase, act] = GetParam();
+  doInside(callbackCase, [&, command = act.command] {
     EXPECT_TRUE(command(*controller));
     const Result second = controller->getPwd();
     EXPECT_FALSE(second);
     EXPECT_TRUE(second.message.ends_with(" still active")) << second.message;
   });
-  if (hasConnection(occasion)) act.answer(server);
-  ASSERT_TRUE(client.waits(occasion.callback)) << server.played();
-  if (!hasConnection(occasion)) return;
-  ASSERT_TRUE(client.waits(act.outcome, act.outcome == occasion.callback ? 2 : 1)) << server.played();
+  if (hasConnection(callbackCase)) act.answer(server);
+  ASSERT_TRUE(client.waits(callbackCase.callback)) << server.played();
+  if (!hasConnection(callbackCase)) return;
+  ASSERT_TRUE(client.waits(act.outcome, act.outcome == callbackCase.callback ? 2 : 1)) << server.played();
 }
 
-class EndInside : public Inside, public ::testing::WithParamInterface<Occasion> {
+class EndInside : public InsideCallback, public ::testing::WithParamInterface<CallbackCase> {
  protected:
   void endsInside(const std::function<void()>& act, const std::function<void(ScriptedServer&)>& answer = silence) {
     doInside(GetParam(), act);
@@ -69,10 +69,6 @@ class EndInside : public Inside, public ::testing::WithParamInterface<Occasion> 
     EXPECT_EQ(client.callsOf("onDisconnected"), 1);
   }
 };
-
-TEST_P(EndInside, StopsOnce) {
-  endsInside([&] { EXPECT_TRUE(controller->stop()); });
-}
 
 TEST_P(EndInside, StopsTwice) {
   endsInside([&] {
@@ -97,13 +93,13 @@ TEST_P(EndInside, StartsACommandAndDestroysTheController) {
   endsInside(startAndDestroy, [](auto& peer) { peer.expectPort(); });
 }
 
-// Whoever throws hears no more of that connection, and every connection of the session ends.
+// A client that throws gets no more callbacks of that connection, and every connection of the session ends.
 TEST_P(EndInside, ThrowsAnException) {
   doInside(GetParam(), [] { throw std::runtime_error("the host's own"); });
   ASSERT_TRUE(client.waits(GetParam().callback)) << server.played();
   if (hasConnection(GetParam())) server.expectClose();
   EXPECT_TRUE(server.played());
-  // Once the worker has come back from the callback, and from what it tells of the other connections.
+  // Once the worker has returned from the callback, and has reported the end of the other connections.
   EXPECT_TRUE(controller->stop());
   EXPECT_GE(log.countContaining("exception in a handler: the host's own"), 1);
   disconnections = client.callsOf("onDisconnected");
@@ -119,12 +115,12 @@ TEST_P(EndInside, StopsAndDestroysTheController) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, CommandInside,
-                         ::testing::Combine(::testing::ValuesIn(occasions()), ::testing::ValuesIn(commandActs())),
+                         ::testing::Combine(::testing::ValuesIn(callbackCases()), ::testing::ValuesIn(commandActs())),
                          [](const auto& test) {
                            return std::get<0>(test.param).callback + std::get<1>(test.param).name;
                          });
 
-INSTANTIATE_TEST_SUITE_P(Of, EndInside, ::testing::ValuesIn(occasions()),
+INSTANTIATE_TEST_SUITE_P(Of, EndInside, ::testing::ValuesIn(callbackCases()),
                          [](const auto& test) { return test.param.callback; });
 
 }  // namespace

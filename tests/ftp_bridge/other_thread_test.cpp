@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "occasion.h"
+#include "callback_case.h"
 
 namespace tovik::ftp {
 namespace {
@@ -12,7 +12,7 @@ namespace {
 using testing_support::Awaited;
 
 /// Ends the session on the test's thread while its worker is inside a callback.
-class EndDuring : public Inside, public ::testing::WithParamInterface<Occasion> {
+class EndDuring : public InsideCallback, public ::testing::WithParamInterface<CallbackCase> {
  protected:
   void endsDuring(const std::function<void()>& act) {
     Awaited<bool> entered;
@@ -33,7 +33,7 @@ TEST_P(EndDuring, DestroysTheControllerOnAnotherThread) {
   endsDuring([&] { destroyController(); });
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, EndDuring, ::testing::ValuesIn(occasions()),
+INSTANTIATE_TEST_SUITE_P(Of, EndDuring, ::testing::ValuesIn(callbackCases()),
                          [](const auto& test) { return test.param.callback; });
 
 /// How far a transfer has come, and what ends the session then.
@@ -65,9 +65,9 @@ std::vector<Moment> moments() {
   return all;
 }
 
-class EndAmidATransfer : public Session, public ::testing::WithParamInterface<Moment> {
+class EndDuringTransfer : public Session, public ::testing::WithParamInterface<Moment> {
  protected:
-  void endsAmidIt(const std::function<void()>& act) {
+  void endsDuringIt(const std::function<void()>& act) {
     server.login();
     GetParam().script(server);
     onceLoggedIn([this] { EXPECT_TRUE(controller->getFile("f", GetParam().passive)); });
@@ -80,19 +80,19 @@ class EndAmidATransfer : public Session, public ::testing::WithParamInterface<Mo
   }
 };
 
-TEST_P(EndAmidATransfer, StopsOnAnotherThread) {
-  endsAmidIt([&] {
+TEST_P(EndDuringTransfer, StopsOnAnotherThread) {
+  endsDuringIt([&] {
     EXPECT_TRUE(controller->stop());
     EXPECT_TRUE(controller->stop());
     EXPECT_FALSE(controller->getPwd());
   });
 }
 
-TEST_P(EndAmidATransfer, DestroysTheControllerOnAnotherThread) {
-  endsAmidIt([&] { destroyController(); });
+TEST_P(EndDuringTransfer, DestroysTheControllerOnAnotherThread) {
+  endsDuringIt([&] { destroyController(); });
 }
 
-INSTANTIATE_TEST_SUITE_P(At, EndAmidATransfer, ::testing::ValuesIn(moments()),
+INSTANTIATE_TEST_SUITE_P(At, EndDuringTransfer, ::testing::ValuesIn(moments()),
                          [](const auto& test) { return test.param.name; });
 
 }  // namespace

@@ -12,8 +12,8 @@
 
 namespace tovik::ftp {
 
-/// A client that writes down each callback as one line, such as "onNlst a,b | Done", and then does what it was told
-/// to do inside it. Checks that the arguments outlast whatever that was.
+/// A client that records each callback as one line, such as "onNlst a,b | Done", and then does what the test wants
+/// done inside it. Checks that the arguments outlast whatever that was.
 ///
 /// Threads: any.
 class RecordingClient : public FTPclient {

@@ -5,7 +5,7 @@
 #include <tuple>
 #include <vector>
 
-#include "rig.h"
+#include "controller_fixture.h"
 
 namespace tovik::ftp {
 namespace {
@@ -77,15 +77,15 @@ TEST(ReturnCode, PrintsItsDigits) {
 TEST(ReturnCode, IsAllZerosAtFirst) { EXPECT_EQ(code_t{}, (code_t{0, 0, 0})); }
 
 /// With nothing pending after a login each complete reply is logged as it was understood, and does nothing else.
-class ReplyReader : public Rig {
+class ReplyReader : public ControllerFixture {
  protected:
   ReplyReader() {
     loggedIn();
     forget();
   }
 
-  void hearsAll(const std::vector<std::string>& lines) {
-    for (const auto& line : lines) hears(line);
+  void serverSendsAll(const std::vector<std::string>& lines) {
+    for (const auto& line : lines) serverSends(line);
   }
 
   /// The replies that were understood.
@@ -110,107 +110,107 @@ TEST_F(ReplyReader, StartsWithNoReplyOpen) {
   EXPECT_THAT(interpreter().replyLines, IsEmpty());
 }
 
-TEST_F(ReplyReader, HandsOnASingleLine) {
-  hears("220 Service ready");
+TEST_F(ReplyReader, DeliversASingleLine) {
+  serverSends("220 Service ready");
   EXPECT_THAT(replies(), ElementsAre("220 \"Service ready\" "));
   EXPECT_THAT(interpreter().replyLines, ElementsAre("Service ready")) << "kept until the next reply";
 }
 
 TEST_F(ReplyReader, GathersALineWithoutACodeAsAnEmptyText) {
-  hearsAll({"230-Welcome", "  to this server", "230 Logged in"});
+  serverSendsAll({"230-Welcome", "  to this server", "230 Logged in"});
   EXPECT_THAT(replies(), ElementsAre("230 \"Welcome\" \n\"\" \n\"Logged in\" "));
   EXPECT_THAT(complaints(), IsEmpty());
 }
 
 TEST_F(ReplyReader, EndsAReplyWithAnyLineThatRepeatsItsCode) {
-  hearsAll({"230-Welcome", "230-more", "230 done"});
+  serverSendsAll({"230-Welcome", "230-more", "230 done"});
   EXPECT_THAT(replies(), ElementsAre("230 \"Welcome\" \n\"more\" ", "230 \"done\" "));
 }
 
 TEST_F(ReplyReader, DropsALineOfAnotherCodeInsideAReply) {
-  hearsAll({"150-Opening", "226 Done"});
+  serverSendsAll({"150-Opening", "226 Done"});
   EXPECT_THAT(replies(), IsEmpty());
   EXPECT_THAT(complaints(), ElementsAre(wrongReturnCode));
   EXPECT_EQ(interpreter().replyState, 1);
   EXPECT_EQ(interpreter().replyCode, (code_t{1, 5, 0}));
-  hears("150 Really");
+  serverSends("150 Really");
   EXPECT_THAT(replies(), ElementsAre("150 \"Opening\" \n\"Really\" "));
 }
 
 TEST_F(ReplyReader, ComparesEveryDigitOfTheCode) {
-  hearsAll({"211-Status", "311 no", "221 no", "212 no"});
+  serverSendsAll({"211-Status", "311 no", "221 no", "212 no"});
   EXPECT_THAT(complaints(), ElementsAre(wrongReturnCode, wrongReturnCode, wrongReturnCode));
   EXPECT_THAT(replies(), IsEmpty());
 }
 
 TEST_F(ReplyReader, DropsALineWithoutACodeWhileNoReplyIsOpen) {
-  hears("hello");
+  serverSends("hello");
   EXPECT_THAT(logged(), ElementsAre(noReturnCode));
   EXPECT_THAT(interpreter().replyLines, IsEmpty());
 }
 
 TEST_F(ReplyReader, DropsLinesWhoseDigitsAreOutOfRange) {
-  hearsAll({"099 no", "260 no", "6", ""});
+  serverSendsAll({"099 no", "260 no", "6", ""});
   EXPECT_THAT(logged(), ElementsAre(noReturnCode, noReturnCode, noReturnCode, noReturnCode));
 }
 
-TEST_F(ReplyReader, TakesThreeCharactersAloneForAWholeReply) {
+TEST_F(ReplyReader, AcceptsThreeCharactersAsAWholeReply) {
   interpreter().onData(nullptr, "220", 3, nullptr);
   EXPECT_THAT(replies(), ElementsAre("220 \"\" "));
 }
 
-TEST_F(ReplyReader, TakesACodeAndALineEndForAWholeReply) {
-  hears("220");
+TEST_F(ReplyReader, AcceptsACodeAndALineEndAsAWholeReply) {
+  serverSends("220");
   EXPECT_THAT(replies(), ElementsAre("220 \"\" "));
 }
 
 TEST_F(ReplyReader, OpensAReplyWhoseFirstTextIsEmpty) {
-  hears("220-");
+  serverSends("220-");
   EXPECT_THAT(replies(), IsEmpty());
   EXPECT_EQ(interpreter().replyState, 1);
   EXPECT_THAT(interpreter().replyLines, ElementsAre(""));
 }
 
 TEST_F(ReplyReader, KeepsWhiteSpaceOutOfTheTexts) {
-  hearsAll({"211-\t Status \v\f", "211 \f\v\t End\t "});
+  serverSendsAll({"211-\t Status \v\f", "211 \f\v\t End\t "});
   EXPECT_THAT(replies(), ElementsAre("211 \"Status\" \n\"End\" "));
 }
 
 TEST_F(ReplyReader, ForgetsTheCodeOfAReplyThatHasEnded) {
-  hearsAll({"211-Status", "211 End"});
+  serverSendsAll({"211-Status", "211 End"});
   EXPECT_EQ(interpreter().replyState, 0);
   EXPECT_EQ(interpreter().replyCode, code_t{});
   EXPECT_THAT(interpreter().replyLines, ElementsAre("Status", "End"));
 }
 
 TEST_F(ReplyReader, ClearsTheTextsWhenTheNextReplyBegins) {
-  hearsAll({"211-Status", "211 End", "220-New"});
+  serverSendsAll({"211-Status", "211 End", "220-New"});
   EXPECT_THAT(interpreter().replyLines, ElementsAre("New"));
 }
 
 TEST_F(ReplyReader, KeepsAReplyOpenAcrossChannels) {
-  hears("211-Status");
+  serverSends("211-Status");
   interpreter().onChannelDown(&channel, 0);
   interpreter().onChannelUp(&channel);
-  hears("220 Service ready");
+  serverSends("220 Service ready");
   EXPECT_THAT(complaints(), ElementsAre(wrongReturnCode));
   EXPECT_EQ(interpreter().replyState, 1);
 }
 
 TEST_F(ReplyReader, KeepsBytesOfValueZero) {
-  hears(std::string("220 a\0b", 7));
+  serverSends(std::string("220 a\0b", 7));
   EXPECT_THAT(interpreter().replyLines, ElementsAre(std::string("a\0b", 3)));
 }
 
-TEST_F(ReplyReader, SaysNothingBelowTheThreshold) {
+TEST_F(ReplyReader, LogsNothingBelowTheThreshold) {
   qk::logging::SetMinLogLevel(31);
-  hearsAll({"hello", "211-Status", "220 no"});
+  serverSendsAll({"hello", "211-Status", "220 no"});
   EXPECT_THAT(logged(), IsEmpty());
 }
 
-TEST_F(ReplyReader, SaysItsComplaintsAtTheThreshold) {
+TEST_F(ReplyReader, LogsItsWarningsAtTheThreshold) {
   qk::logging::SetMinLogLevel(30);
-  hearsAll({"hello", "211-Status", "220 no"});
+  serverSendsAll({"hello", "211-Status", "220 no"});
   EXPECT_THAT(logged(), ElementsAre(noReturnCode, wrongReturnCode));
 }
 
@@ -233,7 +233,7 @@ class ReplyStream : public ReplyReader {
 
 const std::string threeReplies = "220-Hello\r\n there\r\n220 Go\r\nhello\r\n150-x\r\n226 y\r\n150 z\r\n250\r\n";
 
-TEST_F(ReplyStream, IsUnderstoodAlikeWhereverItIsCut) {
+TEST_F(ReplyStream, IsUnderstoodTheSameWhereverItIsSplit) {
   arrives(threeReplies);
   const auto whole = logged();
   ASSERT_EQ(replies().size(), 3U);

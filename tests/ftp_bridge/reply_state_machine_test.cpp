@@ -1,7 +1,7 @@
 #include <string>
 #include <vector>
 
-#include "rig.h"
+#include "controller_fixture.h"
 
 namespace tovik::ftp {
 namespace {
@@ -11,79 +11,79 @@ using ::testing::IsEmpty;
 
 const std::string interpreterSays = "Tovik: protocol interpreter: ";
 
-class Login : public Rig {
+class Login : public ControllerFixture {
  protected:
   Login() { forget(); }
 
-  void hearsAll(const std::vector<std::string>& lines) {
-    for (const auto& line : lines) hears(line);
+  void serverSendsAll(const std::vector<std::string>& lines) {
+    for (const auto& line : lines) serverSends(line);
   }
 };
 
 TEST_F(Login, SendsUserOnTheGreetingOnlyAndNotOnItsDelay) {
-  hears("120 Ready in a minute");
+  serverSends("120 Ready in a minute");
   EXPECT_THAT(channel.sent(), IsEmpty());
   EXPECT_EQ(interpreter().pending, pending_e::none);
-  hears("220 Ready");
+  serverSends("220 Ready");
   EXPECT_THAT(channel.sent(), ElementsAre("USER me\r\n"));
   EXPECT_EQ(interpreter().pending, pending_e::user);
 }
 
-TEST_F(Login, SendsThePasswordAndTellsOfSuccessOnceAfterItsOwnState) {
+TEST_F(Login, SendsThePasswordAndReportsSuccessOnceAfterTheStateHasChanged) {
   client.onConnectedDo([&] {
     EXPECT_EQ(interpreter().sessionState, 1);
     EXPECT_EQ(interpreter().pending, pending_e::none);
   });
-  hearsAll({"220 Ready", "331 Password?", "230 Welcome"});
+  serverSendsAll({"220 Ready", "331 Password?", "230 Welcome"});
   EXPECT_THAT(channel.sent(), ElementsAre("USER me\r\n", "PASS secret\r\n"));
   EXPECT_THAT(client.lines(), ElementsAre("onConnected"));
 }
 
 TEST_F(Login, SendsTheAccountAfterThePassword) {
-  hearsAll({"220 Ready", "331 Password?", "332 Account?"});
+  serverSendsAll({"220 Ready", "331 Password?", "332 Account?"});
   EXPECT_THAT(channel.sent(), ElementsAre("USER me\r\n", "PASS secret\r\n", "ACCT books\r\n"));
   EXPECT_THAT(client.lines(), IsEmpty());
-  hears("230 Welcome");
+  serverSends("230 Welcome");
   EXPECT_THAT(client.lines(), ElementsAre("onConnected"));
 }
 
-TEST_F(Login, SaysNothingToTheClientWhenRefusedAndBeginsAgainOnAGreeting) {
-  hearsAll({"220 Ready", "331 Password?", "530 No"});
+TEST_F(Login, ReportsNothingWhenRefusedAndStartsAgainOnAGreeting) {
+  serverSendsAll({"220 Ready", "331 Password?", "530 No"});
   EXPECT_EQ(interpreter().pending, pending_e::none);
-  hears("230 Welcome");
+  serverSends("230 Welcome");
   EXPECT_THAT(logged(30), ElementsAre(interpreterSays + "none: unknown reply 230"));
-  hears("220 Ready");
+  serverSends("220 Ready");
   EXPECT_THAT(channel.sent(), ElementsAre("USER me\r\n", "PASS secret\r\n", "USER me\r\n"));
   EXPECT_THAT(client.lines(), IsEmpty());
 }
 
-TEST_F(Login, WaitsOnAfterA202WithTheSameWordsForPasswordAndAccount) {
+TEST_F(Login, KeepsWaitingAfterA202ToPasswordAndAccount) {
   for (const pending_e pending : {pending_e::password, pending_e::account}) {
     interpreter().pending = pending;
     forget();
-    hears("202 Superfluous");
+    serverSends("202 Superfluous");
     EXPECT_THAT(logged(),
                 ElementsAre("Tovik: [FTP] 202 \"Superfluous\" ", interpreterSays + "password not implemented"));
     EXPECT_EQ(interpreter().pending, pending);
     EXPECT_THAT(channel.sent(), IsEmpty());
   }
-  hears("230 Welcome");
+  serverSends("230 Welcome");
   EXPECT_THAT(client.lines(), ElementsAre("onConnected"));
 }
 
-TEST_F(Login, IsNotBegunAgainByAGreetingWhileACommandIsPending) {
+TEST_F(Login, IsNotStartedAgainByAGreetingWhileACommandIsPending) {
   interpreter().pending = pending_e::retr;
-  hears("220 Ready");
+  serverSends("220 Ready");
   EXPECT_THAT(logged(30), ElementsAre(interpreterSays + "bad pending command 10 while down"));
   EXPECT_THAT(channel.sent(), IsEmpty());
 }
 
 TEST_F(Login, LogsTheReplyBeforeTheCommandThatAnswersIt) {
-  hears("220 Ready");
+  serverSends("220 Ready");
   EXPECT_THAT(logged(), ElementsAre("Tovik: [FTP] 220 \"Ready\" ", "Tovik: [FTP] USER me"));
 }
 
-class Replies : public Rig {
+class Replies : public ControllerFixture {
  protected:
   Replies() {
     loggedIn();
@@ -101,7 +101,7 @@ class Replies : public Rig {
   void offers(const std::string& text) {
     awaits(pending_e::passive, cmd_e::nlst);
     controller->dataConnector = new DataConnector(*controller);
-    hears("227 " + text);
+    serverSends("227 " + text);
   }
 };
 
@@ -117,7 +117,7 @@ TEST_F(Replies, AreLoggedWithQuotesAroundEachTextAndLineFeedsBetween) {
 TEST_F(Replies, AreNotLoggedAboveLevelZeroAndStillUnderstood) {
   qk::logging::SetMinLogLevel(1);
   awaits(pending_e::cwd, cmd_e::cwd);
-  hears("250 Done");
+  serverSends("250 Done");
   EXPECT_THAT(logged(), IsEmpty());
   EXPECT_THAT(client.lines(), ElementsAre("onCwd Done"));
 }
@@ -128,8 +128,8 @@ TEST_F(Replies, WithoutALineHaveTheTextUnknown) {
   EXPECT_THAT(client.lines(), ElementsAre("onCwd unknown"));
 }
 
-TEST_F(Replies, ThatNobodyAskedForAreLogged) {
-  hears("200 What");
+TEST_F(Replies, ThatWereNotAskedForAreLogged) {
+  serverSends("200 What");
   EXPECT_THAT(logged(30), ElementsAre(interpreterSays + "bad pending command 0 while up"));
   EXPECT_THAT(client.lines(), IsEmpty());
 }
@@ -137,15 +137,15 @@ TEST_F(Replies, ThatNobodyAskedForAreLogged) {
 TEST_F(Replies, DoNothingInASessionStateThatDoesNotExist) {
   interpreter().sessionState = 2;
   interpreter().pending = pending_e::pwd;
-  hears("257 \"/\"");
+  serverSends("257 \"/\"");
   EXPECT_THAT(logged(), ElementsAre("Tovik: [FTP] 257 \"\"/\"\" "));
   EXPECT_EQ(interpreter().pending, pending_e::pwd);
 }
 
 TEST_F(Replies, Of421EndTheSessionAndLeaveTheCommandPending) {
   awaits(pending_e::retr, cmd_e::retr);
-  receives("x");
-  hears("421 Closing");
+  dataArrives("x");
+  serverSends("421 Closing");
   EXPECT_EQ(interpreter().sessionState, 0);
   EXPECT_EQ(interpreter().pending, pending_e::retr);
   EXPECT_EQ(channel.bringDowns(), 1);
@@ -154,18 +154,18 @@ TEST_F(Replies, Of421EndTheSessionAndLeaveTheCommandPending) {
 
 TEST_F(Replies, Of421EndASessionInAStateThatDoesNotExistToo) {
   interpreter().sessionState = 2;
-  hears("421 Closing");
+  serverSends("421 Closing");
   EXPECT_EQ(interpreter().sessionState, 0);
   EXPECT_EQ(channel.bringDowns(), 1);
 }
 
 TEST_F(Replies, Of530LogOutExceptDuringPwd) {
   awaits(pending_e::pwd, cmd_e::pwd);
-  hears("530 Not logged in");
+  serverSends("530 Not logged in");
   EXPECT_THAT(logged(30), ElementsAre(interpreterSays + "pwd: unknown reply 530"));
   EXPECT_EQ(channel.bringDowns(), 0);
   awaits(pending_e::cwd, cmd_e::cwd);
-  hears("530 Not logged in");
+  serverSends("530 Not logged in");
   EXPECT_EQ(interpreter().sessionState, 0);
   EXPECT_EQ(interpreter().pending, pending_e::none);
   EXPECT_EQ(channel.bringDowns(), 1);
@@ -174,34 +174,34 @@ TEST_F(Replies, Of530LogOutExceptDuringPwd) {
 
 TEST_F(Replies, Of250AreUnknownToCdup) {
   awaits(pending_e::cdup, cmd_e::cdup);
-  hears("250 Done");
+  serverSends("250 Done");
   EXPECT_THAT(logged(30), ElementsAre(interpreterSays + "cdup: unknown reply 250"));
   EXPECT_THAT(client.lines(), IsEmpty());
-  hears("200 Done");
+  serverSends("200 Done");
   EXPECT_THAT(client.lines(), ElementsAre("onCdup Done")) << "the right code is still accepted";
 }
 
 TEST_F(Replies, ToNlstReportOnTheFinalOneOnlyWithItsFirstText) {
   awaits(pending_e::nlst, cmd_e::nlst);
-  receives("a\r\n");
-  hears("150 Here it comes");
+  dataArrives("a\r\n");
+  serverSends("150 Here it comes");
   EXPECT_THAT(client.lines(), IsEmpty());
   EXPECT_EQ(interpreter().pending, pending_e::nlst);
-  hears("226-Done");
-  hears("226 Really");
+  serverSends("226-Done");
+  serverSends("226 Really");
   EXPECT_THAT(client.lines(), ElementsAre("onNlst a | Done"));
 }
 
 TEST_F(Replies, ToRetrWithARestartMarkerAreLogged) {
   awaits(pending_e::retr, cmd_e::retr);
-  hears("110 MARK 1 = 1");
+  serverSends("110 MARK 1 = 1");
   EXPECT_THAT(logged(), ElementsAre("Tovik: [FTP] 110 \"MARK 1 = 1\" ", interpreterSays + "restart marker unhandled"));
   EXPECT_EQ(interpreter().pending, pending_e::retr);
 }
 
 TEST_F(Replies, ToQuitBringTheChannelDownAndLeaveTheStateAlone) {
   awaits(pending_e::quit, cmd_e::quit);
-  hears("221 Bye");
+  serverSends("221 Bye");
   EXPECT_EQ(channel.bringDowns(), 1);
   EXPECT_EQ(interpreter().sessionState, 1);
   EXPECT_EQ(interpreter().pending, pending_e::quit);
@@ -211,8 +211,8 @@ TEST_F(Replies, ToQuitBringTheChannelDownAndLeaveTheStateAlone) {
 
 TEST_F(Replies, OfSeveralLinesGiveTheirFirstTextOnly) {
   awaits(pending_e::pwd, cmd_e::pwd);
-  hears("257-\"/first\"");
-  hears("257 \"/second\"");
+  serverSends("257-\"/first\"");
+  serverSends("257 \"/second\"");
   EXPECT_THAT(client.lines(), ElementsAre("onPwd /first"));
 }
 
@@ -222,7 +222,7 @@ TEST_F(Replies, LeaveThePendingCommandThatTheClientStartsInsideItsCallback) {
     EXPECT_TRUE(controller->cdUp());
   });
   awaits(pending_e::pwd, cmd_e::pwd);
-  hears("257 \"/\"");
+  serverSends("257 \"/\"");
   EXPECT_EQ(interpreter().pending, pending_e::cdup);
 }
 
@@ -243,7 +243,7 @@ TEST_F(Replies, ToPasvWithoutParenthesesFail) {
   EXPECT_EQ(client.lines().size(), 4U);
 }
 
-TEST_F(Replies, ToPasvWithAnAddressThatIsNoneFailWithWhatStoodBetweenTheParentheses) {
+TEST_F(Replies, ToPasvWithAnInvalidAddressFailWithTheTextBetweenTheParentheses) {
   for (const std::string text : {"a,b", "", "10,0,0,1,4", "10, 0, 0, 1, 4, 1", "300,0,0,1,4,1"}) {
     offers("Entering (" + text + ")");
     EXPECT_EQ(client.lines().back(), "onNlstFailed couldn't parse " + text);

@@ -7,55 +7,55 @@ namespace tovik::ftp {
 namespace {
 
 Action nothing() {
-  return [](Seen&) {};
+  return [](Effects&) {};
 }
 
 Action sends(const std::string& command, pending_e next) {
-  return [=](Seen& seen) {
-    seen.sent.push_back(command);
-    seen.pending = next;
+  return [=](Effects& effects) {
+    effects.sent.push_back(command);
+    effects.pending = next;
   };
 }
 
 Action logsIn() {
-  return [](Seen& seen) {
-    seen.sessionState = 1;
-    seen.pending = pending_e::none;
-    seen.told.emplace_back("onConnected");
+  return [](Effects& effects) {
+    effects.sessionState = 1;
+    effects.pending = pending_e::none;
+    effects.callbacks.emplace_back("onConnected");
   };
 }
 
 Action refusesLogin() {
-  return [](Seen& seen) { seen.pending = pending_e::none; };
+  return [](Effects& effects) { effects.pending = pending_e::none; };
 }
 
 Action logs(const std::string& text) {
-  return [=](Seen& seen) { seen.logged.push_back("Tovik: protocol interpreter: " + text); };
+  return [=](Effects& effects) { effects.logged.push_back("Tovik: protocol interpreter: " + text); };
 }
 
 Action tells(const std::string& callback) {
-  return [=](Seen& seen) {
-    seen.pending = pending_e::none;
-    seen.told.push_back(callback);
+  return [=](Effects& effects) {
+    effects.pending = pending_e::none;
+    effects.callbacks.push_back(callback);
   };
 }
 
 Action logsOut() {
-  return [](Seen& seen) {
-    seen.sessionState = 0;
-    seen.pending = pending_e::none;
-    ++seen.bringDowns;
+  return [](Effects& effects) {
+    effects.sessionState = 0;
+    effects.pending = pending_e::none;
+    ++effects.bringDowns;
   };
 }
 
 Action bringsDown() {
-  return [](Seen& seen) { ++seen.bringDowns; };
+  return [](Effects& effects) { ++effects.bringDowns; };
 }
 
 Action closesService() {
-  return [](Seen& seen) {
-    seen.sessionState = 0;
-    ++seen.bringDowns;
+  return [](Effects& effects) {
+    effects.sessionState = 0;
+    ++effects.bringDowns;
   };
 }
 

@@ -9,32 +9,32 @@
 
 namespace tovik::ftp {
 
-/// What can be seen of an interpreter and of what it did: about to hear a reply, or having heard it.
-struct Seen {
+/// The state of an interpreter, and what it did: before and after a reply.
+struct Effects {
   int sessionState = 0;
   pending_e pending = pending_e::none;
-  std::vector<std::string> sent;    // command lines, without their ends
-  std::vector<std::string> told;    // callbacks of the client
-  std::vector<std::string> logged;  // beside the commands and the reply itself
+  std::vector<std::string> sent;       // command lines, without their ends
+  std::vector<std::string> callbacks;  // of the client
+  std::vector<std::string> logged;     // beside the commands and the reply itself
   int bringDowns = 0;
 
-  friend bool operator==(const Seen&, const Seen&) = default;
+  friend bool operator==(const Effects&, const Effects&) = default;
 };
 
-inline void PrintTo(const Seen& seen, std::ostream* out) {
+inline void PrintTo(const Effects& effects, std::ostream* out) {
   const auto list = [&](const char* title, const std::vector<std::string>& texts) {
     *out << title;
     for (const auto& text : texts) *out << " \"" << text << '"';
   };
-  *out << "session state " << seen.sessionState << ", pending " << static_cast<int>(seen.pending);
-  list(", sent", seen.sent);
-  list(", told", seen.told);
-  list(", logged", seen.logged);
-  *out << ", brought down " << seen.bringDowns;
+  *out << "session state " << effects.sessionState << ", pending " << static_cast<int>(effects.pending);
+  list(", sent", effects.sent);
+  list(", callbacks", effects.callbacks);
+  list(", logged", effects.logged);
+  *out << ", brought down " << effects.bringDowns;
 }
 
 /// What a reply does to what was there before it.
-using Action = std::function<void(Seen&)>;
+using Action = std::function<void(Effects&)>;
 
 /// Some codes that do the same while a command is pending.
 struct ReplyRow {
@@ -48,7 +48,7 @@ struct ReplyRow {
 /// reply's text is "text"; so the table says what becomes of the event at the client, or on the wire.
 const std::vector<ReplyRow>& replyTable();
 
-/// What hearing a code does, unlisted ones and those in the wrong phase included.
+/// What a reply's code does, unlisted ones and those in the wrong phase included.
 Action actionOn(int sessionState, pending_e pending, int code);
 
 /// In the order of their numbers.

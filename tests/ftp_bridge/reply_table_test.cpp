@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "rig.h"
+#include "controller_fixture.h"
 
 namespace tovik::ftp {
 namespace {
@@ -11,26 +11,26 @@ namespace {
 using testing_support::LogCapture;
 
 /// One reply at a time, on an interpreter in the given state whose controller stands ready for whatever follows.
-class ReplyTable : public Rig {
+class ReplyTable : public ControllerFixture {
  protected:
-  Seen hearing(int sessionState, pending_e pending, int code) {
+  Effects effectsOf(int sessionState, pending_e pending, int code) {
     interpreter().sessionState = sessionState;
     interpreter().pending = pending;
     standReady(pending);
-    channel.forget();
+    channel.clear();
     const LogCapture logOfThis;
-    const auto toldBefore = std::ssize(client.lines());
-    hears(std::to_string(code) + " text");
-    Seen seen{interpreter().sessionState, interpreter().pending, commands(), client.lines(),
-              notes(code, logOfThis),     channel.bringDowns()};
-    seen.told.erase(seen.told.begin(), seen.told.begin() + toldBefore);
-    return seen;
+    const auto callbacksBefore = std::ssize(client.lines());
+    serverSends(std::to_string(code) + " text");
+    Effects effects{interpreter().sessionState, interpreter().pending, commands(), client.lines(),
+                    notes(code, logOfThis),     channel.bringDowns()};
+    effects.callbacks.erase(effects.callbacks.begin(), effects.callbacks.begin() + callbacksBefore);
+    return effects;
   }
 
-  static Seen expected(int sessionState, pending_e pending, int code) {
-    Seen seen{sessionState, pending, {}, {}, {}, 0};
-    actionOn(sessionState, pending, code)(seen);
-    return seen;
+  static Effects expected(int sessionState, pending_e pending, int code) {
+    Effects effects{sessionState, pending, {}, {}, {}, 0};
+    actionOn(sessionState, pending, code)(effects);
+    return effects;
   }
 
  private:
@@ -70,7 +70,7 @@ TEST_P(EveryReply, DoesWhatTheTableSays) {
   const auto [sessionState, pending] = GetParam();
   for (int code = 100; code < 560; ++code)
     if (code / 10 % 10 <= 5) {
-      EXPECT_EQ(hearing(sessionState, pending, code), expected(sessionState, pending, code)) << "on " << code;
+      EXPECT_EQ(effectsOf(sessionState, pending, code), expected(sessionState, pending, code)) << "on " << code;
     }
 }
 

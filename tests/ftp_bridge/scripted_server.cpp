@@ -77,10 +77,8 @@ ScriptedServer& ScriptedServer::reply(const std::string& text) {
   });
 }
 
-ScriptedServer& ScriptedServer::replyInSegments(const std::vector<std::string>& segments) {
-  return add("reply in segments", [this, segments] {
-    for (const auto& segment : segments) control_.send(segment);
-  });
+ScriptedServer& ScriptedServer::replyRaw(const std::string& bytes) {
+  return add("reply", [this, bytes] { control_.send(bytes); });
 }
 
 ScriptedServer& ScriptedServer::expectClose() {
@@ -101,7 +99,7 @@ ScriptedServer& ScriptedServer::reset() {
 
 ScriptedServer& ScriptedServer::offerData() {
   return add("offer a data connection", [this] {
-    dataListener_ = LoopbackSocket::listening();
+    dataListener_ = Socket::listening();
     const std::string text = offerOf(dataListener_.address());
     note("> 227");
     control_.send(text + "\r\n");
@@ -132,22 +130,15 @@ ScriptedServer& ScriptedServer::closeData() {
   });
 }
 
-ScriptedServer& ScriptedServer::resetData() {
-  return add("reset the data connection", [this] {
-    openData();
-    data_.reset();
-  });
-}
-
 ScriptedServer& ScriptedServer::login() {
   return accept().reply("220 Ready").expect("USER me").reply("331 Password?").expect("PASS secret").reply("230 Hello");
 }
 
-ScriptedServer& ScriptedServer::onControl(const std::string& what, std::function<void(const LoopbackSocket&)> act) {
+ScriptedServer& ScriptedServer::onControl(const std::string& what, std::function<void(const Socket&)> act) {
   return add(what, [this, act = std::move(act)] { act(control_); });
 }
 
-ScriptedServer& ScriptedServer::onData(const std::string& what, std::function<void(const LoopbackSocket&)> act) {
+ScriptedServer& ScriptedServer::onData(const std::string& what, std::function<void(const Socket&)> act) {
   return add(what, [this, act = std::move(act)] {
     openData();
     act(data_);
@@ -233,7 +224,7 @@ std::string ScriptedServer::readLine() {
 
 void ScriptedServer::openData() {
   if (data_.isOpen()) return;
-  data_ = dataListener_.isOpen() ? dataListener_.accept() : LoopbackSocket::connected(dataAddress_);
+  data_ = dataListener_.isOpen() ? dataListener_.accept() : Socket::connected(dataAddress_);
   dataListener_.close();
   state_.change([this](State& state) { state.dataPeer = data_.peer().printInet(); });
 }

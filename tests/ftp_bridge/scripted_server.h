@@ -8,17 +8,19 @@
 #include <thread>
 #include <vector>
 
-#include "loopback_socket.h"
+#include "support/loopback_socket.h"
 #include "support/waiting.h"
 
 namespace tovik::ftp {
 
-/// An FTP server on the loopback interface that says and does what its script says, and nothing else. The script is
+/// An FTP server on the loopback interface that plays a script, and nothing else. The script is
 /// written by calling the verbs in order; each is played as soon as it is written and those before it are done.
 ///
-/// Errors: a step that goes otherwise than written ends the play, and every connection with it; played() tells.
+/// Errors: a step that goes otherwise than written ends the play, and every connection with it; played() reports it.
 class ScriptedServer {
  public:
+  using Socket = testing_support::LoopbackSocket;
+
   ScriptedServer();
   ScriptedServer(const ScriptedServer&) = delete;
   ScriptedServer& operator=(const ScriptedServer&) = delete;
@@ -28,11 +30,11 @@ class ScriptedServer {
   Address address() const { return address_; }
 
   // The control connection.
-  ScriptedServer& accept();                            // an earlier one that is open stays so, unheeded
+  ScriptedServer& accept();                            // an earlier one stays open and is ignored
   ScriptedServer& expect(const std::string& command);  // exactly this, and the line end
   ScriptedServer& expectPort();                        // PORT, with an address that data connections go to from now on
   ScriptedServer& reply(const std::string& text);      // the line end is added
-  ScriptedServer& replyInSegments(const std::vector<std::string>& segments);  // as they stand
+  ScriptedServer& replyRaw(const std::string& bytes);  // without an added line end
   ScriptedServer& expectClose();
   ScriptedServer& close();
   ScriptedServer& reset();
@@ -42,7 +44,6 @@ class ScriptedServer {
   ScriptedServer& data(const std::string& bytes);
   ScriptedServer& expectDataClose();
   ScriptedServer& closeData();
-  ScriptedServer& resetData();
 
   // Several at once.
   ScriptedServer& login();  // accept, greeting, USER me, PASS secret
@@ -50,8 +51,8 @@ class ScriptedServer {
   ScriptedServer& active() { return expectPort().reply("200 PORT is fine"); }
 
   // By hand, on the server's thread; what it throws ends the play.
-  ScriptedServer& onControl(const std::string& what, std::function<void(const LoopbackSocket&)> act);
-  ScriptedServer& onData(const std::string& what, std::function<void(const LoopbackSocket&)> act);
+  ScriptedServer& onControl(const std::string& what, std::function<void(const Socket&)> act);
+  ScriptedServer& onData(const std::string& what, std::function<void(const Socket&)> act);
 
   /// Runs on the server's thread; false ends the play.
   ScriptedServer& until(std::function<bool()> condition, const std::string& what);
@@ -91,17 +92,17 @@ class ScriptedServer {
   std::string readLine();
   void openData();
 
-  const LoopbackSocket listener_ = LoopbackSocket::listening();
+  const Socket listener_ = Socket::listening();
   const Address address_ = listener_.address();
   testing_support::Awaited<State> state_;
 
   // The server thread's alone.
-  std::vector<LoopbackSocket> earlier_;
-  LoopbackSocket control_;
+  std::vector<Socket> earlier_;
+  Socket control_;
   std::string unread_;
-  LoopbackSocket dataListener_;
+  Socket dataListener_;
   Address dataAddress_;
-  LoopbackSocket data_;
+  Socket data_;
 
   std::thread thread_{[this] { play(); }};
 };

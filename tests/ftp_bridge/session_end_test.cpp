@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "session.h"
+#include "session_fixture.h"
 
 namespace tovik::ftp {
 namespace {
@@ -12,6 +12,7 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using testing_support::LoopbackSocket;
 
 /// Sessions that are ended from this side, or by an exception of the client's.
 class EndSession : public Session {
@@ -36,7 +37,7 @@ TEST_F(EndSession, IsStoppedByAnotherThreadDuringATransfer) {
   for (const bool mode : {passiveMode, activeMode}) {
     halfWay(mode);
     EXPECT_TRUE(controller->stop());
-    EXPECT_EQ(client.callsOf("onDisconnected"), disconnections) << "told before stop returns";
+    EXPECT_EQ(client.callsOf("onDisconnected"), disconnections) << "reported before stop returns";
     EXPECT_EQ(client.callsOf("onRetrieve") + client.callsOf("onRetrieveFailed"), 0);
     server.closeData().expectClose();
     ASSERT_TRUE(server.played());
@@ -95,7 +96,7 @@ TEST_F(EndSession, MayStartAgainAfterStop) {
   ASSERT_TRUE(client.waits("onPwd"));
 }
 
-TEST_F(EndSession, IsToldOfOncePerConnection) {
+TEST_F(EndSession, IsReportedOncePerConnection) {
   server.login().accept().reply("220 Ready");
   start();
   ASSERT_TRUE(client.waits("onConnected"));
@@ -105,7 +106,7 @@ TEST_F(EndSession, IsToldOfOncePerConnection) {
   EXPECT_EQ(client.callsOf("onDisconnected"), 2);
 }
 
-TEST_F(EndSession, MayDestroyItsControllerWhenStopTellsOfTheEnd) {
+TEST_F(EndSession, MayDestroyItsControllerWhenStopReportsTheEnd) {
   server.login();
   start();
   ASSERT_TRUE(client.waits("onConnected"));
@@ -132,7 +133,7 @@ TEST_F(EndSession, ReplacesTheConnectorInsideItsOwnChannelDownHandler) {
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onNlst a | Done", "onNlst b | Again"));
 }
 
-TEST_F(EndSession, SaysNothingMoreForAControllerThatWasDestroyedWhenItsDataCame) {
+TEST_F(EndSession, LogsNothingAfterItsControllerWasDestroyedInOnNlst) {
   server.login().passive().expect("NLST").reply("226 Done");
   serverAfter("Tovik: [FTP] 226 \"Done\" ").data("a").closeData().expectClose();
   client.whenever("onNlst", [&] { controller.reset(); });
@@ -153,7 +154,7 @@ TEST_F(EndSession, EndsEveryConnectionWhenTheClientThrowsOnAReply) {
 }
 
 // The reader's state was that of the old connection: the greeting of the new one was no greeting to it.
-TEST_F(EndSession, StartsAfreshAfterTheClientHasThrown) {
+TEST_F(EndSession, StartsAgainAfterTheClientHasThrown) {
   server.login().expect("PWD").reply("257 \"/\"").expectClose().login();
   client.whenever("onPwd", [] { throw std::runtime_error("too much"); });
   onceLoggedIn([&] { EXPECT_TRUE(controller->getPwd()); });
@@ -173,7 +174,7 @@ TEST_F(EndSession, EndsEveryConnectionWhenTheClientThrowsOnData) {
   EXPECT_EQ(client.callsOf("onNlst"), 1);
 }
 
-TEST_F(EndSession, GoesOnBesideASessionWhoseClientThrows) {
+TEST_F(EndSession, ContinuesBesideASessionWhoseClientThrows) {
   RecordingClient other;
   ScriptedServer otherServer;
   connection_data_t data = connection();
@@ -195,7 +196,7 @@ TEST_F(EndSession, GoesOnBesideASessionWhoseClientThrows) {
 
 /// A client that starts an active transfer in onDisconnected. If that makes a listener, a peer connects to it and sends
 /// a byte; the command may also be refused.
-class TransferAtTheEnd : public EndSession {
+class TransferStartedInOnDisconnected : public EndSession {
  protected:
   void SetUp() override {
     client.whenever("onDisconnected", [this] {
@@ -238,7 +239,7 @@ class TransferAtTheEnd : public EndSession {
 };
 
 // Over and over, since the worker may accept the peer while the destructor goes on.
-TEST_F(TransferAtTheEnd, ComesToNothingWhenTheControllerIsDestroyedByAnotherThread) {
+TEST_F(TransferStartedInOnDisconnected, HasNoEffectWhenTheControllerIsDestroyedByAnotherThread) {
   for (int round = 0; round < 50; ++round) {
     controller = make();
     begin();
@@ -248,20 +249,20 @@ TEST_F(TransferAtTheEnd, ComesToNothingWhenTheControllerIsDestroyedByAnotherThre
   }
 }
 
-TEST_F(TransferAtTheEnd, ComesToNothingWhenTheControllerIsDestroyedInsideACallback) {
+TEST_F(TransferStartedInOnDisconnected, HasNoEffectWhenTheControllerIsDestroyedInsideACallback) {
   server.login();
   onceLoggedIn([this] { controller.reset(); });
   ASSERT_TRUE(client.waits("onConnected"));
 }
 
-TEST_F(TransferAtTheEnd, ComesToNothingWhenTheControllerIsDestroyedBeforeTheLogin) {
+TEST_F(TransferStartedInOnDisconnected, HasNoEffectWhenTheControllerIsDestroyedBeforeTheLogin) {
   server.accept();
   start();
   ASSERT_TRUE(server.played());
   controller.reset();
 }
 
-TEST_F(TransferAtTheEnd, ComesToNothingWhenTheControllerIsDestroyedDuringAnotherTransfer) {
+TEST_F(TransferStartedInOnDisconnected, HasNoEffectWhenTheControllerIsDestroyedDuringAnotherTransfer) {
   halfWay(activeMode);
   controller.reset();
 }

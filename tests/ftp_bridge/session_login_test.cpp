@@ -1,7 +1,7 @@
 #include <chrono>
 #include <string>
 
-#include "session.h"
+#include "session_fixture.h"
 
 namespace tovik::ftp {
 namespace {
@@ -9,6 +9,7 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing_support::LoopbackSocket;
 
 const std::string channelUp = "Tovik: protocol interpreter up";
 
@@ -26,67 +27,7 @@ class LoginSession : public Session {
       EXPECT_EQ(controller->interpreter.pending, pending_e::none);
     });
   }
-
-  /// Plays a script that ends with a refusal, and asks for the delivery of an unknown reply to know that it was heard.
-  void isRefused() {
-    server.reply("259 Heard?");
-    start();
-    ASSERT_TRUE(log.waitFor("Tovik: protocol interpreter: none: unknown reply 259")) << server.played();
-    EXPECT_THAT(client.lines(), IsEmpty());
-  }
 };
-
-TEST_F(LoginSession, SucceedsAtOnceOnAUserWithoutAPassword) {
-  server.accept().reply("220 Ready").expect("USER me").reply("230 Hello");
-  succeeds();
-}
-
-TEST_F(LoginSession, SucceedsWithAPassword) {
-  server.login();
-  succeeds();
-  EXPECT_THAT(commands(), ElementsAre("USER me", "PASS secret"));
-}
-
-TEST_F(LoginSession, SucceedsWithAnAccountInsteadOfAPassword) {
-  server.accept().reply("220 Ready").expect("USER me").reply("332 Account?").expect("ACCT books").reply("230 Hello");
-  succeeds();
-}
-
-TEST_F(LoginSession, SucceedsWithAPasswordAndAnAccount) {
-  server.accept().reply("220 Ready").expect("USER me").reply("331 Password?").expect("PASS secret");
-  server.reply("332 Account?").expect("ACCT books").reply("230 Hello");
-  succeeds();
-}
-
-TEST_F(LoginSession, WaitsOnWhenThePasswordIsSuperfluous) {
-  server.accept().reply("220 Ready").expect("USER me").reply("331 Password?").expect("PASS secret");
-  server.reply("202 Superfluous").reply("230 Hello");
-  succeeds();
-  EXPECT_EQ(log.count("Tovik: protocol interpreter: password not implemented"), 1);
-}
-
-TEST_F(LoginSession, WaitsForTheGreetingAfterItsDelay) {
-  server.accept().reply("120 In a minute");
-  serverAfter("Tovik: [FTP] 120 \"In a minute\" ").reply("220 Ready").expect("USER me").reply("230 Hello");
-  succeeds();
-}
-
-TEST_F(LoginSession, UnderstandsAGreetingOfManyLines) {
-  server.accept().reply("220-Welcome\r\n to this server\r\n\r\n220 Ready").expect("USER me").reply("230 Hello");
-  succeeds();
-  EXPECT_THAT(log.texts(), Contains("Tovik: [FTP] 220 \"Welcome\" \n\"\" \n\"\" \n\"Ready\" "));
-}
-
-TEST_F(LoginSession, UnderstandsRepliesThatComeByteByByte) {
-  server.accept().replyInSegments({"2", "2", "0", "-", "W", "\r", "\n", "2", "20", " R", "\r", "\n"});
-  server.expect("USER me").replyInSegments({"23", "0", "\r", "\n"});
-  succeeds();
-}
-
-TEST_F(LoginSession, UnderstandsRepliesThatComeAtOnce) {
-  server.accept().reply("220 Ready\r\n331 Password?\r\n230 Hello").expect("USER me").expect("PASS secret");
-  succeeds();
-}
 
 TEST_F(LoginSession, LogsEveryStepInItsOrder) {
   server.login();
@@ -97,28 +38,7 @@ TEST_F(LoginSession, LogsEveryStepInItsOrder) {
   EXPECT_THAT(log.texts(30), IsEmpty());
 }
 
-TEST_F(LoginSession, IsNotReportedWhenTheUserIsRefused) {
-  server.accept().reply("220 Ready").expect("USER me").reply("530 No");
-  isRefused();
-}
-
-TEST_F(LoginSession, IsNotReportedWhenThePasswordIsRefused) {
-  server.accept().reply("220 Ready").expect("USER me").reply("331 Password?").expect("PASS secret").reply("530 No");
-  isRefused();
-}
-
-TEST_F(LoginSession, IsNotReportedWhenTheAccountIsRefused) {
-  server.accept().reply("220 Ready").expect("USER me").reply("332 Account?").expect("ACCT books").reply("503 No");
-  isRefused();
-}
-
-TEST_F(LoginSession, BeginsAgainWhenAServerGreetsAgainAfterARefusal) {
-  server.accept().reply("220 Ready").expect("USER me").reply("530 No").reply("220 Again").expect("USER me");
-  server.reply("230 Hello");
-  succeeds();
-}
-
-TEST_F(LoginSession, TakesACommandBeforeItHasSucceededAndIsThenMixedUp) {
+TEST_F(LoginSession, TakesACommandBeforeItHasSucceededAndThenFails) {
   server.accept().reply("220 Ready").expect("USER me");
   start();
   ASSERT_TRUE(server.played());
@@ -143,13 +63,13 @@ TEST_F(LoginSession, EndsOnServiceClosing) {
   EXPECT_THAT(log.texts(), Contains("Tovik: protocol interpreter channel down local"));
 }
 
-TEST_F(LoginSession, GoesOutFromTheLocalAddress) {
+TEST_F(LoginSession, ConnectsFromTheLocalAddress) {
   server.login();
   succeeds();
   EXPECT_THAT(server.controlPeer(), ::testing::StartsWith("127.0.0.2:"));
 }
 
-TEST_F(LoginSession, IsBegunOnASecondConnectionByASecondStart) {
+TEST_F(LoginSession, StartsOnASecondConnectionWithASecondStart) {
   server.login();
   start();
   ASSERT_TRUE(client.waits("onConnected"));
@@ -159,7 +79,7 @@ TEST_F(LoginSession, IsBegunOnASecondConnectionByASecondStart) {
   EXPECT_EQ(log.count(channelUp), 2);
 }
 
-TEST_F(LoginSession, IsBegunAgainByAStartAfterADisconnection) {
+TEST_F(LoginSession, StartsAgainAfterADisconnection) {
   server.login().close();
   start();
   ASSERT_TRUE(client.waits("onDisconnected"));

@@ -3,10 +3,12 @@
 #include <filesystem>
 #include <string>
 
-#include "session.h"
+#include "session_fixture.h"
 
 namespace tovik::ftp {
 namespace {
+
+using testing_support::LoopbackSocket;
 
 std::string addressBy(int (*ask)(int, sockaddr*, socklen_t*), int descriptor) {
   sockaddr_in native{};

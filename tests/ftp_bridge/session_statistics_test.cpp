@@ -1,9 +1,9 @@
-#include "session.h"
+#include "session_fixture.h"
 
 namespace tovik::ftp {
 namespace {
 
-TEST_F(Session, TellsOfItsConnectionsWhileItLastsAndAfterwards) {
+TEST_F(Session, ReportsItsStatisticsDuringAndAfterIt) {
   server.login().passive().expect("RETR file").reply("150 Here").data("12345").closeData().reply("226 Done");
   EXPECT_EQ(controller->statistics().started, 0U);
   onceLoggedIn([this] { EXPECT_TRUE(controller->getFile("file", passiveMode)); });

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "session.h"
+#include "session_fixture.h"
 
 namespace tovik::ftp {
 namespace {
@@ -50,30 +50,12 @@ TEST_F(StockSession, ListsAgainAfterTheHostChangedTheDirectoryAndEndsWhenThatFai
   EXPECT_EQ(stock->getPwd().message, "quit still active");
 }
 
-TEST_F(StockSession, OnlyLogsAChangeToTheParentDirectory) {
-  server.login().expect("PWD").reply("257 \"/\"").passive().expect("NLST").closeData().reply("226 Done");
-  drive(passiveMode);
-  ASSERT_TRUE(log.waitFor("Tovik: Directory Listing: Done"));
-  server.expect("CDUP").reply("200 Up");
-  EXPECT_TRUE(stock->cdUp());
-  ASSERT_TRUE(log.waitFor("Tovik: Change to Parent Directory: Up"));
-  EXPECT_EQ(commands().back(), "CDUP");
-}
-
 TEST_F(StockSession, FreesTheContentOfAFileThatTheHostAskedFor) {
   server.login().expect("PWD").reply("550 No").passive().expect("RETR f").data("x").closeData().reply("226 Done");
   drive(passiveMode);
   ASSERT_TRUE(log.waitFor("Tovik: Current Directory failed: No"));
   EXPECT_TRUE(stock->getFile("f", passiveMode));
   EXPECT_TRUE(log.waitFor("Tovik: Retrieve f: Done"));
-}
-
-TEST_F(StockSession, IsSilentAboutADroppedConnection) {
-  server.login().expect("PWD").close();
-  drive(passiveMode);
-  ASSERT_TRUE(log.waitFor("Tovik: protocol interpreter channel down peer"));
-  stock.reset();
-  EXPECT_EQ(log.texts().back(), "Tovik: protocol interpreter channel down peer");
 }
 
 }  // namespace

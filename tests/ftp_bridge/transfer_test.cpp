@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "rig.h"
+#include "controller_fixture.h"
 
 namespace tovik::ftp {
 namespace {
@@ -12,7 +12,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 /// Transfers whose data connection is set up; the test gives the data and the final reply.
-class Transfer : public Rig {
+class Transfer : public ControllerFixture {
  protected:
   Transfer() { loggedIn(); }
 
@@ -25,10 +25,10 @@ class Transfer : public Rig {
     forget();
   }
 
-  /// What a listing of some data is told as.
+  /// How a listing of some data is reported.
   std::string listed(const std::string& data) {
     listing();
-    receives(data);
+    dataArrives(data);
     controller->onNlst(true, "Done");
     return client.lines().back();
   }
@@ -50,7 +50,7 @@ TEST_F(Transfer, LogsNothingAboveLevelZero) {
   qk::logging::SetMinLogLevel(1);
   forget();
   retrieval();
-  receives("x");
+  dataArrives("x");
   controller->onDataUp();
   controller->onDataDown();
   controller->onRetrieve(true, "Done");
@@ -63,11 +63,11 @@ TEST_F(Transfer, SplitsAListingIntoItsNames) {
   EXPECT_EQ(listed("a\nb\n"), "onNlst a,b | Done");
 }
 
-TEST_F(Transfer, PassesOverEmptyLinesAndKeepsBlanksInsideNames) {
+TEST_F(Transfer, SkipsEmptyLinesAndKeepsBlanksInsideNames) {
   EXPECT_EQ(listed("name\r\n\r\n  \r\n two words \r\n"), "onNlst name,two words | Done");
 }
 
-TEST_F(Transfer, TakesALastNameWithoutALineEnd) {
+TEST_F(Transfer, AcceptsALastNameWithoutALineEnd) {
   EXPECT_EQ(listed("a\r\nb"), "onNlst a,b | Done");
   EXPECT_EQ(listed("only"), "onNlst only | Done");
 }
@@ -89,14 +89,14 @@ TEST_F(Transfer, ReportsAListingOnceWhenTheReplyComesFirst) {
   listing();
   controller->onNlst(true, "Done");
   EXPECT_THAT(client.lines(), IsEmpty());
-  receives("a\r\n");
+  dataArrives("a\r\n");
   EXPECT_THAT(client.lines(), ElementsAre("onNlst a | Done"));
   EXPECT_EQ(controller->received, nullptr);
 }
 
 TEST_F(Transfer, ReportsAListingOnceWhenTheDataComesFirst) {
   listing();
-  receives("a\r\n");
+  dataArrives("a\r\n");
   EXPECT_THAT(client.lines(), IsEmpty());
   controller->onNlst(true, "Done");
   EXPECT_THAT(client.lines(), ElementsAre("onNlst a | Done"));
@@ -107,10 +107,10 @@ TEST_F(Transfer, ReportsARetrievalOnceInEitherOrder) {
   retrieval();
   controller->onRetrieve(true, "Done");
   EXPECT_THAT(client.lines(), IsEmpty());
-  receives("x");
+  dataArrives("x");
   EXPECT_THAT(client.lines(), ElementsAre("onRetrieve file | Done | x"));
   retrieval();
-  receives("y");
+  dataArrives("y");
   EXPECT_EQ(client.lines().size(), 1U);
   controller->onRetrieve(true, "Done");
   EXPECT_THAT(client.lines(), ElementsAre("onRetrieve file | Done | x", "onRetrieve file | Done | y"));
@@ -121,17 +121,17 @@ TEST_F(Transfer, ReportsARefusalOnlyAfterTheData) {
   controller->onNlst(false, "no");
   EXPECT_THAT(client.lines(), IsEmpty());
   EXPECT_EQ(controller->getPwd().message, "nlst still active");
-  receives("");
+  dataArrives("");
   EXPECT_THAT(client.lines(), ElementsAre("onNlstFailed no"));
   retrieval();
   controller->onRetrieve(false, "never");
-  receives("");
+  dataArrives("");
   EXPECT_THAT(client.lines(), ElementsAre("onNlstFailed no", "onRetrieveFailed file | never"));
 }
 
 TEST_F(Transfer, KeepsWhatAFailedTransferReceivedUntilTheNextOne) {
   retrieval();
-  receives("half");
+  dataArrives("half");
   controller->onRetrieve(false, "no");
   ASSERT_NE(controller->received, nullptr);
   EXPECT_EQ(*controller->received, "half");
@@ -139,7 +139,7 @@ TEST_F(Transfer, KeepsWhatAFailedTransferReceivedUntilTheNextOne) {
   EXPECT_EQ(controller->received, nullptr);
 }
 
-TEST_F(Transfer, HasNoDataForAPositiveListingReplyWithNothingDelivered) {
+TEST_F(Transfer, HasNoNamesForAPositiveListingReplyWithoutData) {
   listing();
   controller->onNlst(true, "Done");
   controller->onDataReceived(nullptr);
@@ -147,16 +147,16 @@ TEST_F(Transfer, HasNoDataForAPositiveListingReplyWithNothingDelivered) {
   EXPECT_THAT(logged(), ElementsAre("Tovik: controller received 0 bytes"));
 }
 
-TEST_F(Transfer, HandsOnANullContentForAPositiveRetrievalReplyWithNothingDelivered) {
+TEST_F(Transfer, DeliversANullContentForAPositiveRetrievalReplyWithoutData) {
   retrieval();
   controller->onRetrieve(true, "Done");
   controller->onDataReceived(nullptr);
   EXPECT_THAT(client.lines(), ElementsAre("onRetrieve file | Done | null"));
 }
 
-TEST_F(Transfer, GivesTheContentAwayForGood) {
+TEST_F(Transfer, TransfersOwnershipOfTheContent) {
   retrieval();
-  receives("x");
+  dataArrives("x");
   controller->onRetrieve(true, "Done");
   EXPECT_EQ(controller->received, nullptr);
   const auto content = client.content();
@@ -164,29 +164,29 @@ TEST_F(Transfer, GivesTheContentAwayForGood) {
   EXPECT_EQ(*content, "x");
 }
 
-TEST_F(Transfer, HandsOnTheContentByteForByte) {
+TEST_F(Transfer, DeliversTheContentByteForByte) {
   const std::string bytes("a\r\n\0\n\xff ", 7);
   retrieval();
-  receives(bytes);
+  dataArrives(bytes);
   controller->onRetrieve(true, "Done");
   EXPECT_EQ(*client.content(), bytes);
 }
 
 TEST_F(Transfer, ReplacesOlderDataByNewer) {
   retrieval();
-  receives("old");
-  receives("new");
+  dataArrives("old");
+  dataArrives("new");
   controller->onRetrieve(true, "Done");
   EXPECT_THAT(client.lines(), ElementsAre("onRetrieve file | Done | new"));
 }
 
 TEST_F(Transfer, LogsTheNumberOfTheCommandAndOfTheBytes) {
   listing();
-  receives("abc");
+  dataArrives("abc");
   EXPECT_THAT(logged(), ElementsAre("Tovik: controller 4 received 3 bytes"));
   controller->command = cmd_e::none;
   retrieval();
-  receives("");
+  dataArrives("");
   EXPECT_THAT(logged(), ElementsAre("Tovik: controller 5 received 0 bytes"));
   for (const auto& record : records()) EXPECT_EQ(record.level, 0);
 }
@@ -194,7 +194,7 @@ TEST_F(Transfer, LogsTheNumberOfTheCommandAndOfTheBytes) {
 TEST_F(Transfer, ReportsNothingForDataOutsideATransfer) {
   EXPECT_TRUE(controller->getPwd());
   controller->replyReceived = true;
-  receives("x");
+  dataArrives("x");
   EXPECT_THAT(client.lines(), IsEmpty());
   EXPECT_THAT(logged(), Contains("Tovik: controller 1 received 1 bytes"));
   ASSERT_NE(controller->received, nullptr);
@@ -205,7 +205,7 @@ TEST_F(Transfer, RefusesAnotherAndLeavesTheRunningOneUntouched) {
   const Result refused = controller->getFile("other", true);
   EXPECT_FALSE(refused);
   EXPECT_EQ(refused.message, "nlst still active");
-  receives("a");
+  dataArrives("a");
   controller->onNlst(true, "Done");
   EXPECT_THAT(client.lines(), ElementsAre("onNlst a | Done"));
 }
@@ -213,7 +213,7 @@ TEST_F(Transfer, RefusesAnotherAndLeavesTheRunningOneUntouched) {
 TEST_F(Transfer, StartsTheNextInsideTheCallbackOfTheLast) {
   listing();
   client.whenever("onNlst", [&] { EXPECT_TRUE(controller->getNlst(true)); });
-  receives("a");
+  dataArrives("a");
   controller->onNlst(true, "Done");
   EXPECT_EQ(controller->command, cmd_e::nlst);
   EXPECT_THAT(channel.sent(), ElementsAre("PASV\r\n"));

@@ -3,10 +3,10 @@
 #include <atomic>
 #include <memory>
 
-#include "framework/latch.h"
-#include "session.h"
-#include "support/ends_in_time.h"
+#include "session_fixture.h"
+#include "support/latch.h"
 #include "support/rest.h"
+#include "support/watchdog.h"
 
 // A callback that stops another worker's session waits for that worker. Meanwhile nothing else of its own session runs.
 
@@ -15,6 +15,7 @@ namespace {
 
 using testing_support::Latch;
 using testing_support::othersComeToRest;
+using testing_support::ScopedDispatcher;
 
 class WaitingCallback : public Session {
  protected:
@@ -41,11 +42,11 @@ class WaitingCallback : public Session {
     inside = false;
   }
 
-  const testing_support::EndsInTime endsInTime;
+  const testing_support::Watchdog watchdog;
   Latch waiting;
   Latch acting;
   std::atomic<bool> inside{false};
-  const TestDispatcher secondDispatcher{"second"};
+  const ScopedDispatcher secondDispatcher{"second"};
   ScriptedServer secondServer;
   RecordingClient secondClient;
   std::unique_ptr<Controller> second = [this] {
@@ -67,8 +68,8 @@ TEST_F(WaitingCallback, HasReturnedWhenItsSessionIsDestroyedOnAnotherThread) {
   server.expectClose();
 }
 
-// The end was told inside of the callback that waited.
-TEST_F(WaitingCallback, IsFollowedByTheEndThatAnotherThreadAskedFor) {
+// The end was reported inside the callback that waited.
+TEST_F(WaitingCallback, IsFollowedByTheEndThatAnotherThreadRequested) {
   server.login();
   long endsInside = -1;
   onceLoggedIn([&] {

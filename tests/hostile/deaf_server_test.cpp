@@ -23,7 +23,8 @@ class DeafServer : public HostileInMode {
     GetParam() == passiveMode ? server.passive() : server.active();
     onceLoggedIn([this] { EXPECT_TRUE(controller->getFile(std::string(tooMuch, 'n'), GetParam())); });
     server.data("half");
-    server.until([this] { return comesAbout([this] { return isAwaited(pending_e::retr); }); }, "RETR is sent");
+    server.until([this] { return testing_support::eventually([this] { return isAwaited(pending_e::retr); }); },
+                 "RETR is sent");
     ASSERT_TRUE(server.played());
   }
 
@@ -34,13 +35,13 @@ class DeafServer : public HostileInMode {
   }
 };
 
-TEST_P(DeafServer, DoesNotKeepTheSessionFromStopping) {
+TEST_P(DeafServer, DoesNotPreventTheSessionFromStopping) {
   getsStuck();
   EXPECT_TRUE(controller->stop());
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onDisconnected"));
 }
 
-TEST_P(DeafServer, DoesNotKeepTheControllerFromGoingWithAllThatWasSent) {
+TEST_P(DeafServer, DoesNotPreventTheControllersDestruction) {
   controller.reset();
   const Growth growth;
   controller = make();
@@ -49,7 +50,7 @@ TEST_P(DeafServer, DoesNotKeepTheControllerFromGoingWithAllThatWasSent) {
     EXPECT_GT(growth.bytes(), tooMuch / 4);
   }
   destroyController();
-  EXPECT_TRUE(comesAbout([&] { return growth.bytes() < workersOwn; })) << growth.bytes();
+  EXPECT_TRUE(testing_support::eventually([&] { return growth.bytes() < workersOwn; })) << growth.bytes();
 }
 
 TEST_P(DeafServer, IsStillListenedTo) {
@@ -78,7 +79,7 @@ TEST_F(DeafServerThatAnswers, CostsWhatTheClientSendsAndNoMore) {
   const auto sent = answers * static_cast<long>(name.size() + sizeof "CWD \r\n");
   EXPECT_LT(growth.highestBytes(), sent + sent / 8 + 4 * mebibyte);
   EXPECT_TRUE(controller->stop());
-  EXPECT_TRUE(comesAbout([&] { return growth.bytes() < 4 * mebibyte; })) << growth.bytes();
+  EXPECT_TRUE(testing_support::eventually([&] { return growth.bytes() < 4 * mebibyte; })) << growth.bytes();
 }
 
 }  // namespace

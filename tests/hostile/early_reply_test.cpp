@@ -6,6 +6,7 @@ namespace tovik::ftp {
 namespace {
 
 using ::testing::ElementsAre;
+using testing_support::LoopbackSocket;
 
 const std::string badPending = "Tovik: protocol interpreter: bad pending command 0 while up";
 
@@ -14,14 +15,14 @@ const std::string badPending = "Tovik: protocol interpreter: bad pending command
 using EarlyReplies = HostileSession;
 
 TEST_F(EarlyReplies, LogInWhenAllOfThemComeAtOnce) {
-  server.accept().replyInSegments({"220 Ready\r\n331 Password?\r\n230 Hello\r\n"});
+  server.accept().replyRaw("220 Ready\r\n331 Password?\r\n230 Hello\r\n");
   server.expect("USER me").expect("PASS secret");
   start();
   ASSERT_TRUE(client.waits("onConnected")) << server.played();
 }
 
 TEST_F(EarlyReplies, AnswerTheCommandThatACallbackStarts) {
-  server.accept().replyInSegments({"220 Ready\r\n331 Password?\r\n230 Hello\r\n257 \"/\"\r\n250 Done\r\n"});
+  server.accept().replyRaw("220 Ready\r\n331 Password?\r\n230 Hello\r\n257 \"/\"\r\n250 Done\r\n");
   server.expect("USER me").expect("PASS secret").expect("PWD").expect("CWD a");
   client.whenever("onPwd", [this] { EXPECT_TRUE(controller->changeCwd("a")); });
   onceLoggedIn([this] { EXPECT_TRUE(controller->getPwd()); });
@@ -33,7 +34,7 @@ TEST_F(EarlyReplies, AreDroppedBehindAPassiveAddressSinceNoCommandIsInProgressUn
   LoopbackSocket listener = LoopbackSocket::listening();
   std::string offer;
   ASSERT_TRUE(ProtocolInterpreter::convertAddr(listener.address(), offer));
-  server.login().expect("PASV").replyInSegments({"227 (" + offer + ")\r\n150 Here\r\n226 Early\r\n"});
+  server.login().expect("PASV").replyRaw("227 (" + offer + ")\r\n150 Here\r\n226 Early\r\n");
   server.expect("RETR file");
   retrieves(passiveMode);
   LoopbackSocket data = listener.accept();
@@ -49,7 +50,7 @@ TEST_F(EarlyReplies, AreDroppedBehindAPassiveAddressSinceNoCommandIsInProgressUn
 }
 
 TEST_F(EarlyReplies, EndAnActiveTransferTogetherWithItsData) {
-  server.login().expectPort().replyInSegments({"200 PORT is fine\r\n150 Here\r\n226 Early\r\n"});
+  server.login().expectPort().replyRaw("200 PORT is fine\r\n150 Here\r\n226 Early\r\n");
   server.expect("RETR file").data("whole").closeData();
   retrieves(activeMode);
   ASSERT_TRUE(client.waits("onRetrieve")) << server.played();
@@ -57,14 +58,14 @@ TEST_F(EarlyReplies, EndAnActiveTransferTogetherWithItsData) {
 }
 
 TEST_F(EarlyReplies, RefuseAnActiveTransferBeforeItIsAskedFor) {
-  server.login().expectPort().replyInSegments({"200 PORT is fine\r\n550 No\r\n"}).expect("RETR file").closeData();
+  server.login().expectPort().replyRaw("200 PORT is fine\r\n550 No\r\n").expect("RETR file").closeData();
   retrieves(activeMode);
   ASSERT_TRUE(client.waits("onRetrieveFailed")) << server.played();
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onRetrieveFailed file | No"));
 }
 
-TEST_F(EarlyReplies, EndTheSessionInTheMidstOfTheLogin) {
-  server.accept().replyInSegments({"220 Ready\r\n421 Closing\r\n331 Password?\r\n"}).expect("USER me").expectClose();
+TEST_F(EarlyReplies, EndTheSessionDuringTheLogin) {
+  server.accept().replyRaw("220 Ready\r\n421 Closing\r\n331 Password?\r\n").expect("USER me").expectClose();
   start();
   ASSERT_TRUE(client.waits("onDisconnected")) << server.played();
   EXPECT_EQ(log.count("Tovik: [FTP] 331 \"Password?\" "), 0);

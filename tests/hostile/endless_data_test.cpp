@@ -42,12 +42,12 @@ TEST_P(EndlessData, OfAListingIsGatheredUntilTheHostStops) {
   const Growth growth;
   lists();
   ASSERT_TRUE(client.waits("onConnected"));
-  ASSERT_TRUE(comesAbout([this] { return received() >= enough; })) << server.played();
+  ASSERT_TRUE(testing_support::eventually([this] { return received() >= enough; })) << server.played();
   if (testing_support::heapIsOurs()) {
     EXPECT_GT(growth.highestBytes(), enough);
   }
   EXPECT_TRUE(controller->stop());
-  EXPECT_TRUE(comesAbout([&] { return growth.bytes() < workersOwn; })) << growth.bytes();
+  EXPECT_TRUE(testing_support::eventually([&] { return growth.bytes() < workersOwn; })) << growth.bytes();
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onDisconnected"));
 }
 
@@ -56,9 +56,9 @@ TEST_P(EndlessData, OfAFileIsGatheredUntilTheHostDestroysTheController) {
   const Growth growth;
   retrieves(GetParam());
   ASSERT_TRUE(client.waits("onConnected"));
-  ASSERT_TRUE(comesAbout([this] { return received() >= enough; })) << server.played();
+  ASSERT_TRUE(testing_support::eventually([this] { return received() >= enough; })) << server.played();
   controller.reset();
-  EXPECT_TRUE(comesAbout([&] { return growth.bytes() < workersOwn; })) << growth.bytes();
+  EXPECT_TRUE(testing_support::eventually([&] { return growth.bytes() < workersOwn; })) << growth.bytes();
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onDisconnected"));
 }
 

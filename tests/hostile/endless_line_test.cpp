@@ -73,7 +73,7 @@ class LongLine : public HostileSession {
 };
 
 TEST_F(LongLine, IsTakenWholeAtTheLimit) {
-  server.expect("PWD").replyInSegments({line(mebibyte)});
+  server.expect("PWD").replyRaw(line(mebibyte));
   std::string directory;
   client.whenever("onPwd", [&] { directory = client.lines().back(); });
   asksForTheDirectory();
@@ -83,7 +83,7 @@ TEST_F(LongLine, IsTakenWholeAtTheLimit) {
 }
 
 TEST_F(LongLine, EndsTheSessionAtOneByteOverTheLimit) {
-  server.expect("PWD").replyInSegments({line(mebibyte + 1)}).expectClose();
+  server.expect("PWD").replyRaw(line(mebibyte + 1)).expectClose();
   asksForTheDirectory();
   ASSERT_TRUE(client.waits("onDisconnected")) << server.played();
   EXPECT_THAT(log.texts(), ElementsAre(tooLong));
@@ -92,7 +92,7 @@ TEST_F(LongLine, EndsTheSessionAtOneByteOverTheLimit) {
 
 TEST_F(LongLine, CostsNoMoreThanSixteenTimesItsLength) {
   logNothing();
-  server.expect("PWD").replyInSegments({line(mebibyte)});
+  server.expect("PWD").replyRaw(line(mebibyte));
   const Growth growth;
   asksForTheDirectory();
   ASSERT_TRUE(client.waits("onPwd")) << server.played();

@@ -4,10 +4,12 @@
 #include <thread>
 
 #include "hostile_session.h"
-#include "support/ends_in_time.h"
+#include "support/watchdog.h"
 
 namespace tovik::ftp {
 namespace {
+
+using testing_support::LoopbackSocket;
 
 /// A thread of the host's gives the commands, while whoever is at the other end speaks unasked: what the worker does
 /// about that must not meet what the thread does.
@@ -21,10 +23,10 @@ class HostThread : public HostileSession {
   }
   /// Gives a command as soon as it is taken.
   void commands(const std::function<Result()>& command) {
-    EXPECT_TRUE(comesAbout([&] { return static_cast<bool>(command()); }));
+    EXPECT_TRUE(testing_support::eventually([&] { return static_cast<bool>(command()); }));
   }
 
-  const testing_support::EndsInTime endsInTime;
+  const testing_support::Watchdog watchdog;
   std::atomic<bool> over{false};
 };
 
@@ -33,8 +35,8 @@ TEST_F(HostThread, GivesCommandsWhileTheServerAnswersUnasked) {
   constexpr long count = 20;
   logsIn();
   server.onControl("unasked replies", [this](const LoopbackSocket& control) {
-    while (!over && control.offer("257 \"/\"\r\n226 Done\r\n250 Done\r\n")) continue;
-    static_cast<void>(control.offer("257 \"/\"\r\n"));
+    while (!over && control.trySend("257 \"/\"\r\n226 Done\r\n250 Done\r\n")) continue;
+    static_cast<void>(control.trySend("257 \"/\"\r\n"));
   });
   for (long i = 0; i < count; ++i) commands([this] { return controller->getPwd(); });
   over = true;
@@ -48,8 +50,8 @@ TEST_F(HostThread, GivesTransfersWhileTheServerAnswersUnasked) {
   constexpr long count = 30;
   logsIn();
   server.onControl("unasked replies", [this](const LoopbackSocket& control) {
-    while (!over && control.offer("425 No\r\n500 No\r\n")) continue;
-    static_cast<void>(control.offer("500 No\r\n"));
+    while (!over && control.trySend("425 No\r\n500 No\r\n")) continue;
+    static_cast<void>(control.trySend("500 No\r\n"));
   });
   for (long i = 0; i < count; ++i) commands([&] { return controller->getFile("file", i % 2 == 0); });
   over = true;
@@ -68,7 +70,7 @@ TEST_F(HostThread, GivesTransfersWhileStrangersConnect) {
         if (!ProtocolInterpreter::convertAddr(server.port(), listener)) continue;
         LoopbackSocket stranger = LoopbackSocket::connected(listener);
         stranger.send("evil");
-        if (i % 2 == 0) stranger.finish();
+        if (i % 2 == 0) stranger.shutdownSending();
         stranger.reset();
       } catch (const std::runtime_error&) {
         // The listener has just gone.

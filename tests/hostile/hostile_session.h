@@ -1,11 +1,9 @@
 #pragma once
 
-#include <chrono>
-#include <functional>
 #include <ostream>
 #include <string>
 
-#include "ftp_bridge/session.h"
+#include "ftp_bridge/session_fixture.h"
 #include "pouring.h"
 #include "support/heap.h"
 
@@ -16,7 +14,7 @@ constexpr long mebibyte = 1L << 20U;
 /// A worker keeps its receive buffer, 256 KiB, and buries ended connections in its next turn.
 constexpr long workersOwn = mebibyte / 2;
 
-/// A session with a server that means no good. Ends, like any other, by proving that nothing is left behind.
+/// A session with a hostile server. Ends, like any other, by proving that nothing is left behind.
 class HostileSession : public Session {
  protected:
   using Growth = testing_support::HeapGrowth;
@@ -32,14 +30,6 @@ class HostileSession : public Session {
   }
   void retrieves(bool mode) {
     onceLoggedIn([this, mode] { EXPECT_TRUE(controller->getFile("file", mode)); });
-  }
-
-  /// For what no event tells: looks again and again, until the deadline.
-  static bool comesAbout(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + testing_support::deadline;
-    while (!condition())
-      if (std::chrono::steady_clock::now() > end) return false;
-    return true;
   }
 };
 

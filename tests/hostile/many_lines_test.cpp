@@ -48,12 +48,12 @@ TEST_F(ManyLines, AreDroppedWhenTheyBeginWithOtherCodes) {
   EXPECT_LT(growth->highestBytes(), mebibyte);
 }
 
-TEST_F(ManyLines, GiveTheirMemoryBackWithTheController) {
+TEST_F(ManyLines, ReleaseTheirMemoryWithTheController) {
   const Growth all;
   answersWith(pours("\r\n", floodSize()));
   EXPECT_TRUE(server.played());
   controller.reset();
-  EXPECT_TRUE(comesAbout([&] { return all.bytes() < workersOwn; })) << all.bytes();
+  EXPECT_TRUE(testing_support::eventually([&] { return all.bytes() < workersOwn; })) << all.bytes();
 }
 
 TEST_F(ManyLines, AreStoppedByTheHostWhenTheyNeverEnd) {
@@ -65,7 +65,7 @@ TEST_F(ManyLines, AreStoppedByTheHostWhenTheyNeverEnd) {
     onWorker([&] { lines = controller->interpreter.replyLines.size(); });
     return static_cast<long>(lines);
   };
-  ASSERT_TRUE(comesAbout([&] { return gathered() > floodSize(); }));
+  ASSERT_TRUE(testing_support::eventually([&] { return gathered() > floodSize(); }));
   EXPECT_TRUE(controller->stop());
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onDisconnected"));
 }

@@ -8,6 +8,7 @@ namespace tovik::ftp {
 namespace {
 
 using ::testing::ElementsAre;
+using testing_support::LoopbackSocket;
 
 /// Every byte but those that a line, or the text in hand, ends with.
 std::string everyByteBut(const std::string& excluded) {

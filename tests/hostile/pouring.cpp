@@ -7,6 +7,8 @@ namespace tovik::ftp {
 
 namespace {
 
+using testing_support::LoopbackSocket;
+
 constexpr long chunkBytes = 1L << 16U;
 constexpr long patienceBytes = 256L << 20U;
 
@@ -26,15 +28,15 @@ Misdeed pours(const std::string& block, long times) {
   return [chunk = repeated(block, atOnce), rest = repeated(block, times % atOnce),
           chunks = times / atOnce](const LoopbackSocket& client) {
     for (long i = 0; i < chunks; ++i)
-      if (!client.offer(chunk)) return;
-    static_cast<void>(client.offer(rest));
+      if (!client.trySend(chunk)) return;
+    static_cast<void>(client.trySend(rest));
   };
 }
 
 Misdeed poursForEver(const std::string& block) {
   return [chunk = repeated(block, timesPerChunk(block))](const LoopbackSocket& client) {
     for (long sent = 0; sent < patienceBytes; sent += static_cast<long>(chunk.size()))
-      if (!client.offer(chunk)) return;
+      if (!client.trySend(chunk)) return;
     throw std::runtime_error("the client took 256 MiB");
   };
 }

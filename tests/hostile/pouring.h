@@ -3,11 +3,11 @@
 #include <functional>
 #include <string>
 
-#include "ftp_bridge/loopback_socket.h"
+#include "support/loopback_socket.h"
 
 namespace tovik::ftp {
 
-using Misdeed = std::function<void(const LoopbackSocket&)>;
+using Misdeed = std::function<void(const testing_support::LoopbackSocket&)>;
 
 /// Sends a block so many times, fewer when the client ends the connection.
 Misdeed pours(const std::string& block, long times);

@@ -8,6 +8,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using testing_support::heldNow;
+using testing_support::LoopbackSocket;
 
 const std::string dataUp = "Tovik: data connection up";
 const std::string dataEnded = "Tovik: onDataDown";
@@ -30,7 +31,7 @@ class Strangers : public HostileSession {
 
   /// Waits until that much has been received, on all connections of the transfer.
   bool hasReceived(std::size_t bytes) {
-    return comesAbout([&] {
+    return testing_support::eventually([&] {
       std::size_t received = 0;
       onWorker([&] {
         const std::string* const data = controller->dataConnector->received;
@@ -128,7 +129,7 @@ TEST_F(Strangers, CostNoMemoryOnceTheyHaveLeft) {
     for (int i = 0; i < count; ++i) {
       LoopbackSocket::connected(listener).close();
       ++gone;
-      ASSERT_TRUE(comesAbout([&] { return controller->statistics().ended_by_peer == gone; }));
+      ASSERT_TRUE(testing_support::eventually([&] { return controller->statistics().ended_by_peer == gone; }));
     }
     onWorker([] {});
   };
@@ -176,7 +177,7 @@ TEST_F(Strangers, KeepADescriptorEachUntilTheSessionEndsThem) {
   ASSERT_TRUE(log.waitFor(dataUp, flood));
   EXPECT_EQ(heldNow().descriptors, before + 2 * flood);
   EXPECT_TRUE(controller->stop());
-  EXPECT_TRUE(comesAbout([&] { return heldNow().descriptors <= before + flood; }));
+  EXPECT_TRUE(testing_support::eventually([&] { return heldNow().descriptors <= before + flood; }));
   for (const auto& each : strangers) EXPECT_EQ(each.receive(), "");
 }
 

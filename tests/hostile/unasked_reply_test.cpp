@@ -10,12 +10,12 @@ using ::testing::ElementsAre;
 using ::testing::SizeIs;
 
 /// Replies that nobody asked for.
-class UnaskedReplies : public HostileSession {
+class UnsolicitedReplies : public HostileSession {
  protected:
   static Misdeed flood(const std::string& reply) { return pours(reply + "\r\n", floodSize()); }
 };
 
-TEST_F(UnaskedReplies, ChangeNothingDuringTheLogin) {
+TEST_F(UnsolicitedReplies, ChangeNothingDuringTheLogin) {
   logNothing();
   server.accept().onControl("a flood", flood("257 \"/\"")).reply("220 Ready").expect("USER me");
   server.onControl("a flood", flood("226 Done")).reply("331 Password?").expect("PASS secret");
@@ -26,7 +26,7 @@ TEST_F(UnaskedReplies, ChangeNothingDuringTheLogin) {
   EXPECT_LT(growth.highestBytes(), mebibyte);
 }
 
-TEST_F(UnaskedReplies, ChangeNothingWhileNoCommandIsInProgress) {
+TEST_F(UnsolicitedReplies, ChangeNothingWhileNoCommandIsInProgress) {
   logNothing();
   server.login().onControl("a flood", flood("257 \"/\"")).reply("421 Closing").expectClose();
   const Growth growth;
@@ -36,7 +36,7 @@ TEST_F(UnaskedReplies, ChangeNothingWhileNoCommandIsInProgress) {
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onDisconnected"));
 }
 
-TEST_F(UnaskedReplies, ChangeNothingWhileTheyAnswerAnotherCommand) {
+TEST_F(UnsolicitedReplies, ChangeNothingWhileTheyAnswerAnotherCommand) {
   logNothing();
   server.login().expect("PWD").onControl("a flood", flood("226 Done")).reply("257 \"/\"");
   const Growth growth;
@@ -46,7 +46,7 @@ TEST_F(UnaskedReplies, ChangeNothingWhileTheyAnswerAnotherCommand) {
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onPwd /"));
 }
 
-TEST_F(UnaskedReplies, AreDroppedWhenTheyAreNoReplies) {
+TEST_F(UnsolicitedReplies, AreDroppedWhenTheyAreNoReplies) {
   logNothing();
   server.login().expect("PWD").onControl("a flood", flood("no reply at all")).reply("257 \"/\"");
   const Growth growth;
@@ -55,7 +55,7 @@ TEST_F(UnaskedReplies, AreDroppedWhenTheyAreNoReplies) {
   EXPECT_LT(growth.highestBytes(), mebibyte);
 }
 
-TEST_F(UnaskedReplies, AreLoggedOneByOne) {
+TEST_F(UnsolicitedReplies, AreLoggedOneByOne) {
   logWarningsOnly();
   server.login().onControl("a flood", pours("257 \"/\"\r\n", 1000)).reply("421 Closing").expectClose();
   start();
@@ -64,7 +64,7 @@ TEST_F(UnaskedReplies, AreLoggedOneByOne) {
   EXPECT_THAT(log.texts(), Each("Tovik: protocol interpreter: bad pending command 0 while up"));
 }
 
-TEST_F(UnaskedReplies, LeaveTimeForTheOtherSessionsOfTheWorker) {
+TEST_F(UnsolicitedReplies, LeaveTimeForTheOtherSessionsOfTheWorker) {
   logNothing();
   server.login().onControl("a flood almost without end", pours("226 " + std::string(1000, 'x') + "\r\n", 1'000'000));
   start();
@@ -81,9 +81,9 @@ TEST_F(UnaskedReplies, LeaveTimeForTheOtherSessionsOfTheWorker) {
   EXPECT_TRUE(controller->stop());
 }
 
-using UnaskedRepliesInATransfer = HostileInMode;
+using UnsolicitedRepliesInATransfer = HostileInMode;
 
-TEST_P(UnaskedRepliesInATransfer, ChangeNothing) {
+TEST_P(UnsolicitedRepliesInATransfer, ChangeNothing) {
   logNothing();
   const Misdeed flood = pours("257 \"/\"\r\n", floodSize());
   const std::string command = GetParam() == passiveMode ? "PASV" : "PORT";
@@ -101,7 +101,7 @@ TEST_P(UnaskedRepliesInATransfer, ChangeNothing) {
   EXPECT_THAT(client.lines(), ElementsAre("onConnected", "onRetrieve file | Done | whole"));
 }
 
-IN_BOTH_MODES(UnaskedRepliesInATransfer);
+IN_BOTH_MODES(UnsolicitedRepliesInATransfer);
 
 }  // namespace
 }  // namespace tovik::ftp

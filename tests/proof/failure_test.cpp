@@ -4,7 +4,7 @@
 #include <iostream>
 
 #include "corpus.h"
-#include "play.h"
+#include "scenario_runner.h"
 #include "support/failing_calls.h"
 #include "support/heap.h"
 #include "support/leftovers.h"
@@ -20,46 +20,47 @@ class EveryFailure : public ::testing::TestWithParam<Scenario> {
  protected:
   void SetUp() override {
     testing_support::heldAtRest();
-    ASSERT_EQ(stage_.rehearse(GetParam()).deviation, "");
+    ASSERT_EQ(runner_.warmUp(GetParam()).mismatch, "");
   }
 
   void TearDown() override { std::cout << "counted: " << failures_ << '\n'; }
 
   void play(bool& failed, const std::function<bool()>& hasFailed, const std::function<bool()>& hasHarmed) {
-    stage_.play(GetParam(), {{}, true}, [&](const Played& played) {
+    runner_.play(GetParam(), {{}, true}, [&](const RunResult& result) {
       failed = hasFailed();
       failures_ += failed ? 1 : 0;
       if (!hasHarmed()) {
-        EXPECT_EQ(played.lines, GetParam().outcome()) << ::testing::PrintToString(played);
+        EXPECT_EQ(result.lines, GetParam().outcome()) << ::testing::PrintToString(result);
       }
-      requireTruth(played);
-      requireWord(played);
+      checkCallbacks(result);
+      checkFailureIsReported(result);
     });
   }
 
   const testing_support::SparedMemory spared_;
-  Stage stage_;
+  ScenarioRunner runner_;
   long failures_ = 0;
 
  private:
-  /// Every line that the host was told is one of the script's or of a failure, and the end came once.
-  void requireTruth(const Played& played) {
+  /// Every callback is one of the script's or of a failure, and the end came once.
+  void checkCallbacks(const RunResult& result) {
     const auto outcome = GetParam().outcome();
     const auto isOutcome = [&](const std::string& line) {
       return std::find(outcome.begin(), outcome.end(), line) != outcome.end();
     };
-    for (const auto& line : played.lines)
-      EXPECT_TRUE(isOutcome(line) || isFailure(line) || isEarly(line)) << ::testing::PrintToString(played);
-    const long ends = std::count(played.lines.begin(), played.lines.end(), "onDisconnected");
-    EXPECT_LE(ends, played.started ? 1 : 0) << ::testing::PrintToString(played);
-    EXPECT_TRUE(ends == 1 || !played.started || played.handlerThrew) << ::testing::PrintToString(played);
-    EXPECT_LE(played.lines.size(), outcome.size() + 1);
+    for (const auto& line : result.lines)
+      EXPECT_TRUE(isOutcome(line) || isFailure(line) || isEarly(line)) << ::testing::PrintToString(result);
+    const long ends = std::count(result.lines.begin(), result.lines.end(), "onDisconnected");
+    EXPECT_LE(ends, result.started ? 1 : 0) << ::testing::PrintToString(result);
+    EXPECT_TRUE(ends == 1 || !result.started || result.handlerThrew) << ::testing::PrintToString(result);
+    EXPECT_LE(result.lines.size(), outcome.size() + 1);
   }
 
-  /// A session that came to nothing has said why.
-  static void requireWord(const Played& played) {
-    const bool told = std::any_of(played.lines.begin(), played.lines.end(), isFailure);
-    EXPECT_TRUE(!played.stalled || told || played.warned || played.wantedMemory) << ::testing::PrintToString(played);
+  /// A session that did not end normally has reported why.
+  static void checkFailureIsReported(const RunResult& result) {
+    const bool reported = std::any_of(result.lines.begin(), result.lines.end(), isFailure);
+    EXPECT_TRUE(!result.stalled || reported || result.warned || result.ranOutOfMemory)
+        << ::testing::PrintToString(result);
   }
 
   static bool isFailure(const std::string& line) {
@@ -75,7 +76,7 @@ class EveryFailure : public ::testing::TestWithParam<Scenario> {
   }
 };
 
-TEST_P(EveryFailure, OfASystemCallIsToldOrEndsAConnection) {
+TEST_P(EveryFailure, OfASystemCallIsReportedOrEndsAConnection) {
   for (int number = 0; number < 1000 && !HasFailure(); ++number) {
     bool failed = true;
     unsigned error = 0;
@@ -89,7 +90,7 @@ TEST_P(EveryFailure, OfASystemCallIsToldOrEndsAConnection) {
   EXPECT_TRUE(HasFailure()) << "a session has no end of system calls";
 }
 
-TEST_P(EveryFailure, OfAnAllocationIsToldOrEndsAConnection) {
+TEST_P(EveryFailure, OfAnAllocationIsReportedOrEndsAConnection) {
   if (!testing_support::heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
   bool failed = true;
   for (int number = 0; failed && !HasFailure(); ++number) {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "ftp_bridge/session.h"
+#include "ftp_bridge/session_fixture.h"
 #include "support/heap.h"
 
 namespace tovik::ftp {
@@ -54,7 +54,7 @@ class ScarceCommand : public Session, public ::testing::WithParamInterface<Comma
       try {
         result = GetParam().start(*controller);
       } catch (const std::bad_alloc&) {
-        result = failure("out of memory");  // the client's: it was told that there is no listener
+        result = failure("out of memory");  // the client's: there is no listener
       }
     }
     if (result || failures == 100) return begun.change([](bool& now) { now = true; });

@@ -5,7 +5,7 @@
 
 namespace tovik::ftp {
 
-Scenario& Scenario::asks(std::vector<std::string> commands) {
+Scenario& Scenario::runs(std::vector<std::string> commands) {
   commands_ = std::move(commands);
   return *this;
 }
@@ -15,13 +15,18 @@ Scenario& Scenario::offer(const std::string& before, const std::string& after) {
 }
 
 Scenario& Scenario::login() {
-  return say("220 Ready").hear("USER me").say("331 Password?").hear("PASS secret").say("230 Hello").told("onConnected");
+  return reply("220 Ready")
+      .expect("USER me")
+      .reply("331 Password?")
+      .expect("PASS secret")
+      .reply("230 Hello")
+      .callback("onConnected");
 }
 
 std::vector<std::string> Scenario::outcome() const {
   std::vector<std::string> lines;
   for (const Step& step : steps_)
-    if (step.kind == Step::Kind::told) lines.push_back(step.text);
+    if (step.kind == Step::Kind::callback) lines.push_back(step.text);
   lines.emplace_back("onDisconnected");
   return lines;
 }

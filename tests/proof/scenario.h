@@ -6,46 +6,46 @@
 
 namespace tovik::ftp {
 
-/// What the server does next, or what the host must have been told by then.
+/// What the server does next, or the callback that must have come by then.
 struct Step {
-  enum class Kind { hear, hearPort, say, offer, data, endData, told };
+  enum class Kind { expect, expectPort, reply, offer, data, endData, callback };
   Kind kind;
   std::string text;
-  /// Of a final reply that comes before its data: what the host is told when the data ends after these bytes.
+  /// Of a final reply that comes before its data: the callback when the data ends after these bytes.
   std::function<std::string(const std::string& data)> report = nullptr;
 };
 
-/// A session as a transcript: what the host asks for, one command after each outcome, and the server's part.
+/// A session as a transcript: what the client asks for, one command after each outcome, and the server's part.
 class Scenario {
  public:
   explicit Scenario(std::string name) : name_(std::move(name)) {}
 
   /// PWD, CWD directory, CDUP, NLST mode, RETR file mode, QUIT; a mode is passive or active.
-  Scenario& asks(std::vector<std::string> commands);
+  Scenario& runs(std::vector<std::string> commands);
 
-  Scenario& hear(const std::string& command) { return add({Step::Kind::hear, command}); }
-  Scenario& hearPort() { return add({Step::Kind::hearPort, "PORT"}); }
+  Scenario& expect(const std::string& command) { return add({Step::Kind::expect, command}); }
+  Scenario& expectPort() { return add({Step::Kind::expectPort, "PORT"}); }
   /// The last line end is added.
-  Scenario& say(const std::string& reply) { return add({Step::Kind::say, reply + "\r\n"}); }
+  Scenario& reply(const std::string& reply) { return add({Step::Kind::reply, reply + "\r\n"}); }
   /// A final reply to NLST or RETR that overtakes the data.
-  Scenario& sayFirst(const std::string& reply, std::function<std::string(const std::string&)> report) {
-    return add({Step::Kind::say, reply + "\r\n", std::move(report)});
+  Scenario& replyFirst(const std::string& reply, std::function<std::string(const std::string&)> report) {
+    return add({Step::Kind::reply, reply + "\r\n", std::move(report)});
   }
   /// The reply to PASV, with the given text around the address.
   Scenario& offer(const std::string& before = "227 Entering Passive Mode (", const std::string& after = ").");
   Scenario& data(const std::string& bytes) { return add({Step::Kind::data, bytes}); }
   Scenario& endData() { return add({Step::Kind::endData, ""}); }
-  Scenario& told(const std::string& line) { return add({Step::Kind::told, line}); }
+  Scenario& callback(const std::string& line) { return add({Step::Kind::callback, line}); }
 
-  /// Greeting, USER, PASS, and the host's onConnected.
+  /// Greeting, USER, PASS, and the client's onConnected.
   Scenario& login();
-  Scenario& passive() { return hear("PASV").offer(); }
-  Scenario& active() { return hearPort().say("200 PORT command successful"); }
+  Scenario& passive() { return expect("PASV").offer(); }
+  Scenario& active() { return expectPort().reply("200 PORT command successful"); }
 
   const std::string& name() const { return name_; }
   const std::vector<std::string>& commands() const { return commands_; }
   const std::vector<Step>& steps() const { return steps_; }
-  /// Every line that the host is told of, onDisconnected included.
+  /// All callbacks, onDisconnected included.
   std::vector<std::string> outcome() const;
 
  private:

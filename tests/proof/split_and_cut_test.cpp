@@ -3,32 +3,32 @@
 #include <iostream>
 
 #include "corpus.h"
-#include "play.h"
+#include "scenario_runner.h"
 
 namespace tovik::ftp {
 namespace {
 
-using Kind = Dealing::Kind;
+using Kind = Delivery::Kind;
 using ::testing::ElementsAreArray;
 
-/// Each scenario of the corpus, its bytes dealt out in every way.
-class EveryDealing : public ::testing::TestWithParam<Scenario> {
+/// Each scenario of the corpus, its bytes delivered in every way.
+class EveryDelivery : public ::testing::TestWithParam<Scenario> {
  protected:
   void SetUp() override {
-    const Played whole = stage_.rehearse(GetParam());
-    ASSERT_EQ(whole.deviation, "");
+    const RunResult whole = runner_.warmUp(GetParam());
+    ASSERT_EQ(whole.mismatch, "");
     controlBytes_ = whole.controlBytes;
     dataBytes_ = whole.dataBytes;
   }
   void TearDown() override { std::cout << "counted: " << plays_ << '\n'; }
 
-  void play(const Dealing& dealing) {
+  void play(const Delivery& delivery) {
     ++plays_;
-    stage_.play(GetParam(), {dealing}, [&](const Played& played) {
-      EXPECT_EQ(played.deviation, "") << describe(dealing);
-      EXPECT_THAT(played.lines, ElementsAreArray(played.expected)) << describe(dealing);
-      if (!dealing.cuts()) {
-        EXPECT_THAT(played.lines, ElementsAreArray(GetParam().outcome())) << describe(dealing);
+    runner_.play(GetParam(), {delivery}, [&](const RunResult& result) {
+      EXPECT_EQ(result.mismatch, "") << describe(delivery);
+      EXPECT_THAT(result.lines, ElementsAreArray(result.expected)) << describe(delivery);
+      if (!delivery.cuts()) {
+        EXPECT_THAT(result.lines, ElementsAreArray(GetParam().outcome())) << describe(delivery);
       }
     });
   }
@@ -38,33 +38,33 @@ class EveryDealing : public ::testing::TestWithParam<Scenario> {
     for (long at = 0; at <= dataBytes_ && !HasFailure(); ++at) play({Kind::cutData, at, reset});
   }
 
-  static std::string describe(const Dealing& dealing) {
-    return "kind " + std::to_string(static_cast<int>(dealing.kind)) + " at byte " + std::to_string(dealing.at);
+  static std::string describe(const Delivery& delivery) {
+    return "kind " + std::to_string(static_cast<int>(delivery.kind)) + " at byte " + std::to_string(delivery.at);
   }
 
   long controlBytes_ = 0;
   long dataBytes_ = 0;
 
  private:
-  Stage stage_;
+  ScenarioRunner runner_;
   long plays_ = 0;
 };
 
-TEST_P(EveryDealing, GivesTheSameTranscriptWholeAndByteByByte) {
+TEST_P(EveryDelivery, GivesTheSameTranscriptWholeAndByteByByte) {
   play({});
   play({Kind::bytewise});
 }
 
-TEST_P(EveryDealing, GivesTheSameTranscriptWithASplitBeforeAnyByte) {
+TEST_P(EveryDelivery, GivesTheSameTranscriptWithASplitBeforeAnyByte) {
   for (long at = 1; at < controlBytes_ && !HasFailure(); ++at) play({Kind::splitControl, at});
   for (long at = 1; at < dataBytes_ && !HasFailure(); ++at) play({Kind::splitData, at});
 }
 
-TEST_P(EveryDealing, TellsTheEndOfAConnectionThatIsClosedAfterAnyByte) { cutEverywhere(false); }
+TEST_P(EveryDelivery, ReportsTheEndOfAConnectionThatIsClosedAfterAnyByte) { cutEverywhere(false); }
 
-TEST_P(EveryDealing, TellsTheEndOfAConnectionThatIsResetAfterAnyByte) { cutEverywhere(true); }
+TEST_P(EveryDelivery, ReportsTheEndOfAConnectionThatIsResetAfterAnyByte) { cutEverywhere(true); }
 
-INSTANTIATE_TEST_SUITE_P(Of, EveryDealing, ::testing::ValuesIn(corpus()),
+INSTANTIATE_TEST_SUITE_P(Of, EveryDelivery, ::testing::ValuesIn(corpus()),
                          [](const auto& test) { return test.param.name(); });
 
 }  // namespace

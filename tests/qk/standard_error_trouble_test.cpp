@@ -108,15 +108,6 @@ class InterruptingSignal {
   struct sigaction former_ {};
 };
 
-/// No event reports that a thread has started to wait, so this repeats.
-bool comesAbout(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + testing_support::deadline;
-  while (!condition() && std::chrono::steady_clock::now() < end) {
-    std::this_thread::yield();
-  }
-  return condition();
-}
-
 TEST(InterruptedStandardError, GetsALineWhole) {
   const InterruptingSignal interrupting;
   const NarrowStandardError narrow;
@@ -124,7 +115,7 @@ TEST(InterruptedStandardError, GetsALineWhole) {
   std::thread writer([&text] { QK_LOG(LogLevel::Warning) << text; });
   // The first signal cuts a write short, the second finds one that has written nothing.
   for (int signals = 0; signals < 2 && !HasFailure(); ++signals) {
-    EXPECT_TRUE(comesAbout([&] {
+    EXPECT_TRUE(testing_support::eventually([&] {
       return narrow.isFull() && signalsTaken == signals && testing_support::othersSleep();
     })) << signals;
     ::pthread_kill(writer.native_handle(), SIGUSR1);

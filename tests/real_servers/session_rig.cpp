@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "tovik/dispatch_store.h"
-
 namespace real_servers {
 
 using testing::StartsWith;
@@ -33,16 +31,16 @@ Session::Session(const test_servers::RealServer& server, const std::string& user
 
 void Session::logIn() {
   ASSERT_TRUE(controller_.start());
-  ASSERT_EQ(client_.next(), "connected");
+  ASSERT_EQ(client_.next(), "onConnected");
 }
 
 void Session::logOut() {
   ASSERT_TRUE(controller_.sendLogout());
-  ASSERT_EQ(client_.next(), "disconnected");
+  ASSERT_EQ(client_.next(), "onDisconnected");
 }
 
 std::string Session::directory() {
-  const std::string head = "pwd: ";
+  const std::string head = "onPwd: ";
   EXPECT_TRUE(controller_.getPwd());
   const auto event = client_.next();
   EXPECT_THAT(event, StartsWith(head));
@@ -51,7 +49,7 @@ std::string Session::directory() {
 
 void Session::enter(const std::string& directory) {
   ASSERT_TRUE(controller_.changeCwd(directory));
-  ASSERT_THAT(client_.next(), StartsWith("cwd: "));
+  ASSERT_THAT(client_.next(), StartsWith("onCwd: "));
 }
 
 void Session::expectFile(const std::string& name, const std::string& content) {
@@ -60,7 +58,7 @@ void Session::expectFile(const std::string& name, const std::string& content) {
 }
 
 void Session::expectContent(const std::string& name, const std::string& content) {
-  ASSERT_THAT(client_.next(), StartsWith("retr " + name + ": "));
+  ASSERT_THAT(client_.next(), StartsWith("onRetrieve " + name + ": "));
   // Not EXPECT_EQ: megabytes would be printed.
   ASSERT_TRUE(client_.takeContent() == content) << name << " differs";
   ASSERT_TRUE(strays_ == nullptr || content.empty() || strays_->take()) << "no second reply to " << name;
@@ -70,7 +68,7 @@ WithServer::~WithServer() {
   if (!server_) return;
   strays_.reset();
   log_.reset();
-  EXPECT_TRUE(tovik::DispatchStore::inst().remove(dispatcher));
+  dispatcher_.reset();
   EXPECT_EQ(testing_support::heldInTheEnd(heldBefore_), heldBefore_);
 }
 
@@ -81,7 +79,7 @@ void WithServer::startServer(const test_servers::ServerKind& kind, bool straysAf
   heldBefore_ = testing_support::heldAtRest();
   log_.emplace();
   if (straysAfterFiles) strays_.emplace();
-  ASSERT_TRUE(tovik::DispatchStore::inst().add(dispatcher, workers));
+  dispatcher_.emplace(dispatcher, workers);
 }
 
 std::unique_ptr<Session> WithServer::makeSession(bool passive, int firstByteLimit) {

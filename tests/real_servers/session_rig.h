@@ -10,10 +10,11 @@
 #include <utility>
 
 #include "peer.h"
-#include "servers/temporary_directory.h"
 #include "stray_replies.h"
 #include "support/leftovers.h"
 #include "support/log_capture.h"
+#include "support/scoped_dispatcher.h"
+#include "support/temp_directory.h"
 #include "waiting_client.h"
 
 namespace real_servers {
@@ -67,10 +68,11 @@ class WithServer : public testing::Test {
   const testing_support::LogCapture& log() const { return *log_; }
 
  private:
-  const test_servers::TemporaryDirectory root_;
+  const testing_support::TempDirectory root_;
   std::unique_ptr<test_servers::RealServer> server_;
   std::optional<testing_support::LogCapture> log_;
   std::optional<StrayReplies> strays_;
+  std::optional<testing_support::ScopedDispatcher> dispatcher_;
   testing_support::Held heldBefore_{};
 };
 

@@ -18,19 +18,19 @@ class Login : public WithServer, public testing::WithParamInterface<Peer> {
 INSTANTIATE_TEST_SUITE_P(Servers, Login, testing::ValuesIn(peers()),
                          [](const auto& peer) { return peer.param.kind.name; });
 
-TEST_P(Login, ComesAndGoes) {
+TEST_P(Login, SucceedsAndLogsOut) {
   const auto session = makeSession(true);
   session->logIn();
   session->logOut();
 }
 
-// A refused login is not reported: the log tells it, and the host ends the session.
+// A refused login is not reported, only logged, and the host ends the session.
 TEST_P(Login, IsRefusedToAStranger) {
   Session session(server(), "nobody", true, nullptr);
   ASSERT_TRUE(session.controller().start());
   ASSERT_TRUE(log().waitFor("Tovik: [FTP] 530 \"" + GetParam().refusedLogin + "\" "));
   EXPECT_TRUE(session.controller().stop());
-  EXPECT_EQ(session.client().next(), "disconnected");
+  EXPECT_EQ(session.client().next(), "onDisconnected");
 }
 
 TEST_P(Login, ChangesTheDirectoryThereAndBack) {
@@ -49,7 +49,7 @@ TEST_P(Login, StaysWhereItIsWhenADirectoryIsMissing) {
   session->logIn();
   const auto top = session->directory();
   ASSERT_TRUE(session->controller().changeCwd("nowhere"));
-  EXPECT_THAT(session->client().next(), StartsWith("cwd failed: "));
+  EXPECT_THAT(session->client().next(), StartsWith("onCwdFailed: "));
   EXPECT_EQ(session->directory(), top);
   session->logOut();
 }

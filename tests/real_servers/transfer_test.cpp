@@ -38,7 +38,7 @@ class Transfer : public WithServer, public testing::WithParamInterface<std::tupl
   /// Waits for a listing that succeeds, and gives its names in order, without the directory's own entries.
   static std::vector<std::string> list(Session& session) {
     EXPECT_TRUE(session.controller().getNlst(passive()));
-    EXPECT_THAT(session.client().next(), StartsWith("nlst: "));
+    EXPECT_THAT(session.client().next(), StartsWith("onNlst: "));
     auto names = session.client().names();
     if (peer().emptyListing == EmptyListing::dots) {
       EXPECT_EQ(std::erase(names, "."), 1U);
@@ -120,14 +120,14 @@ TEST_P(Transfer, EndsARefusedFileAsTheServerEndsIt) {
     EXPECT_EQ(session->controller().getPwd().message, "retr still active");
     return;
   }
-  EXPECT_EQ(session->client().next(), "retr failed missing: " + peer().noSuchFile);
+  EXPECT_EQ(session->client().next(), "onRetrieveFailed missing: " + peer().noSuchFile);
   EXPECT_EQ(log().count("Tovik: data_connection: nothing received within the time limit"),
             refusal() == Refusal::limited ? 1 : 0);
   session->expectFile("text", peer().delivered("one line\r\n"));
   session->logOut();
 }
 
-TEST_P(Transfer, GoesOnForTwoHundredFiles) {
+TEST_P(Transfer, RetrievesTwoHundredFiles) {
   const auto bytes = sampleBytes(4000);
   put("small", bytes);
   const auto session = logIn();
@@ -143,7 +143,7 @@ TEST_P(Transfer, KeepsFiftySessionsApart) {
   for (std::size_t number = 0; number < sessions.size(); ++number) put(name(number), content(number));
   for (auto& session : sessions) session = makeSession(passive());
   for (auto& session : sessions) ASSERT_TRUE(session->controller().start());
-  for (auto& session : sessions) ASSERT_EQ(session->client().next(), "connected");
+  for (auto& session : sessions) ASSERT_EQ(session->client().next(), "onConnected");
   for (std::size_t number = 0; number < sessions.size(); ++number)
     ASSERT_TRUE(sessions[number]->controller().getFile(name(number), passive()));
   for (std::size_t number = 0; number < sessions.size(); ++number)

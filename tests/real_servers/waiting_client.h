@@ -5,61 +5,55 @@
 #include <string>
 #include <vector>
 
+#include "support/null_client.h"
 #include "support/waiting.h"
-#include "tovik/ftp_bridge/ftp_bridge.h"
 
 namespace real_servers {
 
-/// Keeps what it is told, each event a line, for the test's thread to wait for and go on from.
-class WaitingClient : public tovik::ftp::FTPclient {
+/// Records each callback as a line, for the test's thread to wait for.
+class WaitingClient : public testing_support::NullClient {
  public:
-  /// Waits for the next event that has not been taken yet; not again once one has failed to come.
+  /// Waits for the next callback that has not been taken yet; not again once one has failed to come.
   std::string next() {
-    lost_ = lost_ || !told_.waitUntil([&](const Told& told) { return told.events.size() > taken_; });
-    return lost_ ? "nothing came" : told_.get().events[taken_++];
+    lost_ = lost_ || !state_.waitUntil([&](const State& state) { return state.events.size() > taken_; });
+    return lost_ ? "no callback came" : state_.get().events[taken_++];
   }
-  std::vector<std::string> names() const { return told_.get().names; }
+  std::vector<std::string> names() const { return state_.get().names; }
   std::string takeContent() {
     std::string content;
-    told_.change([&](Told& told) { content.swap(told.content); });
+    state_.change([&](State& state) { content.swap(state.content); });
     return content;
   }
 
-  void onConnected() override { tell("connected"); }
-  void onDisconnected() override { tell("disconnected"); }
-  void onPwd(const std::string& directory) override { tell("pwd: " + directory); }
-  void onPwdFailed(const std::string& text) override { tell("pwd failed: " + text); }
-  void onCwd(const std::string& text) override { tell("cwd: " + text); }
-  void onCwdFailed(const std::string& text) override { tell("cwd failed: " + text); }
-  void onCdup(const std::string& text) override { tell("cdup: " + text); }
-  void onCdupFailed(const std::string& text) override { tell("cdup failed: " + text); }
   void onNlst(const std::vector<std::string>& names, const std::string& text) override {
-    told_.change([&](Told& told) { told.names = names; });
-    tell("nlst: " + text);
+    state_.change([&](State& state) { state.names = names; });
+    record("onNlst: " + text);
   }
-  void onNlstFailed(const std::string& text) override { tell("nlst failed: " + text); }
   void onRetrieve(const std::string& fileName, const std::string& text, std::string* content) override {
     const std::unique_ptr<std::string> owned(content);
     // Of a file without a byte there may be no content at all.
-    told_.change([&](Told& told) { told.content = owned ? std::move(*owned) : std::string(); });
-    tell("retr " + fileName + ": " + text);
+    state_.change([&](State& state) { state.content = owned ? std::move(*owned) : std::string(); });
+    record("onRetrieve " + fileName + ": " + text);
   }
   void onRetrieveFailed(const std::string& fileName, const std::string& text) override {
-    tell("retr failed " + fileName + ": " + text);
+    record("onRetrieveFailed " + fileName + ": " + text);
   }
 
  private:
-  struct Told {
+  struct State {
     std::vector<std::string> events;
     std::vector<std::string> names;
     std::string content;
   };
 
-  void tell(const std::string& event) {
-    told_.change([&](Told& told) { told.events.push_back(event); });
+  void onOther(const char* callback, const std::string& text) override {
+    record(text.empty() ? callback : callback + (": " + text));
+  }
+  void record(const std::string& event) {
+    state_.change([&](State& state) { state.events.push_back(event); });
   }
 
-  testing_support::Awaited<Told> told_;
+  testing_support::Awaited<State> state_;
   std::size_t taken_ = 0;
   bool lost_ = false;
 };

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "control_connection.h"
+#include "support/control_connection.h"
 #include "support/waiting.h"
 
 namespace test_servers {
@@ -73,9 +73,8 @@ bool RealServer::startOn(std::uint16_t port) {
 }
 
 bool RealServer::greets(std::uint16_t port) try {
-  greeting_.clear();
-  greeting_ = ControlConnection(host_, port).readLine();
-  return true;
+  greeting_ = testing_support::ControlConnection(testing_support::loopback(port, host_)).greeting();
+  return !greeting_.empty();
 } catch (const std::exception&) {
   return false;
 }

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "server_process.h"
-#include "temporary_directory.h"
+#include "support/temp_directory.h"
 
 namespace test_servers {
 
@@ -61,7 +61,7 @@ class RealServer {
   bool startOn(std::uint16_t port);
   bool greets(std::uint16_t port);
 
-  const TemporaryDirectory directory_;
+  const testing_support::TempDirectory directory_;
   const std::string name_;
   const std::filesystem::path root_;
   const Account account_;

@@ -89,13 +89,6 @@ void Visitor::onRetrieve(const std::string& fileName, const std::string& /*text*
   if (more) next();
 }
 
-void Visitor::onPwdFailed(const std::string& text) { fail("PWD: " + text); }
-void Visitor::onCwd(const std::string& text) { fail("CWD: " + text); }
-void Visitor::onCwdFailed(const std::string& text) { fail("CWD: " + text); }
-void Visitor::onCdup(const std::string& text) { fail("CDUP: " + text); }
-void Visitor::onCdupFailed(const std::string& text) { fail("CDUP: " + text); }
-void Visitor::onNlst(const std::vector<std::string>& /*names*/, const std::string& text) { fail("NLST: " + text); }
-void Visitor::onNlstFailed(const std::string& text) { fail("NLST: " + text); }
-void Visitor::onRetrieveFailed(const std::string& fileName, const std::string& text) { fail(fileName + ": " + text); }
+void Visitor::onOther(const char* callback, const std::string& text) { fail(callback + (": " + text)); }
 
 }  // namespace soak

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "support/null_client.h"
 #include "support/waiting.h"
 
 namespace soak {
@@ -14,7 +15,7 @@ namespace soak {
 ///
 /// Threads: one owner.
 /// Errors:  std::runtime_error when something fails, or has not come within the deadline.
-class Visitor : private tovik::ftp::FTPclient {
+class Visitor : private testing_support::NullClient {
  public:
   Visitor(const tovik::Address& server, const std::string& dispatcher);
   Visitor(const Visitor&) = delete;
@@ -45,15 +46,8 @@ class Visitor : private tovik::ftp::FTPclient {
   void onConnected() override;
   void onDisconnected() override;
   void onPwd(const std::string& directory) override;
-  void onPwdFailed(const std::string& text) override;
-  void onCwd(const std::string& text) override;
-  void onCwdFailed(const std::string& text) override;
-  void onCdup(const std::string& text) override;
-  void onCdupFailed(const std::string& text) override;
-  void onNlst(const std::vector<std::string>& names, const std::string& text) override;
-  void onNlstFailed(const std::string& text) override;
   void onRetrieve(const std::string& fileName, const std::string& text, std::string* content) override;
-  void onRetrieveFailed(const std::string& fileName, const std::string& text) override;
+  void onOther(const char* callback, const std::string& text) override;
 
   testing_support::Awaited<Progress> progress_;
   // Written before the first command of a step, and used by the callbacks of the step.

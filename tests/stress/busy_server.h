@@ -9,7 +9,7 @@
 #include <string>
 #include <thread>
 
-#include "ftp_bridge/loopback_socket.h"
+#include "support/loopback_socket.h"
 
 namespace stress {
 
@@ -30,7 +30,7 @@ class BusyServer {
   tovik::Address address() const { return listener_.address(); }
 
  private:
-  using Socket = tovik::ftp::LoopbackSocket;
+  using Socket = testing_support::LoopbackSocket;
 
   struct Client {
     Socket control;

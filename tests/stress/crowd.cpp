@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "support/null_client.h"
+
 namespace stress {
 
 namespace {
@@ -26,7 +28,7 @@ unsigned chance(unsigned limit) {
 }
 
 /// The client of one session. In each callback it does what chance has it do to the crowd, and goes on with a command.
-class Visitor final : public tovik::ftp::FTPclient {
+class Visitor final : public testing_support::NullClient {
  public:
   Visitor(Crowd& crowd, unsigned number) : crowd_(crowd), number_(number) {}
 
@@ -36,7 +38,6 @@ class Visitor final : public tovik::ftp::FTPclient {
     life_ = session;
   }
 
-  void onConnected() override { goOn(); }
   /// Also from inside the destructor, which has to refuse the start and the command.
   void onDisconnected() override {
     ++crowd_.counts().ends;
@@ -46,22 +47,14 @@ class Visitor final : public tovik::ftp::FTPclient {
     if (chance(4) == 0) Crowd::command(*session_);
     crowd_.actInCallback(number_, session_);
   }
-  void onPwd(const std::string& /*directory*/) override { goOn(); }
-  void onPwdFailed(const std::string& /*text*/) override { goOn(); }
-  void onCwd(const std::string& /*text*/) override { goOn(); }
-  void onCwdFailed(const std::string& /*text*/) override { goOn(); }
-  void onCdup(const std::string& /*text*/) override { goOn(); }
-  void onCdupFailed(const std::string& /*text*/) override { goOn(); }
-  void onNlst(const std::vector<std::string>& /*names*/, const std::string& /*text*/) override { goOn(); }
-  void onNlstFailed(const std::string& /*text*/) override { goOn(); }
   void onRetrieve(const std::string& /*name*/, const std::string& /*text*/, std::string* content) override {
     delete content;
     ++crowd_.counts().files;
     goOn();
   }
-  void onRetrieveFailed(const std::string& /*name*/, const std::string& /*text*/) override { goOn(); }
 
  private:
+  void onOther(const char* /*callback*/, const std::string& /*text*/) override { goOn(); }
   void goOn() {
     crowd_.actInCallback(number_, session_);
     if (const auto session = life_.lock()) Crowd::command(*session);
@@ -163,7 +156,7 @@ Crowd::Session Crowd::make(unsigned number) {
   auto made = std::make_unique<Controller>(connection, visitor, dispatcherOf(number), 0, nullptr);
   alive_.change([](long& alive) { ++alive; });
   const Session session(made.release(), [this](Controller* ending) {
-    // The same where the control connection has ended before the transfer. As often as not the client starts anew, and
+    // The same where the control connection has ended before the transfer. As often as not the client starts again, and
     // the destructor has an end to report.
     ending->transport->call([ending] {
       static_cast<void>(ending->stop());

@@ -1,6 +1,6 @@
 // Sessions on several workers with a server that misbehaves, and host threads and callbacks that start, command, stop,
-// destroy and replace them as chance has it. In the end every session that began has been told of its end, and nothing
-// is left behind.
+// destroy and replace them as chance has it. In the end every session that was started has reported its end, and
+// nothing is left behind.
 
 #include <qk/logging/logging.h>
 
@@ -18,8 +18,8 @@
 #include "busy_server.h"
 #include "crowd.h"
 #include "soak/ports.h"
-#include "support/ends_in_time.h"
 #include "support/leftovers.h"
+#include "support/watchdog.h"
 
 namespace {
 
@@ -46,7 +46,7 @@ void haveHostsAct(stress::Crowd& crowd, std::chrono::seconds duration) {
   for (auto& host : hosts) host.join();
 }
 
-/// True when every session has been told of its end, and has been destroyed.
+/// True when every session has reported its end, and has been destroyed.
 bool run(unsigned seed, std::chrono::seconds duration) {
   stress::BusyServer server(stress::BusyServer::Manners::bad, seed);
   stress::Crowd crowd(server.address());
@@ -72,7 +72,7 @@ int main(int argc, char** argv) try {
   soak::leaveTheNetwork();
   stress::seedChance(seed);
   qk::logging::SetMinLogLevel(qk::logging::LogLevel::Trace);
-  const testing_support::EndsInTime endsInTime(std::chrono::seconds(seconds) + 2 * testing_support::deadline);
+  const testing_support::Watchdog watchdog(std::chrono::seconds(seconds) + 2 * testing_support::deadline);
   const testing_support::Held before = testing_support::heldAtRest();
   const bool allEnded = run(seed, std::chrono::seconds(seconds));
   if (!allEnded) std::cout << "Not every start has had its end, or a session is left, or no file came.\n";

@@ -49,7 +49,7 @@ std::atomic<bool> failed{false};
 std::atomic<bool> harmed{false};
 
 std::atomic<unsigned long long> receivedBytes{0};
-const int receivedNews = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+const int receivedEvent = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 
 enum Repeatable : unsigned { accepting, receiving, sending, sendingFile, waiting, polling, repeatableCount };
 thread_local std::array<unsigned, repeatableCount> calls{};
@@ -57,7 +57,7 @@ thread_local std::array<unsigned, repeatableCount> calls{};
 /// A send that the kernel takes one byte of, and a receive of one byte before the others have arrived.
 constexpr int shortWrite = -1;
 constexpr int shortRead = -2;
-/// An error that SO_ERROR tells of, instead of one of asking for it.
+/// An error that SO_ERROR gives, instead of a failure of getsockopt.
 constexpr int pending(int error) { return -error; }
 
 /// The error of this call if it is the one that fails, otherwise 0.
@@ -84,7 +84,7 @@ bool isInterrupted(Repeatable kind) {
   return true;
 }
 
-/// Receives one byte, and has the kernel tell of the others as of news: a changed low-water mark makes it look again.
+/// Receives one byte, and has the kernel report the others as new: a changed low-water mark makes it look again.
 ssize_t receiveShort(int descriptor, void* data) {
   const ssize_t received = ::recv(descriptor, data, 1, 0);
   const int lowest = 1;
@@ -143,7 +143,7 @@ ssize_t recv(int descriptor, void* data, size_t size) {
   const ssize_t received = error == shortRead ? receiveShort(descriptor, data) : kernel::recv(descriptor, data, size);
   if (received > 0) {
     receivedBytes += static_cast<unsigned long long>(received);
-    eventfd_write(receivedNews, 1);
+    eventfd_write(receivedEvent, 1);
   }
   return received;
 }
@@ -196,13 +196,13 @@ int close(int descriptor) { return kernel::close(descriptor); }
 
 namespace testing_support {
 
-unsigned long long Reception::bytes() { return receivedBytes.load(); }
+unsigned long long ReceiveCounter::bytes() { return receivedBytes.load(); }
 
-int Reception::news() { return receivedNews; }
+int ReceiveCounter::event() { return receivedEvent; }
 
-void Reception::takeNews() {
+void ReceiveCounter::clearEvent() {
   eventfd_t count = 0;
-  eventfd_read(receivedNews, &count);
+  eventfd_read(receivedEvent, &count);
 }
 
 FailingCalls::FailingCalls(int number, unsigned error, bool interrupted) {

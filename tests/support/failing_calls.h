@@ -4,13 +4,13 @@ namespace testing_support {
 
 // A program that links failing_calls has its framework's system calls counted, and able to fail.
 
-/// What the framework has received, on all threads.
-class Reception {
+/// Counts what the framework has received, on all threads.
+class ReceiveCounter {
  public:
   static unsigned long long bytes();
-  /// Becomes readable whenever there are more; takeNews makes it unreadable again.
-  static int news();
-  static void takeNews();
+  /// A descriptor that becomes readable when there are more; clearEvent makes it unreadable again.
+  static int event();
+  static void clearEvent();
 };
 
 /// Makes system calls of the framework fail while it lives, on all threads.

@@ -30,7 +30,7 @@ class HeapGrowth {
 /// Grants this thread so many allocations by operator new from now on; the further ones throw std::bad_alloc.
 void grantAllocations(int count);
 void grantAllocationsFreely();
-/// Whether any has been asked for in vain since grantAllocations, on this thread.
+/// Whether any has been refused since grantAllocations, on this thread.
 bool allocationsWereRefused();
 
 /// The same for a scope.

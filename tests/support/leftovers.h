@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <filesystem>
 #include <iterator>
 #include <ostream>
@@ -31,7 +30,7 @@ inline Held heldNow() {
   return held;
 }
 
-/// The same, once a sanitizer has started the thread of its own that comes with the first one of the program.
+/// The same, after a sanitizer has started its own thread, which comes with the first one of the program.
 inline Held heldAtRest() {
   static const bool begun = [] {
     std::thread([] {}).join();
@@ -40,11 +39,10 @@ inline Held heldAtRest() {
   return begun ? heldNow() : Held{};
 }
 
-/// What the process holds when it holds no more than before, or at the deadline. What other threads release they may
-/// release a moment later, which nothing tells the end of: hence the repetition.
+/// What the process holds once it holds what it did before, or at the deadline. Other threads may release theirs a
+/// moment later, which no event reports.
 inline Held heldInTheEnd(const Held& before) {
-  const auto end = std::chrono::steady_clock::now() + deadline;
-  while (heldNow() != before && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+  static_cast<void>(eventually([&] { return heldNow() == before; }));
   return heldNow();
 }
 

@@ -9,21 +9,19 @@
 #include <iostream>
 #include <utility>
 
-#include "support/sockets.h"
-
 namespace testing_support {
 
-void LittleServer::Talk::reply(const std::string& line) const { sendAll(control_, line + "\r\n"); }
+void LittleServer::Talk::reply(const std::string& line) const { control_.send(line + "\r\n"); }
 
-void LittleServer::Talk::openData() { data_ = acceptFrom(listener_); }
+void LittleServer::Talk::openData() { data_ = listener_.accept(); }
 
-void LittleServer::Talk::sendData(const std::string& bytes) const { sendAll(data_, bytes); }
+void LittleServer::Talk::sendData(const std::string& bytes) const { data_.send(bytes); }
 
-void LittleServer::Talk::waitForDataEnd() const { receiveToEnd(data_); }
+void LittleServer::Talk::waitForDataEnd() const { static_cast<void>(data_.receiveToEnd()); }
 
-void LittleServer::Talk::waitForStop() const { waitReadable(server_.stopping_); }
+void LittleServer::Talk::waitForStop() const { static_cast<void>(server_.waitForInput(-1)); }
 
-LittleServer::LittleServer() : listener_(listenOn()), port_(portOf(listener_)), stopping_(::eventfd(0, EFD_CLOEXEC)) {
+LittleServer::LittleServer() : stopping_(::eventfd(0, EFD_CLOEXEC)) {
   on("", [](Talk& talk, const std::string&) { talk.reply("220 Ready"); });
   on("USER", [](Talk& talk, const std::string&) { talk.reply("331 Password"); });
   on("PASS", [](Talk& talk, const std::string&) { talk.reply("230 In"); });
@@ -65,15 +63,15 @@ void LittleServer::serve() {
 
 std::optional<LittleServer::Talk> LittleServer::nextClient() {
   const std::lock_guard lock(accepting_);
-  if (!waitForInput(listener_)) return std::nullopt;
-  return std::optional<Talk>(std::in_place, acceptFrom(listener_), *this);
+  if (!waitForInput(listener_.number())) return std::nullopt;
+  return std::optional<Talk>(std::in_place, listener_.accept(), *this);
 }
 
 void LittleServer::serve(Talk& talk) {
   obey(talk, "");
   std::string received;
-  while (talk.control_.isOpen() && waitForInput(talk.control_)) {
-    const std::string more = receiveSome(talk.control_);
+  while (talk.control_.isOpen() && waitForInput(talk.control_.number())) {
+    const std::string more = talk.control_.receive();
     if (more.empty()) return;
     received += more;
     for (auto end = received.find("\r\n"); end != std::string::npos; end = received.find("\r\n")) {
@@ -93,8 +91,8 @@ void LittleServer::obey(Talk& talk, const std::string& line) {
 }
 
 void LittleServer::openListener(Talk& talk) {
-  talk.listener_ = listenOn();
-  const unsigned port = portOf(talk.listener_);
+  talk.listener_ = LoopbackSocket::listening();
+  const unsigned port = talk.listener_.port();
   talk.reply("227 Passive (127,0,0,1," + std::to_string(port / 256) + "," + std::to_string(port % 256) + ")");
 }
 
@@ -118,8 +116,8 @@ void LittleServer::sendFile(Talk& talk, const std::string& name) const {
 }
 
 /// False when the server is to stop instead.
-bool LittleServer::waitForInput(const tovik::Descriptor& socket) const {
-  std::array<pollfd, 2> descriptors{{{socket.number(), POLLIN, 0}, {stopping_.number(), POLLIN, 0}}};
+bool LittleServer::waitForInput(int descriptor) const {
+  std::array<pollfd, 2> descriptors{{{descriptor, POLLIN, 0}, {stopping_.number(), POLLIN, 0}}};
   ::poll(descriptors.data(), descriptors.size(), -1);
   return descriptors[1].revents == 0;
 }

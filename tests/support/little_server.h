@@ -10,11 +10,12 @@
 #include <thread>
 #include <vector>
 
+#include "support/loopback_socket.h"
 #include "support/waiting.h"
 
 namespace testing_support {
 
-/// An FTP server that does what a test tells it to, hostile and broken things too. One client at a time, a thread
+/// An FTP server that follows the instructions of a test, hostile and broken things too. One client at a time, a thread
 /// for each where more are wanted.
 /// Without instructions it lets anybody in, lists `listing` and serves `files`.
 class LittleServer {
@@ -22,7 +23,7 @@ class LittleServer {
   /// What an instruction may do with the client that it is for.
   class Talk {
    public:
-    Talk(tovik::Descriptor control, const LittleServer& server) : control_(std::move(control)), server_(server) {}
+    Talk(LoopbackSocket control, const LittleServer& server) : control_(std::move(control)), server_(server) {}
 
     void reply(const std::string& line) const;
     /// Takes the data connection that the client has made since PASV.
@@ -31,16 +32,16 @@ class LittleServer {
     void closeData() { data_.close(); }
     /// Until the client has closed its data connection.
     void waitForDataEnd() const;
-    /// Until the server is told to stop.
+    /// Until the server is asked to stop.
     void waitForStop() const;
     /// Ends the control connection.
     void hangUp() { control_.close(); }
 
    private:
     friend class LittleServer;
-    tovik::Descriptor control_;
-    tovik::Descriptor listener_;
-    tovik::Descriptor data_;
+    LoopbackSocket control_;
+    LoopbackSocket listener_;
+    LoopbackSocket data_;
     const LittleServer& server_;
   };
   using Instruction = std::function<void(Talk& talk, const std::string& argument)>;
@@ -75,10 +76,10 @@ class LittleServer {
   void openListener(Talk& talk);
   void sendList(Talk& talk) const;
   void sendFile(Talk& talk, const std::string& name) const;
-  bool waitForInput(const tovik::Descriptor& socket) const;
+  bool waitForInput(int descriptor) const;
 
-  tovik::Descriptor listener_;
-  const unsigned short port_;
+  LoopbackSocket listener_ = LoopbackSocket::listening();
+  const unsigned short port_ = listener_.port();
   const tovik::Descriptor stopping_;
   std::map<std::string, Instruction> instructions_;
   Awaited<std::vector<std::string>> commands_;

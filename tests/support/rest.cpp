@@ -3,10 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <string>
-#include <thread>
 
 #include "task_stat.h"
 #include "waiting.h"
@@ -23,12 +21,7 @@ bool othersSleep() {
 }
 
 bool othersComeToRest(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + deadline;
-  while (!condition() || !othersSleep()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::yield();
-  }
-  return true;
+  return eventually([&] { return condition() && othersSleep(); });
 }
 
 }  // namespace testing_support

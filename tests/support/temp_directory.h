@@ -7,21 +7,27 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace testing_support {
 
-/// A directory of its own for one test, gone with everything in it afterwards.
+/// A new directory that every account may read, removed with all that it holds when this object is destroyed.
 class TempDirectory {
  public:
   TempDirectory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "examples_test-XXXXXX").string();
+    std::string pattern = (std::filesystem::temp_directory_path() / "tovik-test-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed for " + pattern);
     path_ = pattern;
+    // A server that has given up its privileges must be able to enter.
+    std::filesystem::permissions(path_, std::filesystem::perms(0755));
   }
   TempDirectory(const TempDirectory&) = delete;
   TempDirectory& operator=(const TempDirectory&) = delete;
-  ~TempDirectory() { std::filesystem::remove_all(path_); }
+  ~TempDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
 
   std::filesystem::path path() const { return path_; }
   std::string operator/(const std::string& name) const { return (path_ / name).string(); }

@@ -3,11 +3,23 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 
 namespace testing_support {
 
 /// How long a test waits for something that must happen. Generous: it is only ever used up by a failure.
 inline constexpr std::chrono::seconds deadline{30};
+
+/// For what no event reports: tries again and again until the condition holds; false when the deadline passes first.
+template <class Condition>
+[[nodiscard]] bool eventually(Condition&& condition) {
+  const auto end = std::chrono::steady_clock::now() + deadline;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
 
 /// A value that one thread changes and another waits for.
 template <class Value>

@@ -2,7 +2,6 @@
 
 #include "fetching.h"
 #include "support/serving.h"
-#include "support/sockets.h"
 
 namespace testing_support {
 namespace {

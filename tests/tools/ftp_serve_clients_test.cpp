@@ -1,12 +1,12 @@
 #include <gmock/gmock.h>
-#include <tovik/dispatch_store.h>
 #include <tovik/ftp_bridge/ftp_bridge.h>
 
 #include <csignal>
 #include <map>
 
+#include "support/control_connection.h"
 #include "support/program.h"
-#include "support/raw_client.h"
+#include "support/scoped_dispatcher.h"
 #include "support/serving.h"
 #include "support/waiting.h"
 
@@ -107,21 +107,18 @@ INSTANTIATE_TEST_SUITE_P(InBothModes, FtpServeController, testing::Bool(),
 
 TEST_P(FtpServeController, GathersADirectory) {
   std::filesystem::remove_all(root.path() / "data");
-  ASSERT_TRUE(tovik::DispatchStore::inst().add("gatherer", 1));
+  const ScopedDispatcher dispatcher("gatherer");
   tovik::ftp::connection_data_t connection;
   connection.server = server->address();
   ASSERT_TRUE(connection.local.set_host("127.0.0.1"));
   connection.user = "me";
   connection.password = "secret";
   Gatherer gatherer(GetParam());
-  {
-    tovik::ftp::Controller controller(connection, &gatherer, "gatherer", 0, nullptr);
-    gatherer.setController(&controller);
-    ASSERT_TRUE(controller.start());
-    const std::map<std::string, std::string> expected{{"empty", ""}, {"hello.txt", "hello\n"}};
-    EXPECT_EQ(gatherer.wait(), expected);
-  }
-  EXPECT_TRUE(tovik::DispatchStore::inst().remove("gatherer"));
+  tovik::ftp::Controller controller(connection, &gatherer, dispatcher.name(), 0, nullptr);
+  gatherer.setController(&controller);
+  ASSERT_TRUE(controller.start());
+  const std::map<std::string, std::string> expected{{"empty", ""}, {"hello.txt", "hello\n"}};
+  EXPECT_EQ(gatherer.wait(), expected);
 }
 
 class FtpServeProgram : public testing::Test {
@@ -138,7 +135,7 @@ class FtpServeProgram : public testing::Test {
 TEST_F(FtpServeProgram, SaysWhereItListensAndEndsOnASignal) {
   for (const int signal : {SIGINT, SIGTERM}) {
     Program program({FTP_SERVE, root.path(), "--listen", "127.0.0.1:0"});
-    RawClient client(portIn(program.firstLine()));
+    ControlConnection client(portIn(program.firstLine()));
     client.logIn();
     EXPECT_EQ(client.code("PWD"), "257");
     program.signal(signal);
@@ -151,7 +148,7 @@ TEST_F(FtpServeProgram, SaysWhereItListensAndEndsOnASignal) {
 TEST_F(FtpServeProgram, TracesWithoutThePassword) {
   Program program(
       {FTP_SERVE, root.path(), "--listen", "127.0.0.1:0", "--user", "me", "--password", "secret", "--trace"});
-  RawClient client(portIn(program.firstLine()));
+  ControlConnection client(portIn(program.firstLine()));
   client.logIn("me", "secret");
   program.signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);

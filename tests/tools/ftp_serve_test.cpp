@@ -1,9 +1,8 @@
 #include <gmock/gmock.h>
 
+#include "support/control_connection.h"
 #include "support/log_capture.h"
-#include "support/raw_client.h"
 #include "support/serving.h"
-#include "support/sockets.h"
 
 namespace testing_support {
 namespace {
@@ -14,16 +13,15 @@ class FtpServe : public ServingTest {};
 
 TEST_F(FtpServe, GreetsAndLogsAnybodyInWhereNoUserIsSet) {
   serve();
-  const tovik::Descriptor control = connectTo(server->port());
-  EXPECT_THAT(receiveSome(control), StartsWith("220 "));
-  RawClient client(server->port());
+  ControlConnection client(server->port());
+  EXPECT_THAT(client.greeting(), StartsWith("220 "));
   EXPECT_EQ(client.code("USER anybody"), "331");
   EXPECT_EQ(client.code("PASS anything"), "230");
 }
 
 TEST_F(FtpServe, LogsOnlyItsUserIn) {
   serve("me", "secret");
-  RawClient client(server->port());
+  ControlConnection client(server->port());
   for (const auto& [user, password] : {std::pair("me", "wrong"), std::pair("you", "secret"), std::pair("", "")}) {
     EXPECT_EQ(client.code(std::string("USER ") + user), "331");
     EXPECT_EQ(client.code(std::string("PASS ") + password), "530");
@@ -35,14 +33,14 @@ TEST_F(FtpServe, LogsOnlyItsUserIn) {
 
 TEST_F(FtpServe, WantsTheUserBeforeThePassword) {
   serve();
-  RawClient client(server->port());
+  ControlConnection client(server->port());
   EXPECT_EQ(client.code("PASS p"), "503");
   EXPECT_EQ(client.code("ACCT a"), "503");
 }
 
 TEST_F(FtpServe, AnswersFewCommandsBeforeTheLogin) {
   serve();
-  RawClient client(server->port());
+  ControlConnection client(server->port());
   for (const char* const command : {"TYPE I", "PWD", "CWD data", "CDUP", "NLST", "RETR hello.txt", "PASV", "PORT 1"})
     EXPECT_EQ(client.code(command), "530") << command;
   EXPECT_EQ(client.code("NOOP"), "200");
@@ -52,7 +50,7 @@ TEST_F(FtpServe, AnswersFewCommandsBeforeTheLogin) {
 
 TEST_F(FtpServe, ForgetsTheLoginWithANewUser) {
   serve("me", "secret");
-  RawClient client(server->port());
+  ControlConnection client(server->port());
   client.logIn("me", "secret");
   client.ask("USER me");
   EXPECT_EQ(client.code("PWD"), "530");
@@ -60,14 +58,14 @@ TEST_F(FtpServe, ForgetsTheLoginWithANewUser) {
 
 TEST_F(FtpServe, TakesAnAccountThatNobodyNeeds) {
   serve();
-  RawClient client(server->port());
+  ControlConnection client(server->port());
   client.logIn();
   EXPECT_EQ(client.code("ACCT a"), "230");
 }
 
 TEST_F(FtpServe, KnowsTheTypesThatChangeNothing) {
   serve();
-  RawClient client(server->port());
+  ControlConnection client(server->port());
   client.logIn();
   for (const char* const type : {"A", "I", "a n", "L8", "l 8"})
     EXPECT_EQ(client.code(std::string("TYPE ") + type), "200");
@@ -76,7 +74,7 @@ TEST_F(FtpServe, KnowsTheTypesThatChangeNothing) {
 
 TEST_F(FtpServe, ChangesItsDirectory) {
   serve();
-  RawClient client(server->port());
+  ControlConnection client(server->port());
   client.logIn();
   EXPECT_THAT(client.ask("PWD"), StartsWith("257 \"/\" "));
   EXPECT_EQ(client.code("CWD data"), "250");
@@ -88,7 +86,7 @@ TEST_F(FtpServe, ChangesItsDirectory) {
 
 TEST_F(FtpServe, StaysWhereItIsWhenADirectoryIsMissing) {
   serve();
-  RawClient client(server->port());
+  ControlConnection client(server->port());
   client.logIn();
   EXPECT_EQ(client.code("CWD nothing"), "550");
   EXPECT_EQ(client.code("CWD hello.txt"), "550");
@@ -98,7 +96,7 @@ TEST_F(FtpServe, StaysWhereItIsWhenADirectoryIsMissing) {
 TEST_F(FtpServe, DoublesTheQuotesInADirectory) {
   root.write("a\"b/file", "");
   serve();
-  RawClient client(server->port());
+  ControlConnection client(server->port());
   client.logIn();
   EXPECT_EQ(client.code("CWD a\"b"), "250");
   EXPECT_THAT(client.ask("PWD"), StartsWith("257 \"/a\"\"b\" "));
@@ -106,7 +104,7 @@ TEST_F(FtpServe, DoublesTheQuotesInADirectory) {
 
 TEST_F(FtpServe, DoesNotKnowAnyOtherCommand) {
   serve();
-  RawClient client(server->port());
+  ControlConnection client(server->port());
   client.logIn();
   for (const char* const command :
        {"EPSV", "FEAT", "SIZE hello.txt", "LIST", "STOR x", "DELE hello.txt", "ABOR", "", "X"})
@@ -115,14 +113,14 @@ TEST_F(FtpServe, DoesNotKnowAnyOtherCommand) {
 
 TEST_F(FtpServe, ReadsCommandsInCapitalsAndNot) {
   serve();
-  RawClient client(server->port());
+  ControlConnection client(server->port());
   client.logIn();
   EXPECT_EQ(client.code("pwd"), "257");
 }
 
 TEST_F(FtpServe, AnswersCommandsInOrderHoweverTheyArrive) {
   serve();
-  RawClient client(server->port());
+  ControlConnection client(server->port());
   client.sendRaw("USER u\r\nPASS p\r\nCWD data\r\nNO");
   EXPECT_THAT(client.reply(), StartsWith("331"));
   EXPECT_THAT(client.reply(), StartsWith("230"));
@@ -134,31 +132,31 @@ TEST_F(FtpServe, AnswersCommandsInOrderHoweverTheyArrive) {
 TEST_F(FtpServe, EndsASessionWhoseLineNeverEnds) {
   const LogCapture log(qk::logging::LogLevel::Warning);
   serve();
-  RawClient client(server->port());
+  ControlConnection client(server->port());
   client.sendRaw(std::string(20'000, 'x'));
   EXPECT_EQ(client.reply(), "");
 }
 
 TEST_F(FtpServe, ServesManySessionsAtOnce) {
   serve();
-  std::vector<std::unique_ptr<RawClient>> clients;
-  for (int i = 0; i < 50; ++i) clients.push_back(std::make_unique<RawClient>(server->port()));
+  std::vector<std::unique_ptr<ControlConnection>> clients;
+  for (int i = 0; i < 50; ++i) clients.push_back(std::make_unique<ControlConnection>(server->port()));
   for (const auto& client : clients) client->logIn();
   for (const auto& client : clients) EXPECT_EQ(client->code("CWD data"), "250");
 }
 
 TEST_F(FtpServe, SpreadsSessionsOverItsWorkers) {
   serve("", "", 3);
-  std::vector<std::unique_ptr<RawClient>> clients;
-  for (int i = 0; i < 20; ++i) clients.push_back(std::make_unique<RawClient>(server->port()));
+  std::vector<std::unique_ptr<ControlConnection>> clients;
+  for (int i = 0; i < 20; ++i) clients.push_back(std::make_unique<ControlConnection>(server->port()));
   for (const auto& client : clients) client->logIn();
   for (const auto& client : clients) EXPECT_EQ(client->code("PWD"), "257");
 }
 
 TEST_F(FtpServe, EndsEverySessionWhenItStops) {
   serve();
-  RawClient idle(server->port());
-  RawClient listening(server->port());
+  ControlConnection idle(server->port());
+  ControlConnection listening(server->port());
   listening.logIn();
   listening.ask("PASV");
   server->stop();

@@ -1,9 +1,8 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include "support/raw_client.h"
+#include "support/control_connection.h"
 #include "support/serving.h"
-#include "support/sockets.h"
 
 namespace testing_support {
 namespace {
@@ -29,72 +28,72 @@ class FtpServeTransfer : public ServingTest {
     for (const auto& code : codes) EXPECT_THAT(client->reply(), StartsWith(code));
   }
 
-  std::optional<RawClient> client;
+  std::optional<ControlConnection> client;
 };
 
 TEST_F(FtpServeTransfer, ListsNamesInPassiveMode) {
-  const tovik::Descriptor data = client->passive();
+  const LoopbackSocket data = client->passive();
   client->send("NLST");
-  EXPECT_EQ(receiveToEnd(data), "data\r\nempty\r\nhello.txt\r\n");
+  EXPECT_EQ(data.receiveToEnd(), "data\r\nempty\r\nhello.txt\r\n");
   expectReplies({"150", "226"});
 }
 
 TEST_F(FtpServeTransfer, ListsAnotherDirectoryWithItsNameAndWithoutOptions) {
-  const tovik::Descriptor data = client->passive();
+  const LoopbackSocket data = client->passive();
   client->send("NLST -la data");
-  EXPECT_EQ(receiveToEnd(data), "data/a b\r\ndata/large\r\n");
+  EXPECT_EQ(data.receiveToEnd(), "data/a b\r\ndata/large\r\n");
   expectReplies({"150", "226"});
 }
 
 TEST_F(FtpServeTransfer, SendsAFileInPassiveMode) {
-  const tovik::Descriptor data = client->passive();
+  const LoopbackSocket data = client->passive();
   client->send("RETR data/large");
-  EXPECT_EQ(receiveToEnd(data), large);
+  EXPECT_EQ(data.receiveToEnd(), large);
   expectReplies({"150", "226"});
 }
 
 TEST_F(FtpServeTransfer, SendsAFileInActiveMode) {
-  const tovik::Descriptor listener = client->active();
+  const LoopbackSocket listener = client->active();
   client->send("RETR data/large");
-  EXPECT_EQ(receiveToEnd(acceptFrom(listener)), large);
+  EXPECT_EQ(listener.accept().receiveToEnd(), large);
   expectReplies({"150", "226"});
 }
 
 TEST_F(FtpServeTransfer, SendsAnEmptyFile) {
-  const tovik::Descriptor data = client->passive();
+  const LoopbackSocket data = client->passive();
   client->send("RETR empty");
-  EXPECT_EQ(receiveToEnd(data), "");
+  EXPECT_EQ(data.receiveToEnd(), "");
   expectReplies({"150", "226"});
 }
 
 TEST_F(FtpServeTransfer, SendsANameWithBlanksFromItsDirectory) {
   client->ask("CWD data");
-  const tovik::Descriptor data = client->passive();
+  const LoopbackSocket data = client->passive();
   client->send("RETR a b");
-  EXPECT_EQ(receiveToEnd(data), "with a blank");
+  EXPECT_EQ(data.receiveToEnd(), "with a blank");
   expectReplies({"150", "226"});
 }
 
 TEST_F(FtpServeTransfer, WaitsForAClientThatConnectsAfterItsCommand) {
   const unsigned short port = client->passivePort();
   client->send("RETR hello.txt");
-  EXPECT_EQ(receiveToEnd(connectTo(port)), "hello\n");
+  EXPECT_EQ(LoopbackSocket::connected(loopback(port)).receiveToEnd(), "hello\n");
   expectReplies({"150", "226"});
 }
 
 TEST_F(FtpServeTransfer, SendsOneFileAfterTheOther) {
   for (int i = 0; i < 20; ++i) {
-    const tovik::Descriptor data = client->passive();
+    const LoopbackSocket data = client->passive();
     client->send("RETR hello.txt");
-    EXPECT_EQ(receiveToEnd(data), "hello\n");
+    EXPECT_EQ(data.receiveToEnd(), "hello\n");
     expectReplies({"150", "226"});
   }
 }
 
 TEST_F(FtpServeTransfer, RefusesAMissingFileAndClosesItsDataConnection) {
-  const tovik::Descriptor data = client->passive();
+  const LoopbackSocket data = client->passive();
   EXPECT_EQ(client->ask("RETR nothing"), "550 /nothing: No such file or directory");
-  EXPECT_EQ(receiveToEnd(data), "");
+  EXPECT_EQ(data.receiveToEnd(), "");
 }
 
 TEST_F(FtpServeTransfer, RefusesWhatIsNoPlainFile) {
@@ -116,25 +115,25 @@ TEST_F(FtpServeTransfer, RefusesWhatLiesOutsideItsDirectory) {
 }
 
 TEST_F(FtpServeTransfer, RefusesToListAMissingDirectory) {
-  const tovik::Descriptor data = client->passive();
+  const LoopbackSocket data = client->passive();
   EXPECT_EQ(client->code("NLST nothing"), "450");
-  EXPECT_EQ(receiveToEnd(data), "");
+  EXPECT_EQ(data.receiveToEnd(), "");
 }
 
 TEST_F(FtpServeTransfer, NeedsADataConnectionForEachFile) {
   EXPECT_EQ(client->code("RETR hello.txt"), "425");
-  const tovik::Descriptor data = client->passive();
+  const LoopbackSocket data = client->passive();
   client->send("RETR hello.txt");
-  receiveToEnd(data);
+  data.receiveToEnd();
   expectReplies({"150", "226"});
   EXPECT_EQ(client->code("RETR hello.txt"), "425");
 }
 
 TEST_F(FtpServeTransfer, SaysWhenADataConnectionBroke) {
   {
-    const tovik::Descriptor data = client->passive();
+    const LoopbackSocket data = client->passive();
     client->send("RETR data/large");
-    receiveSome(data);
+    data.receive();
   }
   expectReplies({"150", "426"});
   EXPECT_EQ(client->code("NOOP"), "200");
@@ -154,51 +153,51 @@ TEST_F(FtpServeTransfer, ConnectsToItsClientOnly) {
 TEST_F(FtpServeTransfer, HasNoDataForStrangers) {
   const unsigned short port = client->passivePort();
   client->send("RETR hello.txt");
-  EXPECT_EQ(receiveToEnd(connectTo(port, "127.0.0.2")), "");
-  EXPECT_EQ(receiveToEnd(connectTo(port)), "hello\n");
+  EXPECT_EQ(LoopbackSocket::connected(loopback(port), loopback(0, "127.0.0.2")).receiveToEnd(), "");
+  EXPECT_EQ(LoopbackSocket::connected(loopback(port)).receiveToEnd(), "hello\n");
   expectReplies({"150", "226"});
 }
 
 TEST_F(FtpServeTransfer, ListensOnTheLatestPortOnly) {
   const unsigned short first = client->passivePort();
   const unsigned short second = client->passivePort();
-  EXPECT_THROW(connectTo(first), std::runtime_error);
+  EXPECT_THROW(LoopbackSocket::connected(loopback(first)), std::system_error);
   client->active();
-  EXPECT_THROW(connectTo(second), std::runtime_error);
+  EXPECT_THROW(LoopbackSocket::connected(loopback(second)), std::system_error);
 }
 
 TEST_F(FtpServeTransfer, AnswersWhatComesDuringATransferAfterIt) {
-  const tovik::Descriptor data = client->passive();
+  const LoopbackSocket data = client->passive();
   client->send("RETR data/large\r\nNOOP\r\nPWD\r\nRETR hello.txt\r\nPWD");
-  EXPECT_EQ(receiveToEnd(data), large);
+  EXPECT_EQ(data.receiveToEnd(), large);
   expectReplies({"150", "226", "200", "257", "425", "257"});
 }
 
 TEST_F(FtpServeTransfer, GivesUpAClientThatSendsTooMuchAhead) {
-  const tovik::Descriptor data = client->passive();
+  const LoopbackSocket data = client->passive();
   client->send("RETR data/large");
   expectReplies({"150"});
   for (int i = 0; i < 65; ++i) client->send("NOOP");
   expectReplies({"421"});
   EXPECT_EQ(client->reply(), "");
-  EXPECT_LT(receiveToEnd(data).size(), large.size());
+  EXPECT_LT(data.receiveToEnd().size(), large.size());
 }
 
 TEST_F(FtpServeTransfer, IsCutShortByTheServersEndAndNeverCalledWhole) {
-  const tovik::Descriptor data = client->passive();
+  const LoopbackSocket data = client->passive();
   client->send("RETR data/large");
   expectReplies({"150"});
   server->stop();
   EXPECT_EQ(client->reply(), "");
-  EXPECT_LT(receiveToEnd(data).size(), large.size());
+  EXPECT_LT(data.receiveToEnd().size(), large.size());
 }
 
 TEST_F(FtpServeTransfer, EndsWithItsSession) {
-  const tovik::Descriptor data = client->passive();
+  const LoopbackSocket data = client->passive();
   client->send("RETR data/large");
   expectReplies({"150"});
   client.reset();
-  EXPECT_LT(receiveToEnd(data).size(), large.size());
+  EXPECT_LT(data.receiveToEnd().size(), large.size());
 }
 
 }  // namespace

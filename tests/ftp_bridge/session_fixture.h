@@ -8,12 +8,12 @@
 #include <utility>
 #include <vector>
 
-#include "nothing_left.h"
 #include "recording_client.h"
 #include "scripted_server.h"
+#include "support/leak_check.h"
 #include "support/log_capture.h"
 #include "support/manual_clock.h"
-#include "test_dispatcher.h"
+#include "support/scoped_dispatcher.h"
 
 namespace tovik::ftp {
 
@@ -42,7 +42,7 @@ class Session : public ::testing::Test {
   void freeWhatAFailedTransferLeft() {
     if (controller != nullptr) onWorker([this] { delete std::exchange(controller->received, nullptr); });
   }
-  /// At any moment: what it leaves may still arrive until it tells of the end of the control connection.
+  /// At any moment: what it leaves may still arrive until it reports the end of the control connection.
   void destroyController() {
     freeWhatAFailedTransferLeft();
     client.whenever("onDisconnected", [going = controller.get()] { delete std::exchange(going->received, nullptr); });
@@ -91,10 +91,10 @@ class Session : public ::testing::Test {
     return texts;
   }
 
-  const NothingLeft nothingLeft_{};
+  const testing_support::LeakCheck leakCheck_{};
   testing_support::LogCapture log;
   testing_support::ManualClock clock;
-  const TestDispatcher dispatcher{"ftp session", clock};
+  const testing_support::ScopedDispatcher dispatcher{"ftp session", 1, clock};
   ScriptedServer server;
   RecordingClient client;
   std::unique_ptr<Controller> controller = make();

@@ -1,4 +1,4 @@
-#include "peer.h"
+#include "scenario_server.h"
 
 #include <tovik/ftp_bridge/ftp_bridge.h>
 
@@ -12,7 +12,9 @@
 
 namespace tovik::ftp {
 
-using testing_support::Reception;
+using testing_support::loopback;
+using testing_support::LoopbackSocket;
+using testing_support::ReceiveCounter;
 
 namespace {
 
@@ -41,49 +43,49 @@ std::string someHome() {
 LoopbackSocket listeningWithLongText(const std::string& home) {
   constexpr std::string::size_type longest = sizeof "127,1,1,1,255,255" - 1;
   for (;;) {
-    LoopbackSocket socket = LoopbackSocket::listening(home);
+    LoopbackSocket socket = LoopbackSocket::listening(loopback(0, home));
     if (textOf(socket.address()).size() == longest) return socket;
   }
 }
 
 }  // namespace
 
-Peer::Peer(const PlannedHost& host, Terms terms)
-    : host_(host),
+ScenarioServer::ScenarioServer(const ScriptedClient& client, Terms terms)
+    : client_(client),
       terms_(terms),
-      receivedBefore_(Reception::bytes()),
+      receivedBefore_(ReceiveCounter::bytes()),
       home_(someHome()),
-      listener_(LoopbackSocket::listening(home_)),
+      listener_(LoopbackSocket::listening(loopback(0, home_))),
       dataListener_(listeningWithLongText(home_)) {}
 
-void Peer::play(const Scenario& scenario) {
+void ScenarioServer::play(const Scenario& scenario) {
   require(listener_);
   control_.socket = listener_.accept();
   for (const Step& step : scenario.steps()) {
-    if (cut_ && (step.kind != Step::Kind::told || !cutStepWhole_)) break;
+    if (cut_ && (step.kind != Step::Kind::callback || !cutStepWhole_)) break;
     take(step);
   }
   if (!cut_) {
     control_.socket.close();
     return expectLine("onDisconnected");
   }
-  if (terms_.dealing.kind == Dealing::Kind::cutControl) return endAfterControlCut();
+  if (terms_.delivery.kind == Delivery::Kind::cutControl) return endAfterControlCut();
   endAfterDataCut();
 }
 
-void Peer::hangUp() {
+void ScenarioServer::hangUp() {
   control_.socket.close();
   data_.socket.close();
 }
 
-void Peer::take(const Step& step) {
+void ScenarioServer::take(const Step& step) {
   switch (step.kind) {
-    case Step::Kind::hear:
-      return hear(step.text);
-    case Step::Kind::hearPort:
-      return hearPort();
-    case Step::Kind::say:
-      say(step.text);
+    case Step::Kind::expect:
+      return expect(step.text);
+    case Step::Kind::expectPort:
+      return expectPort();
+    case Step::Kind::reply:
+      reply(step.text);
       if (step.report && (!cut_ || cutStepWhole_)) early_ = &step;
       return;
     case Step::Kind::offer:
@@ -92,18 +94,18 @@ void Peer::take(const Step& step) {
       return sendData(step.text);
     case Step::Kind::endData:
       return endData();
-    case Step::Kind::told:
+    case Step::Kind::callback:
       return expectLine(step.text);
   }
 }
 
-void Peer::endAfterControlCut() {
+void ScenarioServer::endAfterControlCut() {
   expectLine("onDisconnected");
   if (early_ == nullptr) return data_.socket.close();
   endData();
 }
 
-void Peer::endAfterDataCut() {
+void ScenarioServer::endAfterDataCut() {
   if (early_ != nullptr) {
     expectLine(early_->report(transferred_));
   } else {
@@ -114,29 +116,29 @@ void Peer::endAfterDataCut() {
   expectLine("onDisconnected");
 }
 
-void Peer::hear(const std::string& command) {
+void ScenarioServer::expect(const std::string& command) {
   const std::string line = readLine();
-  if (line != command) throw Deviation("heard \"" + line + "\" instead of " + command);
+  if (line != command) throw Mismatch("got \"" + line + "\" instead of " + command);
   if (!command.starts_with("NLST") && !command.starts_with("RETR")) return;
   transfer_ = command;
   transferred_.clear();
   early_ = nullptr;
 }
 
-void Peer::hearPort() {
+void ScenarioServer::expectPort() {
   const std::string line = readLine();
-  if (!line.starts_with("PORT ")) throw Deviation("heard \"" + line + "\" instead of PORT");
+  if (!line.starts_with("PORT ")) throw Mismatch("got \"" + line + "\" instead of PORT");
   const Result converted = ProtocolInterpreter::convertAddr(line.substr(5), dataAddress_);
-  if (!converted) throw Deviation(converted.message);
+  if (!converted) throw Mismatch(converted.message);
   offered_ = false;
 }
 
-std::string Peer::readLine() {
+std::string ScenarioServer::readLine() {
   auto end = control_.unread.find("\r\n");
   while (end == std::string::npos) {
     require(control_.socket);
     const std::string more = control_.socket.receive();
-    if (more.empty()) throw Deviation("the control connection has ended");
+    if (more.empty()) throw Mismatch("the control connection has ended");
     control_.unread += more;
     end = control_.unread.find("\r\n");
   }
@@ -145,13 +147,13 @@ std::string Peer::readLine() {
   return line;
 }
 
-void Peer::offer(const std::string& text) {
-  std::string reply = text;
+void ScenarioServer::offer(const std::string& text) {
+  std::string whole = text;
   offered_ = true;
-  say(reply.replace(reply.find('%'), 1, textOf(dataListener_.address())));
+  reply(whole.replace(whole.find('%'), 1, textOf(dataListener_.address())));
 }
 
-void Peer::openData() {
+void ScenarioServer::openData() {
   if (data_.socket.isOpen()) return;
   if (offered_) {
     require(dataListener_);
@@ -161,90 +163,90 @@ void Peer::openData() {
   }
 }
 
-void Peer::say(const std::string& bytes) {
-  deal(control_, bytes, Dealing::Kind::splitControl, Dealing::Kind::cutControl);
+void ScenarioServer::reply(const std::string& bytes) {
+  deliver(control_, bytes, Delivery::Kind::splitControl, Delivery::Kind::cutControl);
 }
 
-void Peer::sendData(const std::string& bytes) {
+void ScenarioServer::sendData(const std::string& bytes) {
   openData();
   const long before = data_.sent;
-  deal(data_, bytes, Dealing::Kind::splitData, Dealing::Kind::cutData);
+  deliver(data_, bytes, Delivery::Kind::splitData, Delivery::Kind::cutData);
   transferred_ += bytes.substr(0, static_cast<unsigned long>(data_.sent - before));
 }
 
 /// The client has seen the end when it ends the connection too.
-void Peer::endData() {
+void ScenarioServer::endData() {
   openData();
-  data_.socket.finish();
+  data_.socket.shutdownSending();
   if (!await({{data_.socket.number(), POLLIN, 0}})) throw Stall("the client does not end the connection");
   data_.socket.close();
   if (early_ == nullptr) return;
-  // Told by the next step, or after a cut by nobody else.
+  // Reported by the next step, or after a cut by nobody else.
   if (cut_) expectLine(early_->report(transferred_));
 }
 
-void Peer::cut(Line& line) {
+void ScenarioServer::cut(Line& line) {
   cut_ = true;
-  if (terms_.dealing.reset) return line.socket.reset();
+  if (terms_.delivery.reset) return line.socket.reset();
   line.socket.close();
 }
 
-/// Sends bytes in the pieces of the dealing.
-void Peer::deal(Line& line, const std::string& bytes, Dealing::Kind split, Dealing::Kind cutting) {
-  const Dealing& dealing = terms_.dealing;
-  if (dealing.kind == Dealing::Kind::bytewise) {
+/// Sends bytes in the pieces of the delivery.
+void ScenarioServer::deliver(Line& line, const std::string& bytes, Delivery::Kind split, Delivery::Kind cutting) {
+  const Delivery& delivery = terms_.delivery;
+  if (delivery.kind == Delivery::Kind::bytewise) {
     for (const char byte : bytes) send(line, std::string(1, byte));
     return;
   }
-  const long first = dealing.at - line.sent;
+  const long first = delivery.at - line.sent;
   const bool here = first <= static_cast<long>(bytes.size()) && (first > 0 || (first == 0 && line.sent == 0));
-  if (!here || (dealing.kind != split && dealing.kind != cutting)) return send(line, bytes);
+  if (!here || (delivery.kind != split && delivery.kind != cutting)) return send(line, bytes);
   const auto head = static_cast<unsigned long>(first);
   send(line, bytes.substr(0, head));
-  if (dealing.kind == cutting) {
+  if (delivery.kind == cutting) {
     cutStepWhole_ = head == bytes.size();
     return cut(line);
   }
   send(line, bytes.substr(head));
 }
 
-void Peer::send(Line& line, const std::string& bytes) {
+void ScenarioServer::send(Line& line, const std::string& bytes) {
   line.socket.send(bytes);
   line.sent += static_cast<long>(bytes.size());
   sent_ += bytes.size();
-  const auto isReceived = [this] { return Reception::bytes() - receivedBefore_ >= sent_; };
+  const auto isReceived = [this] { return ReceiveCounter::bytes() - receivedBefore_ >= sent_; };
   while (!isReceived()) {
-    if (line.socket.hasEnded() && !isReceived()) throw Deviation("the client has closed a connection");
-    if (!await({{Reception::news(), POLLIN, 0}, {line.socket.number(), POLLRDHUP, 0}}))
+    if (line.socket.hasEnded() && !isReceived()) throw Mismatch("the client has closed a connection");
+    if (!await({{ReceiveCounter::event(), POLLIN, 0}, {line.socket.number(), POLLRDHUP, 0}}))
       throw Stall("the client does not receive");
-    Reception::takeNews();
+    ReceiveCounter::clearEvent();
   }
 }
 
-void Peer::expectLine(const std::string& text) {
+void ScenarioServer::expectLine(const std::string& text) {
   expectedLines_.push_back(text);
   for (;;) {
-    host_.takeNews();
-    const auto lines = host_.lines();
+    client_.clearEvent();
+    const auto lines = client_.lines();
     if (lines.size() >= expectedLines_.size()) {
       if (lines[expectedLines_.size() - 1] == text) return;
-      throw Deviation("the host was told \"" + lines[expectedLines_.size() - 1] + "\" instead of \"" + text + '"');
+      throw Mismatch("the client reports \"" + lines[expectedLines_.size() - 1] + "\" instead of \"" + text + '"');
     }
-    if (!await({{host_.news(), POLLIN, 0}})) throw Stall("the host is not told \"" + text + '"');
+    if (!await({{client_.event(), POLLIN, 0}})) throw Stall("the client does not report \"" + text + '"');
   }
 }
 
 /// Waits until a socket has something to say; the connections must be silent meanwhile.
-void Peer::require(const LoopbackSocket& wanted) const {
+void ScenarioServer::require(const LoopbackSocket& wanted) const {
   std::vector<pollfd> speakers{{wanted.number(), POLLIN, 0}};
   for (const Line* line : {&control_, &data_})
     if (line->socket.isOpen() && &line->socket != &wanted) speakers.push_back({line->socket.number(), POLLIN, 0});
   if (!await(std::move(speakers))) throw Stall("nothing comes from the client");
-  if (wanted.isQuiet()) throw Deviation("another connection has ended, or speaks");
+  if (wanted.isQuiet()) throw Mismatch("another connection has ended, or speaks");
 }
 
 /// Waits for one of the events; false when it does not come.
-bool Peer::await(std::vector<pollfd> events) const {
+bool ScenarioServer::await(std::vector<pollfd> events) const {
   const auto end = std::chrono::steady_clock::now() + testing_support::deadline;
   for (int looks = 0; looks < looksAtRest && std::chrono::steady_clock::now() < end;) {
     if (::poll(events.data(), events.size(), static_cast<int>(betweenLooks.count())) > 0) return true;

@@ -2,9 +2,9 @@
 
 namespace tovik::ftp {
 
-/// How the server deals its bytes out, counted over a whole session: those of the control connection, and those of all
+/// How the server delivers its bytes, counted over a whole session: those of the control connection, and those of all
 /// data connections.
-struct Dealing {
+struct Delivery {
   enum class Kind { whole, bytewise, splitControl, splitData, cutControl, cutData };
   Kind kind = Kind::whole;
   long at = 0;         // the split or cut is before the byte of this number

@@ -1,14 +1,14 @@
-#include "occasion.h"
+#include "callback_case.h"
 
 #include <ostream>
 
 namespace tovik::ftp {
 
-void PrintTo(const Occasion& occasion, std::ostream* out) { *out << occasion.callback; }
+void PrintTo(const CallbackCase& callbackCase, std::ostream* out) { *out << callbackCase.callback; }
 
 void silence(ScriptedServer& /*server*/) {}
 
-std::vector<Occasion> occasions() {
+std::vector<CallbackCase> callbackCases() {
   const auto none = [](Controller&) {};
   const auto pwd = [](Controller& controller) { EXPECT_TRUE(controller.getPwd()); };
   const auto cwd = [](Controller& controller) { EXPECT_TRUE(controller.changeCwd("a")); };

@@ -9,11 +9,11 @@
 #include <utility>
 #include <vector>
 
-#include "fake_channel.h"
-#include "nothing_left.h"
 #include "recording_client.h"
+#include "support/fake_channel.h"
+#include "support/leak_check.h"
 #include "support/log_capture.h"
-#include "test_dispatcher.h"
+#include "support/scoped_dispatcher.h"
 
 namespace tovik::ftp {
 
@@ -28,13 +28,13 @@ inline connection_data_t someConnection() {
 }
 
 /// A controller whose control channel is a fake: what a server would say is said by the test, on its own thread.
-class Rig : public ::testing::Test {
+class ControllerFixture : public ::testing::Test {
  protected:
-  Rig() {
+  ControllerFixture() {
     interpreter().onChannelUp(&channel);
     loggedBefore_ = std::ssize(log.entries());
   }
-  ~Rig() override {
+  ~ControllerFixture() override {
     end();
     for (const auto& entry : log.entries()) {
       EXPECT_FALSE(entry.file.empty());
@@ -57,13 +57,13 @@ class Rig : public ::testing::Test {
   void loggedIn() { interpreter().sessionState = 1; }
 
   /// A line of the server's, without its end.
-  void hears(const std::string& line) {
+  void serverSends(const std::string& line) {
     const std::string whole = line + "\r\n";
     interpreter().onData(&channel, whole.data(), whole.size(), nullptr);
   }
 
   /// Gives the controller what a data connection received.
-  void receives(const std::string& data) { controller->onDataReceived(new std::string(data)); }
+  void dataArrives(const std::string& data) { controller->onDataReceived(new std::string(data)); }
 
   /// What was logged since the control channel came up.
   std::vector<std::string> logged(int fromLevel = 0) const {
@@ -78,16 +78,16 @@ class Rig : public ::testing::Test {
     return entries;
   }
 
-  /// Leaves the past out of what is seen next.
+  /// Forgets the calls and records so far.
   void forget() {
-    channel.forget();
+    channel.clear();
     loggedBefore_ = std::ssize(log.entries());
   }
 
-  const NothingLeft nothingLeft_{};
+  const testing_support::LeakCheck leakCheck_{};
   testing_support::LogCapture log;
-  const TestDispatcher dispatcher{"ftp rig"};
-  FakeChannel channel;
+  const testing_support::ScopedDispatcher dispatcher{"ftp rig"};
+  testing_support::FakeChannel channel;
   RecordingClient client;
   std::unique_ptr<Controller> controller =
       std::make_unique<Controller>(someConnection(), &client, dispatcher.name(), 0, nullptr);

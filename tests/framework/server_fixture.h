@@ -8,15 +8,17 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <thread>
 #include <vector>
 
-#include "latch.h"
-#include "leaves_nothing.h"
-#include "raw_peer.h"
 #include "recorder.h"
+#include "support/held_worker.h"
+#include "support/latch.h"
+#include "support/leak_check.h"
 #include "support/log_capture.h"
+#include "support/loopback_socket.h"
 #include "support/manual_clock.h"
+#include "support/scoped_dispatcher.h"
+#include "transport_on.h"
 
 namespace testing_support {
 
@@ -49,7 +51,7 @@ class Generator final : public tovik::ConsumerGenerator {
   Awaited<std::vector<Recorder*>> given_;
 };
 
-class Serving : public LeavesNothing {
+class ServerTest : public LeakCheckedTest {
  protected:
   std::unique_ptr<tovik::Server> serverWith(tovik::Transport& through, bool keepAlive = false,
                                             tovik::SocketCreationCallback* callback = nullptr,
@@ -58,41 +60,14 @@ class Serving : public LeavesNothing {
                                            options);
   }
   void listen() { ASSERT_TRUE(server->startListening(loopback())); }
-  RawConnection peer() { return RawConnection::to(server->address()); }
+  LoopbackSocket peer() { return LoopbackSocket::connected(server->address()); }
 
   LogCapture log{30};
   ManualClock clock;
-  Dispatcher dispatcher{"d", 1, clock};
+  ScopedDispatcher dispatcher{"d", 1, clock};
   Generator generator;
-  std::unique_ptr<tovik::Transport> transport =
-      std::make_unique<tovik::Transport>(dispatcher.get(), tovik::Traits(), nullptr, nullptr,
-                                         std::tr1::function<void(tovik::WorkerThread*)>(), "transport");
+  std::unique_ptr<tovik::Transport> transport = transportOn(dispatcher.get());
   std::unique_ptr<tovik::Server> server = serverWith(*transport);
-};
-
-/// Keeps the worker of a transport from everything else while it lives.
-class HeldWorker {
- public:
-  explicit HeldWorker(tovik::Transport& transport)
-      : holder_([this, &transport] {
-          transport.call([this] {
-            held_.open();
-            EXPECT_TRUE(released_.waits());
-          });
-        }) {
-    EXPECT_TRUE(held_.waits());
-  }
-  HeldWorker(const HeldWorker&) = delete;
-  HeldWorker& operator=(const HeldWorker&) = delete;
-  ~HeldWorker() {
-    released_.open();
-    holder_.join();
-  }
-
- private:
-  Latch held_;
-  Latch released_;
-  std::thread holder_;
 };
 
 }  // namespace testing_support

@@ -1,4 +1,4 @@
-#include "play.h"
+#include "scenario_runner.h"
 
 #include <gtest/gtest.h>
 #include <tovik/thread_callbacks.h>
@@ -7,7 +7,6 @@
 #include <new>
 #include <ostream>
 #include <stdexcept>
-#include <thread>
 #include <utility>
 
 #include "support/heap.h"
@@ -24,7 +23,7 @@ using testing_support::Held;
 using testing_support::heldNow;
 
 /// Has the worker's log stream make, with memory that is spared, the room that it keeps for its longest record.
-class Serving final : public ThreadCallbacks {
+class LogWarmUp final : public ThreadCallbacks {
  public:
   void onThreadStart(WorkerThread& /*worker*/) override {
     const testing_support::SparedMemory spared;
@@ -36,11 +35,11 @@ class Serving final : public ThreadCallbacks {
 /// The controller, which no memory is spared for.
 class Subject {
  public:
-  Subject(const connection_data_t& connection, PlannedHost& host, ThreadCallbacks& serving) {
+  Subject(const connection_data_t& connection, ScriptedClient& client, ThreadCallbacks& logWarmUp) {
     const ChargedMemory charged;
     try {
-      controller_ = std::make_unique<Controller>(connection, &host, "stage", 0, &serving);
-      host.setController(controller_.get());
+      controller_ = std::make_unique<Controller>(connection, &client, "stage", 0, &logWarmUp);
+      client.setController(controller_.get());
     } catch (const std::bad_alloc&) {
     }
   }
@@ -67,27 +66,20 @@ class Subject {
   std::unique_ptr<Controller> controller_;
 };
 
-connection_data_t connectionTo(const Peer& server) {
+connection_data_t connectionTo(const ScenarioServer& server) {
   connection_data_t connection{server.address(), Address(0), "me", "secret", "books"};
   if (!connection.local.set_host(server.home())) throw std::runtime_error(server.home() + " is no address");
   return connection;
 }
 
-/// The kernel lists a thread for a moment after it has been joined, and the worker frees what ended in a turn at the
-/// end of that turn; nothing tells when that has happened.
-void settle(const std::function<bool()>& isSettled) {
-  const auto end = std::chrono::steady_clock::now() + testing_support::deadline;
-  while (!isSettled() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
-}
-
 }  // namespace
 
-void PrintTo(const Played& played, std::ostream* out) {
-  *out << played.deviation;
-  for (const auto& line : played.lines) *out << "\n  " << line;
+void PrintTo(const RunResult& result, std::ostream* out) {
+  *out << result.mismatch;
+  for (const auto& line : result.lines) *out << "\n  " << line;
 }
 
-Stage::Stage()
+ScenarioRunner::ScenarioRunner()
     : logged_(qk::logging::AddHandler([this](const qk::logging::Record& record) {
         if (record.level >= qk::logging::LogLevel::Warning) warned_ = true;
         if (record.text.find("exception in a handler") != std::string::npos) handlerThrew_ = true;
@@ -96,53 +88,56 @@ Stage::Stage()
   qk::logging::SetMinLogLevel(0);
 }
 
-Stage::~Stage() {
+ScenarioRunner::~ScenarioRunner() {
   qk::logging::SetMinLogLevel(levelBefore_);
   qk::logging::RemoveHandler(logged_);
 }
 
-Played Stage::rehearse(const Scenario& scenario) { return playOnce(scenario, {}); }
+RunResult ScenarioRunner::warmUp(const Scenario& scenario) { return playOnce(scenario, {}); }
 
-void Stage::play(const Scenario& scenario, Peer::Terms terms, const std::function<void(const Played&)>& judge) {
+void ScenarioRunner::play(const Scenario& scenario, ScenarioServer::Terms terms,
+                          const std::function<void(const RunResult&)>& check) {
   const Held before = testing_support::heldAtRest();
   const long bytesBefore = heapInUse().bytes;
-  judge(playOnce(scenario, terms));
-  settle([&] { return heapInUse().bytes <= bytesBefore && heldNow() == before; });
+  check(playOnce(scenario, terms));
+  // The kernel lists a joined thread for a moment longer, and the worker frees what ended in a turn at the end of it.
+  static_cast<void>(
+      testing_support::eventually([&] { return heapInUse().bytes <= bytesBefore && heldNow() == before; }));
   const Held after = heldNow();
   EXPECT_EQ(after.descriptors, before.descriptors) << "descriptors are left behind";
   EXPECT_EQ(after.threads, before.threads) << "threads are left behind";
   EXPECT_LE(heapInUse().bytes, bytesBefore) << "memory is left behind";
 }
 
-Played Stage::playOnce(const Scenario& scenario, Peer::Terms terms) {
-  PlannedHost host(scenario.commands());
-  Serving serving;
-  Peer peer(host, terms);
-  Played played;
+RunResult ScenarioRunner::playOnce(const Scenario& scenario, ScenarioServer::Terms terms) {
+  ScriptedClient client(scenario.commands());
+  LogWarmUp logWarmUp;
+  ScenarioServer peer(client, terms);
+  RunResult result;
   warned_ = false;
   handlerThrew_ = false;
   {
-    Subject subject(connectionTo(peer), host, serving);
-    played.started = subject.start();
+    Subject subject(connectionTo(peer), client, logWarmUp);
+    result.started = subject.start();
     try {
-      if (played.started) peer.play(scenario);
+      if (result.started) peer.play(scenario);
     } catch (const Stall& stall) {
-      played.deviation = stall.what();
-      played.stalled = true;
+      result.mismatch = stall.what();
+      result.stalled = true;
     } catch (const std::runtime_error& error) {
-      played.deviation = error.what();
+      result.mismatch = error.what();
     }
     peer.hangUp();
     subject.stop();
   }
-  played.wantedMemory = host.wantedMemory();
-  played.warned = warned_;
-  played.handlerThrew = handlerThrew_;
-  played.lines = host.lines();
-  played.expected = peer.expectedLines();
-  played.controlBytes = peer.controlBytes();
-  played.dataBytes = peer.dataBytes();
-  return played;
+  result.ranOutOfMemory = client.ranOutOfMemory();
+  result.warned = warned_;
+  result.handlerThrew = handlerThrew_;
+  result.lines = client.lines();
+  result.expected = peer.expectedLines();
+  result.controlBytes = peer.controlBytes();
+  result.dataBytes = peer.dataBytes();
+  return result;
 }
 
 }  // namespace tovik::ftp

@@ -7,34 +7,34 @@
 #include <string>
 #include <vector>
 
-#include "dealing.h"
-#include "ftp_bridge/loopback_socket.h"
-#include "host.h"
+#include "delivery.h"
 #include "scenario.h"
+#include "scripted_client.h"
+#include "support/loopback_socket.h"
 
 namespace tovik::ftp {
 
 /// What ends a play before its script does: the session went otherwise.
-struct Deviation : std::runtime_error {
+struct Mismatch : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Nothing came for as long as the peer waits.
-struct Stall : Deviation {
-  using Deviation::Deviation;
+/// Nothing came for as long as the server waits.
+struct Stall : Mismatch {
+  using Mismatch::Mismatch;
 };
 
 /// Plays the server's part of a scenario on the calling thread. Everything that it sends has been received before it
 /// goes on, so that the order of events is the script's.
-class Peer {
+class ScenarioServer {
  public:
   struct Terms {
-    Dealing dealing;
-    /// Whether something fails, after which the session may rightly wait for ever: then the peer does not.
+    Delivery delivery;
+    /// Whether something fails, after which the session may rightly wait forever: then the server does not.
     bool failing = false;
   };
 
-  Peer(const PlannedHost& host, Terms terms);
+  ScenarioServer(const ScriptedClient& client, Terms terms);
 
   /// A loopback address; the controller's end should be there too.
   const std::string& home() const { return home_; }
@@ -46,12 +46,12 @@ class Peer {
 
   long controlBytes() const { return control_.sent; }
   long dataBytes() const { return data_.sent; }
-  /// What the host had to be told in the play, in this order and nothing else.
+  /// The callbacks that had to come in the play, in this order and no others.
   const std::vector<std::string>& expectedLines() const { return expectedLines_; }
 
  private:
   struct Line {
-    LoopbackSocket socket;
+    testing_support::LoopbackSocket socket;
     std::string unread;
     long sent = 0;
   };
@@ -59,27 +59,27 @@ class Peer {
   void take(const Step& step);
   void endAfterControlCut();
   void endAfterDataCut();
-  void hear(const std::string& command);
-  void hearPort();
+  void expect(const std::string& command);
+  void expectPort();
   std::string readLine();
   void offer(const std::string& text);
   void openData();
-  void say(const std::string& bytes);
+  void reply(const std::string& bytes);
   void sendData(const std::string& bytes);
   void endData();
   void cut(Line& line);
-  void deal(Line& line, const std::string& bytes, Dealing::Kind split, Dealing::Kind cutting);
+  void deliver(Line& line, const std::string& bytes, Delivery::Kind split, Delivery::Kind cutting);
   void send(Line& line, const std::string& bytes);
   void expectLine(const std::string& text);
-  void require(const LoopbackSocket& wanted) const;
+  void require(const testing_support::LoopbackSocket& wanted) const;
   bool await(std::vector<pollfd> events) const;
 
-  const PlannedHost& host_;
+  const ScriptedClient& client_;
   const Terms terms_;
   const unsigned long long receivedBefore_;
   const std::string home_;
-  const LoopbackSocket listener_;
-  const LoopbackSocket dataListener_;
+  const testing_support::LoopbackSocket listener_;
+  const testing_support::LoopbackSocket dataListener_;
 
   Line control_;
   Line data_;
@@ -88,7 +88,7 @@ class Peer {
   bool cut_ = false;
   bool cutStepWhole_ = false;  // nothing of the step in which the cut was is missing
   unsigned long long sent_ = 0;
-  std::string transfer_;         // the command heard last that transfers
+  std::string transfer_;         // the last command that transfers
   std::string transferred_;      // its data so far
   const Step* early_ = nullptr;  // its final reply, where that overtook the data
   std::vector<std::string> expectedLines_;

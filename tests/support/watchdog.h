@@ -12,16 +12,16 @@ namespace testing_support {
 
 /// Ends the process, as failed, when it lives for too long: a test that hangs must not hold up the suite. It starts no
 /// thread. One at a time, the first member of a fixture.
-class EndsInTime {
+class Watchdog {
  public:
-  /// Unless told otherwise there is time for a wait of the test to fail first, with a text of its own.
-  explicit EndsInTime(std::chrono::seconds limit = 2 * deadline) {
+  /// By default a wait of the test has time to fail first, with a text of its own.
+  explicit Watchdog(std::chrono::seconds limit = 2 * deadline) {
     std::signal(SIGALRM, endProcess);
     ::alarm(static_cast<unsigned>(limit.count()));
   }
-  EndsInTime(const EndsInTime&) = delete;
-  EndsInTime& operator=(const EndsInTime&) = delete;
-  ~EndsInTime() {
+  Watchdog(const Watchdog&) = delete;
+  Watchdog& operator=(const Watchdog&) = delete;
+  ~Watchdog() {
     ::alarm(0);
     std::signal(SIGALRM, SIG_DFL);
   }

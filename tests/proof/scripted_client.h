@@ -17,29 +17,29 @@ namespace tovik::ftp {
 /// onDisconnected. Its own memory never fails: the library's is what the tests are about.
 ///
 /// Threads: any.
-class PlannedHost final : public FTPclient {
+class ScriptedClient final : public FTPclient {
  public:
-  explicit PlannedHost(const std::vector<std::string>& commands);
+  explicit ScriptedClient(const std::vector<std::string>& commands);
 
   void setController(Controller* controller) { controller_ = controller; }
 
   std::vector<std::string> lines() const;
-  /// Whether an operation of the controller has failed for want of memory.
-  bool wantedMemory() const { return wantedMemory_; }
-  /// Becomes readable with each line; takeNews makes it unreadable again.
-  int news() const { return news_.number(); }
-  void takeNews() const;
+  /// Whether an operation of the controller has run out of memory.
+  bool ranOutOfMemory() const { return ranOutOfMemory_; }
+  /// Becomes readable with each line; clearEvent makes it unreadable again.
+  int event() const { return event_.number(); }
+  void clearEvent() const;
 
-  void onConnected() override { hear({"onConnected"}); }
+  void onConnected() override { act({"onConnected"}); }
   void onDisconnected() override { write({"onDisconnected"}); }
-  void onPwd(const std::string& directory) override { hear({"onPwd ", directory}); }
-  void onPwdFailed(const std::string& text) override { hear({"onPwdFailed ", text}); }
-  void onCwd(const std::string& text) override { hear({"onCwd ", text}); }
-  void onCwdFailed(const std::string& text) override { hear({"onCwdFailed ", text}); }
-  void onCdup(const std::string& text) override { hear({"onCdup ", text}); }
-  void onCdupFailed(const std::string& text) override { hear({"onCdupFailed ", text}); }
+  void onPwd(const std::string& directory) override { act({"onPwd ", directory}); }
+  void onPwdFailed(const std::string& text) override { act({"onPwdFailed ", text}); }
+  void onCwd(const std::string& text) override { act({"onCwd ", text}); }
+  void onCwdFailed(const std::string& text) override { act({"onCwdFailed ", text}); }
+  void onCdup(const std::string& text) override { act({"onCdup ", text}); }
+  void onCdupFailed(const std::string& text) override { act({"onCdupFailed ", text}); }
   void onNlst(const std::vector<std::string>& names, const std::string& text) override;
-  void onNlstFailed(const std::string& text) override { hear({"onNlstFailed ", text}); }
+  void onNlstFailed(const std::string& text) override { act({"onNlstFailed ", text}); }
   void onRetrieve(const std::string& fileName, const std::string& text, std::string* content) override;
   void onRetrieveFailed(const std::string& fileName, const std::string& text) override;
 
@@ -47,12 +47,12 @@ class PlannedHost final : public FTPclient {
   using Texts = std::initializer_list<std::string_view>;
 
   void write(Texts texts);
-  void hear(Texts texts);
+  void act(Texts texts);
 
   std::vector<std::function<Result(Controller&)>> commands_;
-  const Descriptor news_;
+  const Descriptor event_;
   Controller* controller_ = nullptr;
-  std::atomic<bool> wantedMemory_{false};
+  std::atomic<bool> ranOutOfMemory_{false};
   std::size_t next_ = 0;  // the thread's that calls back
 
   mutable std::mutex mutex_;  // guards lines_

@@ -1,4 +1,4 @@
-#include "host.h"
+#include "scripted_client.h"
 
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
@@ -29,40 +29,41 @@ std::function<Result(Controller&)> parsed(const std::string& command) {
 
 }  // namespace
 
-PlannedHost::PlannedHost(const std::vector<std::string>& commands) : news_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+ScriptedClient::ScriptedClient(const std::vector<std::string>& commands)
+    : event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   for (const auto& command : commands) commands_.push_back(parsed(command));
 }
 
-std::vector<std::string> PlannedHost::lines() const {
+std::vector<std::string> ScriptedClient::lines() const {
   const std::lock_guard lock(mutex_);
   return lines_;
 }
 
-void PlannedHost::takeNews() const {
+void ScriptedClient::clearEvent() const {
   eventfd_t count = 0;
-  ::eventfd_read(news_.number(), &count);
+  ::eventfd_read(event_.number(), &count);
 }
 
-void PlannedHost::onNlst(const std::vector<std::string>& names, const std::string& text) {
+void ScriptedClient::onNlst(const std::vector<std::string>& names, const std::string& text) {
   std::string joined;
   {
     const SparedMemory spared;
     for (const auto& name : names) joined += (joined.empty() ? "" : ",") + name;
   }
-  hear({"onNlst ", joined, " | ", text});
+  act({"onNlst ", joined, " | ", text});
 }
 
-void PlannedHost::onRetrieve(const std::string& fileName, const std::string& text, std::string* content) {
+void ScriptedClient::onRetrieve(const std::string& fileName, const std::string& text, std::string* content) {
   const std::unique_ptr<const std::string> owned(content);
   const std::string_view bytes = content == nullptr ? std::string_view("null") : *content;
-  hear({"onRetrieve ", fileName, " | ", text, " | ", bytes});
+  act({"onRetrieve ", fileName, " | ", text, " | ", bytes});
 }
 
-void PlannedHost::onRetrieveFailed(const std::string& fileName, const std::string& text) {
-  hear({"onRetrieveFailed ", fileName, " | ", text});
+void ScriptedClient::onRetrieveFailed(const std::string& fileName, const std::string& text) {
+  act({"onRetrieveFailed ", fileName, " | ", text});
 }
 
-void PlannedHost::write(Texts texts) {
+void ScriptedClient::write(Texts texts) {
   const SparedMemory spared;
   std::string line;
   for (const auto text : texts) line += text;
@@ -70,17 +71,17 @@ void PlannedHost::write(Texts texts) {
     const std::lock_guard lock(mutex_);
     lines_.push_back(line);
   }
-  ::eventfd_write(news_.number(), 1);
+  ::eventfd_write(event_.number(), 1);
 }
 
-void PlannedHost::hear(Texts texts) {
+void ScriptedClient::act(Texts texts) {
   write(texts);
   if (next_ == commands_.size()) return;
   const auto& command = commands_[next_++];
   Result begun;
   EXPECT_NO_THROW(begun = command(*controller_));
-  wantedMemory_ = begun.message == "out of memory";
-  EXPECT_TRUE(begun || wantedMemory_) << begun.message;
+  ranOutOfMemory_ = begun.message == "out of memory";
+  EXPECT_TRUE(begun || ranOutOfMemory_) << begun.message;
 }
 
 }  // namespace tovik::ftp
