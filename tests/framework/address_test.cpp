@@ -15,9 +15,9 @@ Address addressOf(const std::string& host, unsigned short port) {
   return address;
 }
 
-TEST(Address, OfAPortAloneIsAnyHost) { EXPECT_EQ(Address(21).printInet(), "0.0.0.0:21"); }
+TEST(Address, WithOnlyAPortHasAnyHost) { EXPECT_EQ(Address(21).printInet(), "0.0.0.0:21"); }
 
-TEST(Address, OfNothingIsAnyHostAndAnyPort) { EXPECT_EQ(Address().printInet(), "0.0.0.0:0"); }
+TEST(Address, ByDefaultHasAnyHostAndAnyPort) { EXPECT_EQ(Address().printInet(), "0.0.0.0:0"); }
 
 TEST(Address, PrintsHostAndPort) { EXPECT_EQ(addressOf("10.0.0.5", 1025).printInet(), "10.0.0.5:1025"); }
 
@@ -56,7 +56,7 @@ TEST(Address, KeepsItsPortWhenTheHostChanges) {
   EXPECT_EQ(address.printInet(), "192.168.0.1:1025");
 }
 
-TEST(Address, GivesAndTakesTheHostInNetworkOrder) {
+TEST(Address, TakesAndReturnsTheHostInNetworkOrder) {
   in_addr host{};
   addressOf("1.2.3.4", 1).extract_addr(&host);
   EXPECT_EQ(host.s_addr, htonl(0x01020304));
@@ -72,13 +72,13 @@ TEST(Address, HasTheNativeForm) {
   EXPECT_EQ(Address(native).printInet(), "1.2.3.4:80");
 }
 
-TEST(Address, EqualsWhatHasTheSameHostAndPort) {
+TEST(Address, EqualsAnAddressWithTheSameHostAndPort) {
   EXPECT_TRUE(addressOf("1.2.3.4", 5) == addressOf("1.2.3.4", 5));
   EXPECT_FALSE(addressOf("1.2.3.4", 5) == addressOf("1.2.3.4", 6));
   EXPECT_FALSE(addressOf("1.2.3.4", 5) == addressOf("1.2.3.5", 5));
 }
 
-TEST(Address, NtopWritesTheTextAndItsEnd) {
+TEST(Address, NtopWritesTheTextAndTheTerminatingNul) {
   const in_addr host{htonl(0xffffffff)};
   std::array<char, 16> text;
   text.fill('?');
@@ -86,7 +86,7 @@ TEST(Address, NtopWritesTheTextAndItsEnd) {
   EXPECT_STREQ(text.data(), "255.255.255.255");
 }
 
-TEST(Address, NtopFailsForEverySizeThatIsTooSmallAndWritesNothingBehindIt) {
+TEST(Address, NtopFailsIfTheSizeIsTooSmallAndWritesNothingBeyondIt) {
   const in_addr host{htonl(0xffffffff)};
   for (unsigned long size = 0; size < 16; ++size) {
     std::string text(16, '?');
@@ -106,7 +106,7 @@ INSTANTIATE_TEST_SUITE_P(Address, AcceptedHost,
 
 class RefusedHost : public ::testing::TestWithParam<std::string> {};
 
-TEST_P(RefusedHost, FailsWithTheTextAndLeavesTheHost) {
+TEST_P(RefusedHost, FailsWithTheTextAndKeepsTheHost) {
   Address address = addressOf("10.0.0.5", 1025);
   const Result result = address.set_host(GetParam());
   EXPECT_FALSE(result);

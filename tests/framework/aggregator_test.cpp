@@ -88,14 +88,14 @@ TEST_F(Aggregation, KeepsAnUnfinishedUnitUntilItsEnd) {
   EXPECT_THAT(handler.units, ElementsAre("a\r\n", "half\r\n", "b\r\n"));
 }
 
-TEST_F(Aggregation, TakesAnEmptyBuffer) {
+TEST_F(Aggregation, AcceptsAnEmptyBuffer) {
   give("a");
   give("");
   give("\r\n");
   EXPECT_THAT(handler.units, ElementsAre("a\r\n"));
 }
 
-TEST_F(Aggregation, GivesTheSameUnitsHoweverTheTextIsSplitInThree) {
+TEST_F(Aggregation, FindsTheSameUnitsHoweverTheTextIsSplitInThree) {
   const std::string text("a\r\n\r\rb\nc\r\n\r\nd\r\0\r\ne\r\nf", 21);
   const Units whole{"a\r\n", "\r\rb\nc\r\n", "\r\n", std::string("d\r\0\r\n", 5), "e\r\n"};
   for (unsigned long first = 0; first <= text.size(); ++first)
@@ -109,12 +109,12 @@ TEST_F(Aggregation, GivesTheSameUnitsHoweverTheTextIsSplitInThree) {
     }
 }
 
-TEST_F(Aggregation, GivesTheSameUnitsByteByByte) {
+TEST_F(Aggregation, FindsTheSameUnitsByteByByte) {
   giveByteByByte("a\r\n\r\rb\nc\r\n\r\nd");
   EXPECT_THAT(handler.units, ElementsAre("a\r\n", "\r\rb\nc\r\n", "\r\n"));
 }
 
-TEST_F(Aggregation, LetsAUnitOfExactlyTheLimitPass) {
+TEST_F(Aggregation, PassesOnAUnitOfExactlyTheLimit) {
   give("12345678\r\n");
   giveByteByByte("12345678\r\n");
   give("12345");

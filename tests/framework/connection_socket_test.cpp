@@ -53,13 +53,13 @@ TEST_F(ConnectionSocket, IsReportedOnTheCallingThreadBeforeItConnects) {
   EXPECT_EQ(remote, Address(0));
 }
 
-TEST_F(ConnectionSocket, HasNoDelayAndNoKeepAliveAtFirst) {
+TEST_F(ConnectionSocket, HasNoDelayAndNoKeepAliveByDefault) {
   connectWith(false, nullptr);
   EXPECT_EQ(state.noDelay, 1);
   EXPECT_EQ(state.keepAlive, 0);
 }
 
-TEST_F(ConnectionSocket, KeepsAliveWhereAsked) {
+TEST_F(ConnectionSocket, HasKeepAliveIfRequested) {
   connectWith(true, nullptr);
   EXPECT_EQ(state.keepAlive, 1);
 }
@@ -76,7 +76,7 @@ TEST_F(ConnectionSocket, HasTheOptionsOfTheClient) {
   EXPECT_EQ(state.receiveBuffer, 100'000);
 }
 
-TEST_F(ConnectionSocket, HasTheOptionsOfTheTransportWhereTheClientHasNone) {
+TEST_F(ConnectionSocket, HasTheOptionsOfTheTransportIfTheClientHasNone) {
   Traits traits;
   traits.no_delay = false;
   transport = transportWith(traits);

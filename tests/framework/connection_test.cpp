@@ -145,7 +145,7 @@ TEST_F(Connection, ThatIsRefusedAtOnceIsAFailureWithoutAnEvent) {
   EXPECT_THAT(consumer.events(), IsEmpty());
 }
 
-TEST_F(Connection, FromALocalAddressThatIsNotOursIsAFailureWithoutAnEvent) {
+TEST_F(Connection, FromAnAddressOfAnotherHostIsAFailureWithoutAnEvent) {
   for (const unsigned short port : std::vector<unsigned short>{0, 40000}) {
     const Result result = connectFrom(localHost("192.0.2.1", port));
     EXPECT_FALSE(result);
@@ -155,7 +155,7 @@ TEST_F(Connection, FromALocalAddressThatIsNotOursIsAFailureWithoutAnEvent) {
   EXPECT_THAT(consumer.events(), IsEmpty());
 }
 
-TEST_F(Connection, FromALocalAddressComesFromThere) {
+TEST_F(Connection, FromALocalAddressUsesIt) {
   Address local(0);
   consumer.when("onConduitActive", [&] { local = consumer.conduit()->localAddress(); });
   ASSERT_TRUE(connectFrom(localHost("127.0.0.2")));
@@ -165,7 +165,7 @@ TEST_F(Connection, FromALocalAddressComesFromThere) {
   EXPECT_NE(local.port(), 0);
 }
 
-TEST_F(Connection, FromALocalPortComesFromThere) {
+TEST_F(Connection, FromALocalPortUsesIt) {
   // The port of a listener that has gone is free.
   const unsigned short port = testing_support::refusingAddress().port();
   Address local(0);
@@ -179,7 +179,7 @@ TEST_F(Connection, FromALocalPortComesFromThere) {
   EXPECT_TRUE(consumer.waitsFor("onConduitInactive"));
 }
 
-TEST_F(Connection, KnowsItsNameAndItsAddresses) {
+TEST_F(Connection, HasItsNameAndItsAddresses) {
   std::string name;
   Address remoteAddress(0);
   consumer.when("onNewConduit", [&] { name = consumer.conduit()->name(); });
@@ -278,7 +278,7 @@ TEST_F(Connection, OfAConsumerWithoutAnAggregatorEnds) {
   EXPECT_TRUE(remote.waitForEnd());
 }
 
-TEST_F(Connection, OfAConsumerThatAnswersTrueWithoutAnAggregatorEnds) {
+TEST_F(Connection, OfAConsumerThatReturnsTrueWithoutAnAggregatorEnds) {
   consumer.givesNoAggregator(true);
   LoopbackSocket remote = peer();
   expectEvents({"onNewConduit", "onConduitActive", "getDataAggregator", "onConduitInactive"});
@@ -332,7 +332,7 @@ TEST_F(FirstByteLimit, YieldsToAShorterConnectLimit) {
   EXPECT_EQ(patient.eventLog()->count("onConduitInactive"), 0);
 }
 
-TEST_F(Connection, IsServedBesideMoreOthersThanOneTurnHolds) {
+TEST_F(Connection, IsServedAmongMoreConnectionsThanOneTurnHandles) {
   constexpr unsigned count = 150;
   std::vector<LoopbackSocket> remotes;
   for (unsigned i = 0; i < count; ++i) remotes.push_back(peerOf(another()));
@@ -349,7 +349,7 @@ TEST_F(Connection, IsServedBesideMoreOthersThanOneTurnHolds) {
   }
 }
 
-TEST_F(Connection, IsServedBesideOneWhoseDataNeverEnds) {
+TEST_F(Connection, IsServedWhileTheDataOfAnotherNeverEnds) {
   Recorder& flooded = another();
   std::atomic<bool> enough = false;
   std::atomic<bool> flooding = false;

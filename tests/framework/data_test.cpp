@@ -50,7 +50,7 @@ TEST_F(Data, ArrivesWholeAndInOrder) {
 }
 
 // A receive stops before an urgent byte: that it got little then does not say that there is no more.
-TEST_F(Data, BehindAnUrgentByteArrivesThoughThePeerHasEnded) {
+TEST_F(Data, AfterAnUrgentByteArrivesEvenIfThePeerHasEnded) {
   Latch sent;
   consumer.when("onNewConduit", [&] { EXPECT_TRUE(sent.waits()); });
   LoopbackSocket remote = peer();
@@ -63,7 +63,7 @@ TEST_F(Data, BehindAnUrgentByteArrivesThoughThePeerHasEnded) {
   EXPECT_EQ(consumer.data(), "beforebehind");
 }
 
-TEST_F(Data, BehindAnUrgentByteArrivesThoughNothingFollows) {
+TEST_F(Data, AfterAnUrgentByteArrivesEvenIfNothingFollows) {
   Latch sent;
   consumer.when("onChannelUp", [&] { EXPECT_TRUE(sent.waits()); });
   LoopbackSocket remote = peer();
@@ -122,7 +122,7 @@ TEST_F(Data, OfNoLengthIsNothing) {
   EXPECT_EQ(remote.receive(1), "x");
 }
 
-TEST_F(Data, OfSeveralThreadsLeavesEachPieceWhole) {
+TEST_F(Data, OfSeveralThreadsIsSentInWholePieces) {
   constexpr unsigned long pieces = 400;
   constexpr unsigned long size = 10'000;
   LoopbackSocket remote = peerWhenUp();
@@ -161,7 +161,7 @@ TEST_F(Data, SentAfterTheEndGoesNowhere) {
   EXPECT_TRUE(remote.waitForEnd());
 }
 
-TEST_F(Data, SentInsideTheLastEventsGoesNowhere) {
+TEST_F(Data, SentInsideTheLastEventsIsDropped) {
   consumer.when("onChannelDown", [this] { send("late"); }).when("onConduitInactive", [this] { send("late"); });
   LoopbackSocket remote = peerWhenUp();
   channel().bringDown();
@@ -187,7 +187,7 @@ TEST_F(Data, OfTheAnswerSeesWhatTheSendingThreadDidBefore) {
   }
 }
 
-TEST_F(Data, BehindALineThatBringsTheChannelDownIsDropped) {
+TEST_F(Data, AfterALineThatBringsTheChannelDownIsDropped) {
   consumer.takesLines().when("data", [this] { channel().bringDown(); });
   LoopbackSocket remote = peer();
   remote.send("first\r\nsecond\r\nthird\r\n");
@@ -196,7 +196,7 @@ TEST_F(Data, BehindALineThatBringsTheChannelDownIsDropped) {
   EXPECT_THAT(consumer.events().at(6), "onChannelDown local");
 }
 
-TEST_F(Data, BehindALineThatDestroysTheTransportIsDropped) {
+TEST_F(Data, AfterALineThatDestroysTheTransportIsDropped) {
   Latch destroyed;
   consumer.takesLines().when("data", [&] {
     transport.reset();
@@ -209,7 +209,7 @@ TEST_F(Data, BehindALineThatDestroysTheTransportIsDropped) {
   EXPECT_THAT(consumer.lines(), ElementsAre("first\r\n"));
 }
 
-TEST_F(Data, BehindASplitLineThatDestroysTheTransportIsDropped) {
+TEST_F(Data, AfterASplitLineThatDestroysTheTransportIsDropped) {
   Latch destroyed;
   consumer.takesLines().when("data", [&] {
     transport.reset();
@@ -224,7 +224,7 @@ TEST_F(Data, BehindASplitLineThatDestroysTheTransportIsDropped) {
   EXPECT_THAT(consumer.lines(), ElementsAre("first\r\n"));
 }
 
-TEST_F(Data, BehindALineThatRetiresItsConsumerIsDropped) {
+TEST_F(Data, AfterALineThatRetiresItsConsumerIsDropped) {
   auto* const fresh = new testing_support::Recorder;
   const auto eventLog = fresh->eventLog();
   fresh->takesLines().when("data", [&, fresh] {
@@ -238,7 +238,7 @@ TEST_F(Data, BehindALineThatRetiresItsConsumerIsDropped) {
   EXPECT_EQ(eventLog->events().back(), "destroyed");
 }
 
-TEST_F(Data, BehindAPieceThatBringsTheChannelDownIsDropped) {
+TEST_F(Data, AfterAPieceThatBringsTheChannelDownIsDropped) {
   consumer.when("data", [this] { channel().bringDown(); });
   Latch sent;
   consumer.when("onNewConduit", [&] { EXPECT_TRUE(sent.waits()); });

@@ -158,7 +158,7 @@ TEST_F(FailureMessage, OfAThreadWithoutMemorySaysSo) {
 }
 
 // The thread has not logged before, and there is no memory for its stream, nor for the record.
-TEST_F(FailureMessage, OfAHandlerWithoutMemoryForTheLogGoesToStandardError) {
+TEST_F(FailureMessage, OfAHandlerWithoutMemoryForTheLogIsWrittenToStandardError) {
   if (!testing_support::heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
   ::testing::internal::CaptureStderr();
   Latch done;

@@ -90,7 +90,7 @@ TEST_F(LateConnection, HasNoLimitOnceItIsUp) {
   EXPECT_EQ(nextDeadline(), std::nullopt);
 }
 
-TEST_F(LateConnection, SendsAllThoughThePeerReadsLate) {
+TEST_F(LateConnection, SendsAllEvenIfThePeerReadsLate) {
   begin();
   LoopbackSocket remote = accept();
   ASSERT_TRUE(consumer.waitsFor("onChannelUp"));

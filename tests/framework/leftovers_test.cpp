@@ -18,7 +18,7 @@ void startAndJoinAThread() {
 }
 
 // What a test found before it began held a thread that was just leaving: in the end there was one too few.
-TEST(HeldNow, LeavesOutAThreadThatHasBeenJoined) {
+TEST(HeldNow, DoesNotCountAJoinedThread) {
   const Held before = heldAtRest();
   for (int i = 0; i < 500; ++i) {
     startAndJoinAThread();
@@ -26,7 +26,7 @@ TEST(HeldNow, LeavesOutAThreadThatHasBeenJoined) {
   }
 }
 
-TEST(HeldNow, CountsAThreadThatRuns) {
+TEST(HeldNow, CountsARunningThread) {
   const Held before = heldAtRest();
   Awaited<bool> done;
   std::thread running([&done] { EXPECT_TRUE(done.waitUntil([](bool value) { return value; })); });

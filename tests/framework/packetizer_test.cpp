@@ -49,7 +49,7 @@ TEST(TelnetPacketizer, TakesAnyOtherByteAsPartOfTheLine) {
   expectLine(line + "\r\n", line.size() + 2);
 }
 
-TEST(TelnetPacketizer, FindsNoEndInNothing) { expectUnfinished("", 0); }
+TEST(TelnetPacketizer, FindsNoEndInEmptyData) { expectUnfinished("", 0); }
 
 TEST(TelnetPacketizer, NeedsNoByteOfAnUnfinishedLineAgain) {
   expectUnfinished("220 hel", 7);
@@ -64,7 +64,7 @@ TEST(TelnetPacketizer, NeedsAReturnAtTheEndAgain) {
   expectUnfinished("a\r\r", 2);
 }
 
-TEST(TelnetPacketizer, FindsTheSameEndWhereverItGoesOnFrom) {
+TEST(TelnetPacketizer, FindsTheSameEndWhereverItContinues) {
   const std::string text("ab\r\rc\nd\r\0\n\r\n", 12);
   for (unsigned long shown = 0; shown < text.size(); ++shown) {
     const UnitEnd before = endOf(text.substr(0, shown));

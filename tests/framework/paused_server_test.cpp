@@ -105,7 +105,7 @@ TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfTheRefusalRestartsIt) {
 }
 
 // The turn that its stop had asked for took away the end of the pause that began in between.
-TEST_F(PausedServer, AcceptsAgainWhenItIsRestartedJustBefore) {
+TEST_F(PausedServer, AcceptsAgainWhenItIsRestartedJustBeforeAccepting) {
   auto restarting =
       std::make_unique<ActingServer>(*transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
   bool restarted = false;
@@ -121,7 +121,7 @@ TEST_F(PausedServer, AcceptsAgainWhenItIsRestartedJustBefore) {
 }
 
 // The same.
-TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfAnotherRefusalRestartsItJustBefore) {
+TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfAnotherRefusalRestartsItJustBeforeAccepting) {
   auto other = serverWith(*transport);
   ASSERT_TRUE(other->startListening(loopback()));
   listen();
@@ -153,7 +153,7 @@ TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfAnotherRefusalRestartsItJust
 }
 
 // It gave up when it was short of memory for its next pause.
-TEST_F(PausedServer, AcceptsAgainWhicheverAllocationFailsWhereItCannotBeWatchedAtTheEndOfItsPause) {
+TEST_F(PausedServer, AcceptsAgainIfItCannotBeWatchedAfterItsPauseWhicheverAllocationFails) {
   if (!testing_support::heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
   testing_support::Awaited<int> arrived;
   generator.prepare = [&](Recorder& recorder) {

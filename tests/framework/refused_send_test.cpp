@@ -60,7 +60,7 @@ TEST_F(RefusedSend, ArrivesInOrderWithWhatIsSentAfterIt) {
   expectBehindTheFilling("one two three four");
 }
 
-TEST_F(RefusedSend, ArrivesAgainAndAgain) {
+TEST_F(RefusedSend, ArrivesRepeatedly) {
   for (const std::string text : {"first", "second", "third"}) {
     fill();
     send(text);
@@ -78,7 +78,7 @@ TEST_F(RefusedSend, ArrivesFromInsideAHandler) {
   expectBehindTheFilling("answer");
 }
 
-TEST_F(RefusedSend, ArrivesBeforeAnEndOnceSent) {
+TEST_F(RefusedSend, ArrivesBeforeBringDownWhenSentEndsTheConnection) {
   fill();
   send("last");
   consumer.channel()->bringDownWhenSent();

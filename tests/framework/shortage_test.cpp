@@ -41,7 +41,7 @@ class Shortage : public testing_support::ServerTest {
 };
 
 // The connection still waits: without a pause every turn would try again.
-TEST_F(Shortage, IsTriedAgainWhenThePauseIsOverHoweverManyTurnsPassBefore) {
+TEST_F(Shortage, IsRetriedWhenThePauseIsOverHoweverManyTurnsPassBefore) {
   {
     const testing_support::NoMoreDescriptors none;
     connects();
@@ -57,7 +57,7 @@ TEST_F(Shortage, IsTriedAgainWhenThePauseIsOverHoweverManyTurnsPassBefore) {
   EXPECT_TRUE(generator.consumer(1).waitsFor("onChannelUp"));
 }
 
-TEST_F(Shortage, LetsTheWorkerSleepInThePause) {
+TEST_F(Shortage, LetsTheWorkerSleepDuringThePause) {
   {
     const testing_support::NoMoreDescriptors none;
     connects();

@@ -40,7 +40,7 @@ TEST_F(Sockbuf, SendsAShortTextInOnePieceWhenDestroyed) {
 }
 
 // It kept a reference: the temporary was gone when it was used.
-TEST_F(Sockbuf, NeedsItsDestinationOnlyWhileItIsMade) {
+TEST_F(Sockbuf, NeedsItsDestinationOnlyDuringItsConstruction) {
   {
     sockbuf buffer(SendDestination(&channel), nullptr);
     std::ostream(&buffer) << "text";
@@ -132,7 +132,7 @@ TEST_F(Sockbuf, GathersFromTheCurrentPositionOfTheBufferGiven) {
   EXPECT_EQ(std::string(storage.data(), 2), "ke");
 }
 
-TEST_F(Sockbuf, TakesABufferWithoutStorage) {
+TEST_F(Sockbuf, AcceptsABufferWithoutStorage) {
   Buffer none;
   {
     sockbuf buffer(destination, &none);

@@ -110,7 +110,7 @@ TEST_F(Statistics, CountWhatTheKernelTakesOnlyLaterAndMayBeReadMeanwhile) {
   EXPECT_EQ(figures().bytes_out, large.size());
 }
 
-TEST_F(Statistics, NeverShowAConnectionThatIsUpOrHasEndedButHasNotBegun) {
+TEST_F(Statistics, NeverShowAConnectionThatIsUpOrHasEndedButHasNotStarted) {
   constexpr unsigned many = 200;
   std::atomic<bool> done = false;
   bool everWrong = false;

@@ -116,7 +116,7 @@ TEST_P(InsideEvent, DestroyingTheTransportEndsTheOtherConnectionsToo) {
   EXPECT_TRUE(othersTold);
 }
 
-TEST_P(InsideEvent, DestroyingTheTransportIsToldByItsLife) {
+TEST_P(InsideEvent, DestroyingTheTransportExpiresItsLife) {
   const auto life = transport->life();
   bool expired = false;
   actInEvent([&] {
@@ -127,7 +127,7 @@ TEST_P(InsideEvent, DestroyingTheTransportIsToldByItsLife) {
   EXPECT_TRUE(expired);
 }
 
-TEST_P(InsideEvent, DeactivatingOnAnotherThreadWaitsForTheRest) {
+TEST_P(InsideEvent, DeactivatingOnAnotherThreadWaitsForTheRemainingEvents) {
   actDuringEvent([this] {
     EXPECT_TRUE(transport->deactivateAllConduits(-1));
     EXPECT_TRUE(isWholeLife(consumer.events()));
@@ -137,7 +137,7 @@ TEST_P(InsideEvent, DeactivatingOnAnotherThreadWaitsForTheRest) {
   EXPECT_EQ(consumer.events(), told);
 }
 
-TEST_P(InsideEvent, DestroyingTheTransportOnAnotherThreadWaitsForTheRest) {
+TEST_P(InsideEvent, DestroyingTheTransportOnAnotherThreadWaitsForTheRemainingEvents) {
   actDuringEvent([this] {
     transport.reset();
     EXPECT_TRUE(isWholeLife(consumer.events()));
@@ -166,7 +166,7 @@ TEST_F(Teardown, OfManyConnectionsNotifiesEachConsumer) {
   for (auto& remote : remotes) EXPECT_TRUE(remote.waitForEnd());
 }
 
-TEST_F(Teardown, OfNothingIsDoneAtOnce) {
+TEST_F(Teardown, OfNoConnectionReturnsAtOnce) {
   EXPECT_TRUE(transport->deactivateAllConduits(-1));
   EXPECT_TRUE(transport->deactivateAllConduits(0) || transport->deactivateAllConduits(30'000));
 }

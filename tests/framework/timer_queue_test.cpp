@@ -130,7 +130,7 @@ TEST_F(Timers, MayAddThemselvesAgain) {
   EXPECT_THAT(fired, ElementsAre("a", "a"));
 }
 
-TEST_F(Timers, AreAllStillThereAfterOneThrew) {
+TEST_F(Timers, AreKeptAfterOneThrows) {
   queue.add(at(1), a);
   queue.add(at(1), b);
   a.act = [] { throw 1; };

@@ -145,7 +145,7 @@ TEST_F(TransportLife, HasStoppedWhenItIsDestroyedInsideAnEvent) {
                     "onChannelDown local", "onConduitInactive", "stop", "returning"}));
 }
 
-TEST_F(TransportLife, LogsWhatTheCallbacksThrowAndGoesOn) {
+TEST_F(TransportLife, LogsWhatTheCallbacksThrowAndContinues) {
   callbacks.throws = true;
   transport = transportWith({}, &callbacks);
   LoopbackSocket remote = peer();
@@ -156,7 +156,7 @@ TEST_F(TransportLife, LogsWhatTheCallbacksThrowAndGoesOn) {
                                        "Tovik: transport stop: exception in a handler: stop"));
 }
 
-TEST_F(TransportLife, IsTheSameForManyThreads) {
+TEST_F(TransportLife, ThatIsVeryShortIsReportedAsAPairOrNotAtAllOnManyThreads) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i)
     threads.emplace_back([this] {

@@ -46,7 +46,7 @@ TEST(ExceptionValue, RaisesACopyOfItself) {
   }
 }
 
-TEST(ExceptionValue, RaisesItsOwnTypeWhereADerivedClassSaysSo) {
+TEST(ExceptionValue, RaisesTheTypeOfADerivedClassThatOverridesRaise) {
   class Special : public Exception {
    public:
     using Exception::Exception;
@@ -57,7 +57,7 @@ TEST(ExceptionValue, RaisesItsOwnTypeWhereADerivedClassSaysSo) {
   EXPECT_THROW(base.raise(), Special);
 }
 
-TEST(BufferValue, WithoutStorageHasNothing) {
+TEST(BufferValue, WithoutStorageIsEmpty) {
   const Buffer buffer;
   EXPECT_EQ(buffer.curr(), nullptr);
   EXPECT_EQ(buffer.remaining(), 0U);
@@ -73,7 +73,7 @@ TEST(BufferValue, CountsFromThePositionToTheEnd) {
   EXPECT_EQ(buffer.remaining(), 0U);
 }
 
-TEST(BufferValue, ChangesNoOtherOneOfTheSameBytes) {
+TEST(BufferValue, DoesNotAffectAnotherOneOfTheSameBytes) {
   std::string storage = "abc";
   const Buffer original(storage.data(), storage.size());
   Buffer copy = original;
@@ -81,7 +81,7 @@ TEST(BufferValue, ChangesNoOtherOneOfTheSameBytes) {
   EXPECT_EQ(original.remaining(), 3U);
 }
 
-TEST(CharHandlerBase, HandsOnWhatRemainsOfABuffer) {
+TEST(CharHandlerBase, PassesOnTheRemainingBytesOfABuffer) {
   class Keeper : public CharHandler {
    public:
     void onData(Channel* channel, const char* data, unsigned long size, Multicast* /*multicast*/) override {
@@ -99,7 +99,7 @@ TEST(CharHandlerBase, HandsOnWhatRemainsOfABuffer) {
   EXPECT_EQ(keeper.seen, std::string("\0bcd", 4));
 }
 
-TEST(TraitsDefaults, Serve) {
+TEST(TraitsDefaults, AreAsDocumented) {
   const Traits traits;
   EXPECT_TRUE(traits.no_delay);
   EXPECT_EQ(traits.receive_buffer_bytes, 0);
@@ -159,7 +159,7 @@ TEST(FindSubstring, KeepsTheTextBetweenTheDelimiters) {
   EXPECT_EQ(found("Mode (10,0,0,5,4,1).", '(', ')'), (Found{true, "10,0,0,5,4,1"}));
 }
 
-TEST(FindSubstring, TakesTheFirstOpeningAndTheNextClosing) {
+TEST(FindSubstring, UsesTheFirstOpeningAndTheNextClosing) {
   EXPECT_EQ(found("a(b(c)d)e", '(', ')'), (Found{true, "b(c"}));
   EXPECT_EQ(found("a)b(c)", '(', ')'), (Found{true, "c"}));
 }

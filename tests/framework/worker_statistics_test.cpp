@@ -53,7 +53,7 @@ TEST_F(ConnectionsOfAWorker, AreThoseOfAllItsTransportsAlsoOfThoseThatAreGone) {
   EXPECT_EQ(figures().bytes_in, 8U);
 }
 
-TEST_F(ConnectionsOfAWorker, CountWhatTheyHaveSentWhicheverThreadItWas) {
+TEST_F(ConnectionsOfAWorker, CountWhatAnyThreadHasSent) {
   consumer.when("onChannelUp", [this] { consumer.channel()->send("abc", 3); });
   LoopbackSocket connection = peerWhenUp();
   consumer.channel()->send("defgh", 5);

@@ -108,7 +108,7 @@ TEST_F(Worker, KeepsTheOrderOfEachOfSeveralPostingThreads) {
   }
 }
 
-TEST_F(Worker, RunsATaskPostedByATaskAfterItAndAfterThoseThatWaited) {
+TEST_F(Worker, RunsATaskPostedByATaskAfterItAndAfterThoseAlreadyWaiting) {
   std::vector<std::string> order;
   Latch latch;
   hold(latch);
@@ -123,7 +123,7 @@ TEST_F(Worker, RunsATaskPostedByATaskAfterItAndAfterThoseThatWaited) {
   EXPECT_THAT(order, ElementsAre("outer", "next", "inner"));
 }
 
-TEST_F(Worker, KnowsItsOwnThread) {
+TEST_F(Worker, RecognizesItsOwnThread) {
   bool inside = false;
   std::thread::id there;
   worker.call([&] {
@@ -143,7 +143,7 @@ TEST_F(Worker, IsNotAnotherWorker) {
   EXPECT_FALSE(inside);
 }
 
-TEST_F(Worker, LogsAnExceptionOfATaskAndGoesOn) {
+TEST_F(Worker, LogsAnExceptionOfATaskAndContinues) {
   worker.post([] { throw std::runtime_error("boom"); });
   worker.post([] { throw 7; });
   finish();
@@ -153,7 +153,7 @@ TEST_F(Worker, LogsAnExceptionOfATaskAndGoesOn) {
   EXPECT_EQ(log.entries()[1].level, 30);
 }
 
-TEST_F(Worker, CallsAScheduledHandlerOnceHoweverOftenItWasAskedFor) {
+TEST_F(Worker, CallsAScheduledHandlerOnceHoweverOftenItWasScheduled) {
   Latch latch;
   hold(latch);
   int calls = 0;
@@ -168,7 +168,7 @@ TEST_F(Worker, CallsAScheduledHandlerOnceHoweverOftenItWasAskedFor) {
   EXPECT_EQ(calls, 2);
 }
 
-TEST_F(Worker, CallsAHandlerAgainThatSchedulesItself) {
+TEST_F(Worker, CallsAHandlerAgainIfItSchedulesItself) {
   Awaited<int> calls;
   const auto shared = std::make_shared<Handler>();
   shared->ready = [&] {
@@ -207,7 +207,7 @@ TEST_F(Worker, RethrowsAnExceptionOfACallInTheCaller) {
   EXPECT_THAT(log.texts(), ElementsAre());
 }
 
-TEST_F(Worker, FiresATimerAndNotOneThatWasCancelled) {
+TEST_F(Worker, FiresATimerButNotACancelledOne) {
   int fired = 0;
   bool cancelledFired = false;
   Handler kept;
@@ -234,7 +234,7 @@ TEST_F(Worker, FiresATimerOnTheTickAndNotOneEarlier) {
   EXPECT_EQ(fired, 1);
 }
 
-TEST_F(Worker, SeesTheTimeOfItsHandlersStartStandStill) {
+TEST_F(Worker, KeepsTheStartTimeOfARunningHandler) {
   Clock::Time::duration passed{0};
   worker.call([&] {
     const auto before = worker.handlerStart();
@@ -284,7 +284,7 @@ TEST_F(Worker, ReportsAWatchedDescriptor) {
 }
 
 // It got new descriptors for its loop then, and forgot what it watched.
-TEST_F(Worker, GoesOnWatchingWhenItIsStartedASecondTime) {
+TEST_F(Worker, ContinuesWatchingWhenItIsStartedASecondTime) {
   const auto [ready, descriptor] = watched();
   EXPECT_EQ(worker.start().message, "thread worker is already running");
   finish();

@@ -61,7 +61,7 @@ void expectEachOnce(const std::vector<std::string>& texts) {
   EXPECT_THAT(counts, Each(Pair(testing::_, 1)));
 }
 
-TEST(Concurrency, EachRecordArrivesOnceAndWholeWhileOtherHandlersComeAndGo) {
+TEST(Concurrency, EachRecordArrivesOnceAndWholeWhileOtherHandlersAreAddedAndRemoved) {
   const RecordCollector collector;
   std::atomic<bool> done = false;
   std::jthread changing([&done] {
@@ -80,7 +80,7 @@ TEST(Concurrency, EachRecordArrivesOnceAndWholeWhileOtherHandlersComeAndGo) {
   expectEachOnce(collector.texts());
 }
 
-TEST(Concurrency, AHandlerGetsAllThatItsOwnThreadLogsWhileItIsInstalled) {
+TEST(Concurrency, AHandlerReceivesEveryRecordOfItsThreadWhileItIsInstalled) {
   runOnThreads([](int thread) {
     for (int number = 0; number < recordsPerThread; ++number) {
       const RecordCollector collector;
@@ -94,7 +94,7 @@ TEST(Concurrency, AHandlerGetsAllThatItsOwnThreadLogsWhileItIsInstalled) {
   });
 }
 
-TEST(Concurrency, TheCallableOutlivesTheRemovalWhileAnotherThreadIsInside) {
+TEST(Concurrency, ARemovedCallableIsKeptWhileAnotherThreadRunsIt) {
   std::latch inside(1);
   std::latch removed(1);
   auto held = std::make_shared<std::string>("held");
@@ -113,7 +113,7 @@ TEST(Concurrency, TheCallableOutlivesTheRemovalWhileAnotherThreadIsInside) {
   EXPECT_TRUE(watched.expired());
 }
 
-TEST(Concurrency, ABlockedHandlerHoldsUpNoOtherThread) {
+TEST(Concurrency, ABlockedHandlerDoesNotBlockOtherThreads) {
   std::latch inside(1);
   std::latch release(1);
   const RecordCollector collector;
@@ -133,7 +133,7 @@ TEST(Concurrency, ABlockedHandlerHoldsUpNoOtherThread) {
   EXPECT_THAT(collector.texts(), testing::ElementsAre("blocks", "passes"));
 }
 
-TEST(Concurrency, TheThresholdMayChangeWhileOthersLog) {
+TEST(Concurrency, TheThresholdMayChangeWhileOtherThreadsLog) {
   const RecordCollector collector;
   runOnThreads([](int thread) {
     for (int number = 0; number < recordsPerThread; ++number) {

@@ -45,14 +45,14 @@ class Handlers : public ::testing::Test {
   std::vector<HandlerId> added_;
 };
 
-TEST_F(Handlers, AllGetARecordInTheOrderInWhichTheyWereAdded) {
+TEST_F(Handlers, ReceiveARecordInTheOrderOfAdding) {
   addNoting("a");
   addNoting("b");
   log("1");
   EXPECT_THAT(notes_, ElementsAre("a:1", "b:1"));
 }
 
-TEST_F(Handlers, GetNothingBeforeTheyAreAddedNorAfterTheyAreRemoved) {
+TEST_F(Handlers, ReceiveNothingBeforeTheyAreAddedOrAfterTheyAreRemoved) {
   addNoting("a");
   log("1");
   const HandlerId b = addNoting("b");
@@ -76,14 +76,14 @@ TEST_F(Handlers, UnknownOnesCannotBeRemoved) {
   EXPECT_THAT(notes_, ElementsAre("a:1"));
 }
 
-TEST_F(Handlers, AreNotEmpty) {
+TEST_F(Handlers, CannotBeEmpty) {
   EXPECT_THROW(static_cast<void>(AddHandler(nullptr)), std::invalid_argument);
   addNoting("a");
   log("1");
   EXPECT_THAT(notes_, ElementsAre("a:1"));
 }
 
-TEST_F(Handlers, GoWithTheirCallableWhenRemoved) {
+TEST_F(Handlers, DestroyTheirCallableWhenRemoved) {
   auto held = std::make_shared<int>();
   const std::weak_ptr<int> watched = held;
   const HandlerId id = add([held = std::move(held)](const Record&) {});
@@ -92,7 +92,7 @@ TEST_F(Handlers, GoWithTheirCallableWhenRemoved) {
   EXPECT_TRUE(watched.expired());
 }
 
-TEST_F(Handlers, MayLogWhenTheirCallableGoes) {
+TEST_F(Handlers, MayLogWhenTheirCallableIsDestroyed) {
   struct LogsAtTheEnd {
     ~LogsAtTheEnd() { log("gone"); }
   };
@@ -117,7 +117,7 @@ TEST_F(Handlers, MayRemoveThemselves) {
   EXPECT_TRUE(watched.expired());
 }
 
-TEST_F(Handlers, StillGetTheRecordDuringWhichAnotherRemovesThem) {
+TEST_F(Handlers, StillReceiveTheRecordDuringWhichTheyAreRemoved) {
   std::optional<HandlerId> later;
   add([&later](const Record&) { RemoveHandler(*later); });
   later = addNoting("b");
@@ -126,7 +126,7 @@ TEST_F(Handlers, StillGetTheRecordDuringWhichAnotherRemovesThem) {
   EXPECT_THAT(notes_, ElementsAre("b:1"));
 }
 
-TEST_F(Handlers, AddedByAnotherGetTheNextRecord) {
+TEST_F(Handlers, AddedByAHandlerReceiveTheNextRecord) {
   bool added = false;
   add([this, &added](const Record&) {
     if (!std::exchange(added, true)) {
@@ -146,7 +146,7 @@ TEST_F(Handlers, MayLogWithoutCallingThemselves) {
   EXPECT_THAT(notes_, ElementsAre("b:about 1", "b:1", "b:about 2", "b:2"));
 }
 
-TEST_F(Handlers, ThatBothLogEachHearTheOtherAndEnd) {
+TEST_F(Handlers, ThatBothLogReceiveEachOthersRecordsWithoutEndlessRecursion) {
   for (const std::string name : {"a", "b"}) {
     add([this, name](const Record& record) {
       notes_.push_back(name + ":" + record.text);
@@ -158,14 +158,14 @@ TEST_F(Handlers, ThatBothLogEachHearTheOtherAndEnd) {
   EXPECT_THAT(notes_, ElementsAre("a:1", "b:1a", "b:1", "a:1b"));
 }
 
-TEST_F(Handlers, ThatLogAloneAreHeardOnStandardError) {
+TEST_F(Handlers, ThatLogAndAreAloneWriteToStandardError) {
   add([](const Record& record) { log("about " + record.text); });
   StandardErrorCapture standardError;
   log("1");
   EXPECT_THAT(standardError.writes(), ElementsAre(EndsWith(" about 1\n")));
 }
 
-TEST_F(Handlers, ThatLogLeaveTheRecordAndTheSiteAroundItWhole) {
+TEST_F(Handlers, ThatLogDoNotChangeTheEnclosingRecordAndStatement) {
   add([](const Record& record) {
     const std::string before = record.text;
     QK_LOG(LogLevel::Warning) << std::hex << "inside";
@@ -180,7 +180,7 @@ TEST_F(Handlers, ThatLogLeaveTheRecordAndTheSiteAroundItWhole) {
   EXPECT_THAT(notes_, ElementsAre("b:inside", "b:operand", "b:inside", "b:outer 255 end"));
 }
 
-TEST_F(Handlers, ThatEmitDirectlyFindTheHandlersOfThatMoment) {
+TEST_F(Handlers, ThatEmitDirectlyUseTheCurrentHandlers) {
   std::optional<HandlerId> removed;
   add([&removed](const Record&) {
     RemoveHandler(*removed);
@@ -192,7 +192,7 @@ TEST_F(Handlers, ThatEmitDirectlyFindTheHandlersOfThatMoment) {
   EXPECT_THAT(notes_, ElementsAre("c:direct", "b:1", "c:1"));
 }
 
-TEST_F(Handlers, ThatThrowKeepTheRecordFromNoOther) {
+TEST_F(Handlers, ThatThrowDoNotStopTheOthers) {
   add([](const Record&) { throw std::runtime_error("disk\nfull"); });
   add([](const Record&) { throw 5; });
   add([](const Record&) { throw std::bad_alloc(); });
@@ -205,7 +205,7 @@ TEST_F(Handlers, ThatThrowKeepTheRecordFromNoOther) {
                           "qk::logging: a handler threw: std::bad_alloc\n"));
 }
 
-TEST_F(Handlers, ThatThrowGetTheNextRecordToo) {
+TEST_F(Handlers, ThatThrowReceiveTheNextRecord) {
   add([this](const Record& record) {
     notes_.push_back("a:" + record.text);
     throw std::runtime_error("full");
@@ -224,7 +224,7 @@ TEST_F(Handlers, KeepRecordsOffStandardError) {
   EXPECT_THAT(standardError.writes(), IsEmpty());
 }
 
-TEST_F(Handlers, PinnedForARecordGetItThoughRemovedMeanwhile) {
+TEST_F(Handlers, PinnedForARecordReceiveItEvenIfRemovedMeanwhile) {
   const HandlerId a = addNoting("a");
   const auto emit = [](const char* text) { LogMessage(LogLevel::Warning, 0, 1, nullptr, "file", 1, text, ""); };
   {
@@ -238,7 +238,7 @@ TEST_F(Handlers, PinnedForARecordGetItThoughRemovedMeanwhile) {
   EXPECT_THAT(notes_, ElementsAre("a:1", "b:2", "b:3"));
 }
 
-TEST_F(Handlers, PinnedTwiceAreServedInnermostFirst) {
+TEST_F(Handlers, PinnedTwiceAreUsedInnermostFirst) {
   const auto emit = [](const char* text) { LogMessage(LogLevel::Warning, 0, 1, nullptr, "file", 1, text, ""); };
   const HandlerId a = addNoting("a");
   const HandlerPin outer = ForceLockHandlers();

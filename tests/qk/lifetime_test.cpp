@@ -52,7 +52,7 @@ TEST(LifetimeDeathTest, StaticDestructorsMayLog) {
       ::testing::ExitedWithCode(0), " before\n.* late x{1000}\n");
 }
 
-TEST(LifetimeDeathTest, HandlersServeStaticDestructors) {
+TEST(LifetimeDeathTest, HandlersReceiveTheRecordsOfStaticDestructors) {
   EXPECT_EXIT(
       {
         atExit.action = [] { QK_LOG(LogLevel::Warning) << "late"; };
@@ -78,7 +78,7 @@ TEST(Lifetime, DestructorsAtTheEndOfAThreadMayLog) {
   EXPECT_THAT(collector.texts(), ElementsAre("before 1005", "late " + std::string(1000, 'x')));
 }
 
-TEST(Lifetime, EachThreadHasAStreamOfItsOwn) {
+TEST(Lifetime, EachThreadHasItsOwnStream) {
   const std::ostringstream* const here = &GetThreadLocalStream();
   const std::ostringstream* there = nullptr;
   std::thread([&there] { there = &GetThreadLocalStream(); }).join();

@@ -21,14 +21,14 @@ int logsAMillionInside() {
 }
 
 // Numbers in log texts followed the host's global locale: "1.234.567 bytes".
-TEST(GroupingGlobalLocale, LeavesTheNumbersOfAThreadsFirstRecordAlone) {
+TEST(GroupingGlobalLocale, DoesNotChangeTheNumbersOfAThreadsFirstRecord) {
   const GlobalLocale global(groupingLocale());
   const RecordCollector collector;
   std::thread(logNumbers).join();
   EXPECT_THAT(collector.texts(), ElementsAre("1234567 0.5"));
 }
 
-TEST(GroupingGlobalLocale, LeavesTheNumbersOfFurtherRecordsAlone) {
+TEST(GroupingGlobalLocale, DoesNotChangeTheNumbersOfLaterRecords) {
   const GlobalLocale global(groupingLocale());
   const RecordCollector collector;
   std::thread([] {
@@ -40,7 +40,7 @@ TEST(GroupingGlobalLocale, LeavesTheNumbersOfFurtherRecordsAlone) {
   EXPECT_THAT(collector.texts(), ElementsAre("1234567 0.5", "1234567 0.5", "1234567 0.5", "1234567 0.5"));
 }
 
-TEST(GroupingGlobalLocale, LeavesTheNumbersOfNestedSitesAlone) {
+TEST(GroupingGlobalLocale, DoesNotChangeTheNumbersOfNestedStatements) {
   const GlobalLocale global(groupingLocale());
   const RecordCollector collector;
   QK_LOG(LogLevel::Warning) << million << ' ' << logsAMillionInside() << ' ' << million;
@@ -48,7 +48,7 @@ TEST(GroupingGlobalLocale, LeavesTheNumbersOfNestedSitesAlone) {
   EXPECT_THAT(collector.texts(), ElementsAre("inside 1234567", "1234567 1234567 1234567", "1234567 0.5"));
 }
 
-TEST(GroupingGlobalLocale, LeavesTheNumbersOfTheRecordAloneInWhichItIsSet) {
+TEST(GroupingGlobalLocale, DoesNotChangeTheNumbersOfTheRecordInWhichItIsSet) {
   const RecordCollector collector;
   const auto logsInside = [] {
     const GlobalLocale global(groupingLocale());

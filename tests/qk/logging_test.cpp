@@ -29,7 +29,7 @@ class LogSite : public ::testing::Test {
   RecordCollector collector_;
 };
 
-TEST(Threshold, IsWarningAtFirst) {
+TEST(Threshold, IsInitiallyWarning) {
   EXPECT_EQ(g_minLogLevel, 30);
   EXPECT_TRUE(IsEnabled(LogLevel::Warning));
   EXPECT_FALSE(IsEnabled(LogLevel::Info));
@@ -57,7 +57,7 @@ TEST_F(LogSite, EvaluatesNothingBelowTheThreshold) {
   EXPECT_EQ(evaluations, 1);
 }
 
-TEST_F(LogSite, LeavesTheElseToTheIfAroundIt) {
+TEST_F(LogSite, DoesNotCaptureTheElseOfAnEnclosingIf) {
   for (const bool condition : {true, false}) {
     if (condition)
       QK_LOG(LogLevel::Info) << "then";
@@ -67,7 +67,7 @@ TEST_F(LogSite, LeavesTheElseToTheIfAroundIt) {
   EXPECT_THAT(collector_.texts(), ElementsAre("then", "else"));
 }
 
-TEST_F(LogSite, PassesOnItsPlaceAndTheFixedValues) {
+TEST_F(LogSite, PassesOnItsLocationAndTheFixedValues) {
   const auto before = std::chrono::system_clock::now();
   QK_LOG(LogLevel::Error) << "text";
   const int line = __LINE__ - 1;
@@ -102,14 +102,14 @@ TEST_F(LogSite, KeepsNullBytes) {
   EXPECT_THAT(collector_.texts(), ElementsAre(std::string("a\0b", 3)));
 }
 
-TEST_F(LogSite, LeavesNoFormattingToTheNextRecord) {
+TEST_F(LogSite, DoesNotAffectTheFormattingOfTheNextRecord) {
   QK_LOG(LogLevel::Info) << std::hex << std::showbase << std::setfill('*') << std::setprecision(2) << std::boolalpha
                          << std::setw(6) << 255 << ' ' << 3.14159 << std::setw(9);
   QK_LOG(LogLevel::Info) << 255 << ' ' << 3.14159 << ' ' << true << std::setw(3) << 1;
   EXPECT_THAT(collector_.texts(), ElementsAre("**0xff 3.1", "255 3.14159 1  1"));
 }
 
-TEST_F(LogSite, LeavesNoLocaleToTheNextRecord) {
+TEST_F(LogSite, DoesNotAffectTheLocaleOfTheNextRecord) {
   {
     Logger logger(LogLevel::Info, 0, 1, nullptr, "file", 1, "");
     logger.stream().imbue(groupingLocale());
@@ -119,14 +119,14 @@ TEST_F(LogSite, LeavesNoLocaleToTheNextRecord) {
   EXPECT_THAT(collector_.texts(), ElementsAre("1.000.000", "1000000"));
 }
 
-TEST_F(LogSite, EndsTheTextAtANullCharPointerAndNotTheNextOne) {
+TEST_F(LogSite, EndsItsTextAtANullCharPointerButNotTheNextText) {
   const char* const null = nullptr;
   QK_LOG(LogLevel::Info) << "before" << null << "after";
   QK_LOG(LogLevel::Info) << "next";
   EXPECT_THAT(collector_.texts(), ElementsAre("before", "next"));
 }
 
-TEST_F(LogSite, LeavesNoExceptionMaskToTheNextRecord) {
+TEST_F(LogSite, DoesNotAffectTheExceptionMaskOfTheNextRecord) {
   const char* const null = nullptr;
   EXPECT_THROW(
       {
@@ -146,13 +146,13 @@ TEST_F(LogSite, EmitsTheTextBeforeAnOperandThatThrows) {
   EXPECT_THAT(collector_.texts(), ElementsAre("before ", "next"));
 }
 
-TEST_F(LogSite, MayStandInAnOperandOfAnotherOne) {
+TEST_F(LogSite, MayAppearInAnOperandOfAnotherOne) {
   QK_LOG(LogLevel::Info) << "outer " << logs("inner") << " end";
   QK_LOG(LogLevel::Info) << "next";
   EXPECT_THAT(collector_.texts(), ElementsAre("inner", "outer inner logged end", "next"));
 }
 
-TEST_F(LogSite, LeavesTheFormattingOfTheOneAroundItAsItWas) {
+TEST_F(LogSite, DoesNotChangeTheFormattingOfTheEnclosingOne) {
   const auto number = [] {
     QK_LOG(LogLevel::Info) << 16 << std::oct << std::setfill('_') << std::setw(5) << 8;
     return 16;
@@ -161,7 +161,7 @@ TEST_F(LogSite, LeavesTheFormattingOfTheOneAroundItAsItWas) {
   EXPECT_THAT(collector_.texts(), ElementsAre("16___10", "..10 11"));
 }
 
-TEST_F(LogSite, NestsSeveralTimesOver) {
+TEST_F(LogSite, MayBeNestedSeveralLevelsDeep) {
   const auto middle = [this] {
     QK_LOG(LogLevel::Info) << "b" << logs("c") << "b";
     return "middle";
@@ -170,7 +170,7 @@ TEST_F(LogSite, NestsSeveralTimesOver) {
   EXPECT_THAT(collector_.texts(), ElementsAre("c", "bc loggedb", "d", "amiddlead loggeda"));
 }
 
-TEST_F(LogSite, LeavesTheFailureOfTheOneInsideToThatOne) {
+TEST_F(LogSite, IsNotAffectedByTheFailureOfANestedOne) {
   const auto failing = [] {
     QK_LOG(LogLevel::Info) << "inner" << static_cast<const char*>(nullptr);
     return "failing";
@@ -179,7 +179,7 @@ TEST_F(LogSite, LeavesTheFailureOfTheOneInsideToThatOne) {
   EXPECT_THAT(collector_.texts(), ElementsAre("inner", "outer failing end"));
 }
 
-TEST_F(LogSite, WritesIntoTheStreamOfItsThreadAndEmptiesIt) {
+TEST_F(LogSite, WritesToTheStreamOfItsThreadAndEmptiesIt) {
   {
     Logger logger(LogLevel::Info, 0, 1, nullptr, "file", 1, "");
     EXPECT_EQ(&logger.stream(), &GetThreadLocalStream());
@@ -189,7 +189,7 @@ TEST_F(LogSite, WritesIntoTheStreamOfItsThreadAndEmptiesIt) {
   EXPECT_EQ(GetThreadLocalStream().str(), "");
 }
 
-TEST_F(LogSite, HandsOnWhatALoggerWasBuiltWith) {
+TEST_F(LogSite, PassesOnTheArgumentsOfALogger) {
   const auto source = std::make_shared<const Source>(Source{"pump"});
   Logger(LogLevel::Debug, 7, 3, source, "some/file.cpp", 12, "extra").stream() << "text";
   const auto records = collector_.records();
@@ -204,13 +204,13 @@ TEST_F(LogSite, HandsOnWhatALoggerWasBuiltWith) {
   EXPECT_EQ(records[0].extra, "extra");
 }
 
-TEST_F(LogSite, LeavesTheThresholdToTheSiteWhenALoggerIsBuiltByHand) {
+TEST_F(LogSite, EmitsBelowTheThresholdWhenALoggerIsCreatedDirectly) {
   SetMinLogLevel(LogLevel::Error);
   Logger(LogLevel::Trace, 0, 1, nullptr, "file", 1, "").stream() << "text";
   EXPECT_THAT(collector_.texts(), ElementsAre("text"));
 }
 
-TEST_F(LogSite, MessageHandsOnWhatItIsGiven) {
+TEST_F(LogSite, MessagePassesOnItsArguments) {
   const auto source = std::make_shared<const Source>(Source{"pump"});
   LogMessage(-5, 8, 4, source, nullptr, 13, "message", "more");
   const auto records = collector_.records();

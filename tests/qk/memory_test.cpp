@@ -55,7 +55,7 @@ class Memory : public ::testing::Test {
   StandardErrorCapture standardError_;
 };
 
-TEST_F(Memory, ARecordThatCannotBeBuiltIsLostAndSaidToBe) {
+TEST_F(Memory, ARecordThatCannotBeBuiltIsReportedAsLost) {
   int arrived = 0;
   const HandlerId id = AddHandler([&arrived](const Record&) { ++arrived; });
   EXPECT_FALSE(runsWithin(0, emit));
@@ -64,7 +64,7 @@ TEST_F(Memory, ARecordThatCannotBeBuiltIsLostAndSaidToBe) {
   RemoveHandler(id);
 }
 
-TEST_F(Memory, ADirectMessageIsWholeOrSaidToBeLost) {
+TEST_F(Memory, ADirectMessageIsWholeOrReportedAsLost) {
   untilItSuffices(emit, [this] {
     EXPECT_THAT(standardError_.writes(),
                 ElementsAre(AnyOf(EndsWith(" " + longText + "\n"), "qk::logging: out of memory\n",
@@ -72,7 +72,7 @@ TEST_F(Memory, ADirectMessageIsWholeOrSaidToBeLost) {
   });
 }
 
-TEST_F(Memory, ASiteThatRunsOutOfItNeitherThrowsNorSpoilsTheNextRecord) {
+TEST_F(Memory, AStatementThatRunsOutOfItNeitherThrowsNorAffectsTheNextRecord) {
   untilItSuffices(site, [this] {
     EXPECT_THAT(standardError_.writes(), ElementsAre(EndsWith("\n")));
     site();
@@ -81,7 +81,7 @@ TEST_F(Memory, ASiteThatRunsOutOfItNeitherThrowsNorSpoilsTheNextRecord) {
 }
 
 // A thread's first site threw std::bad_alloc where there was no memory for the thread's stream.
-TEST_F(Memory, ASiteThatFindsNoneForItsThreadsStreamEmitsItsRecord) {
+TEST_F(Memory, AStatementWithoutMemoryForItsThreadsStreamEmitsItsRecord) {
   std::string arrived;
   const HandlerId id = AddHandler([&arrived](const Record& record) { arrived = record.text; });
   bool sufficed = true;
@@ -92,7 +92,7 @@ TEST_F(Memory, ASiteThatFindsNoneForItsThreadsStreamEmitsItsRecord) {
   RemoveHandler(id);
 }
 
-TEST_F(Memory, ASiteInsideAnotherThatRunsOutOfItLeavesTheOtherWhole) {
+TEST_F(Memory, ANestedStatementThatRunsOutOfItDoesNotChangeTheOuterOne) {
   for (const int allocations : {0, 1, 2, 3, 4}) {
     QK_LOG(LogLevel::Warning) << "outer " << runsWithin(allocations, site) << " end";
     const auto writes = standardError_.writes();
@@ -101,7 +101,7 @@ TEST_F(Memory, ASiteInsideAnotherThatRunsOutOfItLeavesTheOtherWhole) {
   }
 }
 
-TEST_F(Memory, AHandlerThatRunsOutOfItKeepsTheRecordFromNoOther) {
+TEST_F(Memory, AHandlerThatRunsOutOfItDoesNotStopTheOthers) {
   const HandlerId greedy = AddHandler([](const Record& record) { std::string(record.text) += record.text; });
   int arrived = 0;
   const HandlerId modest = AddHandler([&arrived](const Record&) { ++arrived; });
@@ -112,7 +112,7 @@ TEST_F(Memory, AHandlerThatRunsOutOfItKeepsTheRecordFromNoOther) {
   RemoveHandler(modest);
 }
 
-TEST_F(Memory, HandlersAreAddedAndRemovedOrLeftAsTheyWere) {
+TEST_F(Memory, HandlersAreAddedAndRemovedCompletelyOrNotAtAll) {
   int arrived = 0;
   std::optional<HandlerId> id;
   const auto add = [&] {

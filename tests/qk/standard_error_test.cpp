@@ -61,7 +61,7 @@ TEST_F(StandardError, GetsTheLocalTimeOfTheRecord) {
   EXPECT_LE(shown, after);
 }
 
-TEST_F(StandardError, GetsNothingWhileThereIsAHandlerAndRecordsAgainAfterIt) {
+TEST_F(StandardError, GetsRecordsOnlyWhileThereIsNoHandler) {
   {
     const RecordCollector collector;
     QK_LOG(LogLevel::Warning) << "handled";

@@ -50,7 +50,7 @@ int logsInside() {
 
 // The library keeps the key that it once has, so each of these is a process that has not logged yet.
 
-TEST(WithoutAThreadKeyDeathTest, TheThreadsStreamCannotBeHad) {
+TEST(WithoutAThreadKeyDeathTest, TheThreadsStreamCannotBeCreated) {
   const auto ask = [] {
     const NoKeyLeft none;
     std::exit(hasThreadStream() ? 1 : 0);
@@ -59,7 +59,7 @@ TEST(WithoutAThreadKeyDeathTest, TheThreadsStreamCannotBeHad) {
 }
 
 // The site threw std::system_error, from wherever the host or the library happened to log.
-TEST(WithoutAThreadKeyDeathTest, ASiteEmitsItsRecord) {
+TEST(WithoutAThreadKeyDeathTest, AStatementEmitsItsRecord) {
   const auto log = [] {
     const NoKeyLeft none;
     QK_LOG(LogLevel::Warning) << "first " << std::hex << 255;
@@ -69,7 +69,7 @@ TEST(WithoutAThreadKeyDeathTest, ASiteEmitsItsRecord) {
   EXPECT_EXIT(log(), ::testing::ExitedWithCode(0), " first ff\n.* second 255\n");
 }
 
-TEST(WithoutAThreadKeyDeathTest, ASiteInsideAnotherLeavesTheOtherWhole) {
+TEST(WithoutAThreadKeyDeathTest, ANestedStatementDoesNotChangeTheOuterOne) {
   const auto log = [] {
     const NoKeyLeft none;
     QK_LOG(LogLevel::Warning) << std::hex << "outer " << logsInside() << " end";
@@ -78,7 +78,7 @@ TEST(WithoutAThreadKeyDeathTest, ASiteInsideAnotherLeavesTheOtherWhole) {
   EXPECT_EXIT(log(), ::testing::ExitedWithCode(0), " inside\n.* outer ff end\n");
 }
 
-TEST(WithoutAThreadKeyDeathTest, ASiteWritesInTheClassicLocale) {
+TEST(WithoutAThreadKeyDeathTest, AStatementWritesInTheClassicLocale) {
   const auto log = [] {
     const NoKeyLeft none;
     const GlobalLocale global(groupingLocale());
@@ -88,7 +88,7 @@ TEST(WithoutAThreadKeyDeathTest, ASiteWritesInTheClassicLocale) {
   EXPECT_EXIT(log(), ::testing::ExitedWithCode(0), " 1234567\n");
 }
 
-TEST(WithoutAThreadKeyDeathTest, ASiteInsideAnotherUsesAKeyThatIsFreeByThen) {
+TEST(WithoutAThreadKeyDeathTest, ANestedStatementUsesAKeyThatHasBecomeFree) {
   const auto log = [] {
     std::optional<NoKeyLeft> none(std::in_place);
     const auto freesThem = [&none] {

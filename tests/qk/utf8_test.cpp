@@ -52,7 +52,7 @@ class Utf8OnStandardError : public StandardError {
   void expectEscaped(const std::string& text) { EXPECT_EQ(shown(text), escaped(text)); }
 };
 
-TEST_F(Utf8OnStandardError, PassesFromTheFirstToTheLastOfEachByte) {
+TEST_F(Utf8OnStandardError, IsKeptFromTheFirstToTheLastValueOfEachByte) {
   for (const Row& row : rows) {
     for (const int lead : {row.firstLead, row.lastLead}) {
       for (const int second : {row.firstSecond, row.lastSecond}) {
@@ -63,7 +63,7 @@ TEST_F(Utf8OnStandardError, PassesFromTheFirstToTheLastOfEachByte) {
   }
 }
 
-TEST_F(Utf8OnStandardError, IsEscapedWhereTheSecondByteIsOutsideTheRow) {
+TEST_F(Utf8OnStandardError, IsEscapedIfTheSecondByteIsOutsideTheRow) {
   for (const Row& row : rows) {
     for (const int lead : {row.firstLead, row.lastLead}) {
       expectEscaped(sequence(row, lead, row.firstSecond - 1, 0xbf));
@@ -72,7 +72,7 @@ TEST_F(Utf8OnStandardError, IsEscapedWhereTheSecondByteIsOutsideTheRow) {
   }
 }
 
-TEST_F(Utf8OnStandardError, IsEscapedWhereAFurtherByteIsOutsideTheRange) {
+TEST_F(Utf8OnStandardError, IsEscapedIfALaterByteIsOutsideTheRange) {
   for (const Row& row : rows) {
     for (int at = 2; at < row.length; ++at) {
       for (const int outside : {0x7f, 0xc0}) {
