@@ -16,7 +16,7 @@ using testing_support::FakeChannel;
 using testing_support::LogCapture;
 using Units = std::vector<std::string>;
 
-/// Keeps the units it is handed; calls `act` after each.
+/// Keeps the units that it receives; calls `act` after each.
 class Keeper final : public CharHandler {
  public:
   void onData(Channel* channel, const char* data, unsigned long size, Multicast* multicast) override {
@@ -32,7 +32,7 @@ class Keeper final : public CharHandler {
   std::function<void()> act;
 };
 
-/// Counts the bytes that it is asked to search.
+/// Counts the bytes that it searches.
 class CountingPacketizer final : public DataPacketizer {
  public:
   UnitEnd findEnd(const char* data, unsigned long size) override {
@@ -48,7 +48,7 @@ class CountingPacketizer final : public DataPacketizer {
 class Aggregation : public ::testing::Test {
  protected:
   void give(const std::string& bytes) {
-    // Storage of its own, so that the sanitizer sees a byte that is read too far or too late.
+    // Separate storage, so that the sanitizer detects a read that is out of bounds or too late.
     std::vector<char> storage(bytes.begin(), bytes.end());
     Buffer buffer(storage.data(), storage.size());
     aggregator.handleBuffer(&buffer, nullptr);
@@ -123,7 +123,7 @@ TEST_F(Aggregation, PassesOnAUnitOfExactlyTheLimit) {
   EXPECT_TRUE(channel.delivers());
 }
 
-/// What is given, piece by piece, holds one whole unit and then one that is too long.
+/// The parameter's pieces contain one whole unit and then one that is too long.
 class OverlongUnit : public Aggregation, public ::testing::WithParamInterface<Units> {};
 
 TEST_P(OverlongUnit, IsLoggedAndBringsTheChannelDown) {

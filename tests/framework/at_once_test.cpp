@@ -12,7 +12,7 @@
 #include "placed_transport.h"
 #include "support/latch.h"
 
-// Several threads change the same objects at once. These tests are most of all for ThreadSanitizer.
+// Several threads change the same objects at once. These tests are mainly for ThreadSanitizer.
 
 namespace tovik {
 namespace {
@@ -27,7 +27,7 @@ using testing_support::ScopedDispatcher;
 class ConcurrentUse : public testing_support::Connections {
  protected:
   static constexpr int rounds = 200;
-  /// Runs an act over and over on a thread of its own while another act runs here.
+  /// Runs an act repeatedly on another thread while a second act runs on this one.
   static void beside(const std::function<void()>& act, const std::function<void()>& here) {
     std::atomic<bool> enough = false;
     std::thread other([&] {
@@ -114,7 +114,7 @@ class Shared final : public Consumer, public CharHandler {
   void onData(Channel* /*channel*/, const char* /*data*/, unsigned long /*size*/, Multicast* /*multicast*/) override {}
 
   Latch allInside;
-  int events = 0;  // the worker's alone; the sanitizers see an event after the consumer was destroyed
+  int events = 0;  // used by the worker only; the sanitizers detect an event after the consumer's destruction
 
  private:
   const int connecting_;
@@ -133,7 +133,7 @@ TEST_F(ConcurrentUse, ConnectsOneConsumerOnTwoThreadsWhileAnotherRetiresIt) {
     std::thread one(connectIt);
     std::thread two(connectIt);
     EXPECT_TRUE(shared->allInside.waits());
-    // At another moment each time: before the connects are done, between them, after them.
+    // At a different moment each time: before, between or after the connects.
     for (int i = 0; i < round % 40; ++i) std::this_thread::yield();
     transport->retire(shared);
     one.join();

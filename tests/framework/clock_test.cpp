@@ -22,7 +22,7 @@ TEST(SteadyClock, AllowsNoSleepOnceTheDeadlineHasPassed) {
   EXPECT_EQ(Clock::steady().millisecondsUntil(now - std::chrono::hours(1)), 0);
 }
 
-// Rounded down it would be less than what is left until then, however long that takes to ask.
+// If it were rounded down, it would be less than the time that is left.
 TEST(SteadyClock, DoesNotWakeAThreadBeforeTheDeadline) {
   for (int i = 0; i < 1000; ++i) {
     const auto deadline = Clock::steady().now() + std::chrono::microseconds(60'000'500);

@@ -71,7 +71,7 @@ TEST_F(ConnectionSocket, HasTheOptionsOfTheClient) {
   options.receive_buffer_bytes = 50'000;
   connectWith(false, &options);
   EXPECT_EQ(state.noDelay, 0);
-  // The kernel doubles what it is asked for.
+  // The kernel doubles the requested size.
   EXPECT_EQ(state.sendBuffer, 80'000);
   EXPECT_EQ(state.receiveBuffer, 100'000);
 }
@@ -115,7 +115,7 @@ TEST_F(ConnectionSocket, ThatTheFactoryRefusesIsAFailureWithItsText) {
   transport.reset();
 }
 
-// It counted as up, and waited for itself.
+// It counted as up, and was its own peer.
 TEST_F(ConnectionSocket, ThatConnectsToItselfIsRefused) {
   Address own = listener.address();
   listener.close();

@@ -174,7 +174,7 @@ TEST_F(Connection, FromALocalPortUsesIt) {
   LoopbackSocket remote = listener.accept();
   ASSERT_TRUE(consumer.waitsFor("onChannelUp"));
   EXPECT_EQ(local, localHost("127.0.0.1", port));
-  // This side ends it last, so that the port is not kept.
+  // The peer ends it first, so that this side's port is free at once.
   remote.close();
   EXPECT_TRUE(consumer.waitsFor("onConduitInactive"));
 }
@@ -251,7 +251,7 @@ TEST_F(Connection, ThatIsRefusedLaterIsReportedByEvents) {
   auto mute = std::make_unique<UnansweredAddress>();
   ASSERT_TRUE(connect(*transport, consumer, mute->address()));
   ASSERT_TRUE(consumer.waitsFor("onNewConduit"));
-  // The kernel asks again after a second, and gets a refusal.
+  // The kernel tries again after a second, and is refused.
   mute.reset();
   expectEvents({"onNewConduit", "onConduitInactive"});
   EXPECT_TRUE(log.waitFor("Tovik: client: connect: Connection refused"));

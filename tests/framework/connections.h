@@ -46,7 +46,7 @@ class Connections : public LeakCheckedTest {
     return connection;
   }
 
-  /// Waits until everything that stood before the worker so far is done.
+  /// Waits until the worker has done everything that was waiting.
   void letTheWorkerPass() {
     for (int turn = 0; turn < 3; ++turn) transport->call([] {});
   }

@@ -49,7 +49,7 @@ TEST_F(Data, ArrivesWholeAndInOrder) {
   EXPECT_TRUE(consumer.data() == bytes);
 }
 
-// A receive stops before an urgent byte: that it got little then does not say that there is no more.
+// A receive stops before an urgent byte, so a short receive does not mean that there is no more data.
 TEST_F(Data, AfterAnUrgentByteArrivesEvenIfThePeerHasEnded) {
   Latch sent;
   consumer.when("onNewConduit", [&] { EXPECT_TRUE(sent.waits()); });
@@ -249,7 +249,7 @@ TEST_F(Data, AfterAPieceThatBringsTheChannelDownIsDropped) {
     try {
       remote.send(bytes);
     } catch (const std::system_error&) {
-      // The connection is ended while bytes are on their way.
+      // The connection ends while bytes are in transit.
     }
   });
   sent.open();

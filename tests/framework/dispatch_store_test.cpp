@@ -135,7 +135,7 @@ TEST_F(Store, EndsTheWorkersOfARemovedDispatcherWithItsLastTransport) {
   first.reset();
   EXPECT_EQ(heldNow().threads, before.threads + 2);
   last.reset();
-  // The threads by themselves, their descriptors with the next change of the store.
+  // The threads end by themselves; their descriptors are closed when the store next changes.
   before.descriptors = heldNow().descriptors;
   EXPECT_EQ(testing_support::heldInTheEnd(before), before);
   change();

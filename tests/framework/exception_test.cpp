@@ -31,7 +31,7 @@ class ThrowingEvent : public testing_support::Connections, public ::testing::Wit
     }
     EXPECT_TRUE(remote.waitForEnd());
     EXPECT_TRUE(log.waitFor("Tovik: client: exception in a handler: boom"));
-    // The end of the other connections comes in turns of its own.
+    // The other connections end in separate turns.
     for (int turn = 0; turn < 3; ++turn) transport->call([] {});
   }
 };

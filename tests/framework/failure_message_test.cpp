@@ -16,7 +16,7 @@
 #include "support/latch.h"
 #include "support/rest.h"
 
-// The whole text of each message about a system call that failed, or about memory.
+// The whole text of each message about a failed system call or a lack of memory.
 
 namespace tovik {
 namespace {
@@ -42,7 +42,7 @@ class FailureMessage : public testing_support::Connections {
     EXPECT_TRUE(asleep);
   }
 
-  /// The messages of an act whose first, second … system call fails, up to that many.
+  /// The messages of an act whose first, second … system call fails, up to the given number.
   template <class Act>
   static Messages messagesOf(int calls, Act&& act) {
     Messages messages;
@@ -88,7 +88,7 @@ TEST_F(FailureMessage, OfAListenerNamesWhatFailed) {
                           "send_buffer_bytes: Protocol not available", listen + "Protocol not available",
                           listen + "Address already in use", listen + "Address already in use"));
   rest();
-  // Behind the call that asks for the address.
+  // After the call that reads the address.
   const auto failing = FailingCalls::oneOnly(9);
   EXPECT_EQ(server.startListening(address).message, "epoll_add: No space left on device");
 }
@@ -116,7 +116,7 @@ TEST_F(FailureMessage, OfWaitingForAConnectionNamesWhatFailed) {
   EXPECT_EQ(messageOf(0, 2), accept + "No buffer space available");
   EXPECT_EQ(messageOf(0, 3), accept + "Software caused connection abort");
   EXPECT_EQ(messageOf(1, 1), "poll: Cannot allocate memory");
-  // A shortage of the system is logged, what the peer did is not.
+  // Running out of a system resource is logged; an error that the peer caused is not.
   EXPECT_THAT(log.texts(), ElementsAre("Tovik: server: " + accept + "Too many open files",
                                        "Tovik: server: " + accept + "Too many open files in system",
                                        "Tovik: server: " + accept + "No buffer space available"));

@@ -52,7 +52,7 @@ TEST_F(Fairness, LetsAnotherConnectionBeServedBetweenTwoUnitsOfASlowHandler) {
   sent.open();
   ASSERT_TRUE(order->waitsFor("slow", 10));
   ASSERT_TRUE(order->waitsFor("other"));
-  // A connection that gave way is served once more in the same turn, before the worker polls again.
+  // A connection that has used up its share is served once more in the same turn, before the worker polls again.
   const Events events = order->events();
   EXPECT_THAT(Events(events.begin(), events.begin() + 3), ::testing::Contains("other"));
 }

@@ -18,14 +18,14 @@ using testing_support::HeldWorker;
 using testing_support::LoopbackSocket;
 using testing_support::PlacedTransport;
 
-/// A connection that is not up at once: the listener's queue is full until `accept` makes room in it. The kernel sends
-/// its request again after a second.
+/// A connection that is not up at once: the listener's queue is full until `accept` makes room in it. The kernel
+/// repeats its request after a second.
 class LateConnection : public testing_support::Connections {
  protected:
   void begin(int limit_ms = -1) {
     ASSERT_TRUE(connect(placed.transport, consumer, full.address(), limit_ms));
     ASSERT_TRUE(consumer.waitsFor("onNewConduit"));
-    // The turn of that event is over: no other one followed in it.
+    // The turn of that event is over: no other event followed in it.
     placed.transport.call([] {});
     ASSERT_EQ(consumer.events(), Events{"onNewConduit"});
   }

@@ -8,7 +8,8 @@
 namespace testing_support {
 namespace {
 
-/// Starts a thread that ends at once, and joins it. Who waits for that asleep wakes up too late to see it leaving.
+/// Starts a thread that ends at once, and joins it without sleeping: a sleeping thread would wake too late to see it
+/// exit.
 void startAndJoinAThread() {
   pthread_t thread{};
   ASSERT_EQ(::pthread_create(
@@ -17,7 +18,7 @@ void startAndJoinAThread() {
   while (::pthread_tryjoin_np(thread, nullptr) != 0) continue;
 }
 
-// What a test found before it began held a thread that was just leaving: in the end there was one too few.
+// The count before a test included a thread that was just exiting, so the count after it was one too low.
 TEST(HeldNow, DoesNotCountAJoinedThread) {
   const Held before = heldAtRest();
   for (int i = 0; i < 500; ++i) {

@@ -14,7 +14,7 @@ void expectLine(const std::string& text, unsigned long size) {
   EXPECT_EQ(end.size, size) << text;
 }
 
-/// Unfinished, and the first `searched` bytes need not be shown again.
+/// Unfinished, and the first `searched` bytes need not be searched again.
 void expectUnfinished(const std::string& text, unsigned long searched) {
   const UnitEnd end = endOf(text);
   EXPECT_FALSE(end.found) << text;

@@ -13,7 +13,7 @@
 #include "support/rest.h"
 #include "support/watchdog.h"
 
-// A listener that runs out of descriptors pauses, and accepts again in the end.
+// A listener that runs out of descriptors pauses, and accepts again later.
 
 namespace tovik {
 namespace {
@@ -44,7 +44,7 @@ class PausedServer : public ServerTest {
  protected:
   ~PausedServer() override { server.reset(); }
 
-  /// Connects, and the worker's call of the system of that number, counted from 0, is refused: the accepting.
+  /// Connects, and makes the worker's system call with the given number, counted from 0, fail: the accept.
   void isRefused(int number = 0) {
     EXPECT_TRUE(othersComeToRest([] { return true; }));
     const auto failing = FailingCalls::oneOnly(number);
@@ -104,7 +104,7 @@ TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfTheRefusalRestartsIt) {
   EXPECT_TRUE(qk::logging::RemoveHandler(handler));
 }
 
-// The turn that its stop had asked for took away the end of the pause that began in between.
+// The turn that its stop had requested cancelled the timer of the pause that started in between.
 TEST_F(PausedServer, AcceptsAgainWhenItIsRestartedJustBeforeAccepting) {
   auto restarting =
       std::make_unique<ActingServer>(*transport, Protocol::tcp, &generator, "server", false, nullptr, nullptr);
@@ -114,7 +114,7 @@ TEST_F(PausedServer, AcceptsAgainWhenItIsRestartedJustBeforeAccepting) {
   };
   server = std::move(restarting);
   listen();
-  // The restart makes the call before it.
+  // The restart makes system call 0.
   isRefused(1);
   endPause();
   expectToAccept();
@@ -129,7 +129,7 @@ TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfAnotherRefusalRestartsItJust
   const auto handler = qk::logging::AddHandler([&, first = true](const qk::logging::Record& /*record*/) mutable {
     if (!std::exchange(first, false)) return;
     restart(*server);
-    // The next call accepts its connection, in this turn still.
+    // The next call accepts its connection, still in this turn.
     failing.reset();
     failing.reset(new FailingCalls(FailingCalls::oneOnly(0)));
   });
@@ -152,7 +152,7 @@ TEST_F(PausedServer, AcceptsAgainWhenTheLogHandlerOfAnotherRefusalRestartsItJust
   other.reset();
 }
 
-// It gave up when it was short of memory for its next pause.
+// It stopped for good if there was no memory for its next pause.
 TEST_F(PausedServer, AcceptsAgainIfItCannotBeWatchedAfterItsPauseWhicheverAllocationFails) {
   if (!testing_support::heapIsOurs()) GTEST_SKIP() << "the sanitizer's operator new cannot be replaced";
   testing_support::Awaited<int> arrived;

@@ -29,7 +29,7 @@ Recorder& Recorder::givesNoAggregator(bool answer) {
 }
 
 void Recorder::onNewSocket(tovik::Socket& socket) {
-  // Not noted: it comes on the thread that connects, and belongs to no conduit yet.
+  // Not recorded: it runs on the thread that connects, and belongs to no conduit yet.
   if (socketAct) socketAct(socket);
 }
 

@@ -20,12 +20,12 @@ using Events = std::vector<std::string>;
 /// The events of a Recorder; outlives it.
 class EventLog {
  public:
-  /// Something that has happened. Data that comes in several pieces is one event.
+  /// Records an event that is over. Data that arrives in several pieces is one event.
   void note(const std::string& event) {
     begin(event);
     finish(event);
   }
-  /// An event that is being handled from now on.
+  /// Records an event whose handling starts.
   void begin(const std::string& event) {
     state_.change([&](State& state) { add(state.started, event); });
   }
@@ -33,7 +33,7 @@ class EventLog {
     state_.change([&](State& state) { add(state.done, event); });
   }
 
-  /// Waits until an event has been handled, so often; what was done in it may then be looked at.
+  /// Waits until an event has been handled the given number of times. The results of its handling may then be read.
   [[nodiscard]] bool waitsFor(const std::string& event, long times = 1) const {
     return state_.waitUntil(
         [&](const State& state) { return std::count(state.done.begin(), state.done.end(), event) >= times; });
@@ -57,18 +57,18 @@ class EventLog {
   Awaited<State> state_;
 };
 
-/// A consumer that notes its events, under the names of the operations, and keeps its data. What a test wants done
-/// inside an event it says with `when`, before the connection begins.
+/// A consumer that records its events, under the names of the operations, and keeps its data. A test sets an action for
+/// an event with `when`, before the connection starts.
 class Recorder : public tovik::Consumer {
  public:
   Recorder();
   ~Recorder() override;
 
-  /// The act runs in each event of that name, after the event has been noted. "data" is one too.
+  /// The act runs in each event of that name, after the event has been recorded. "data" is an event, too.
   Recorder& when(const std::string& event, std::function<void()> act);
-  /// Takes lines instead of bytes as they come.
+  /// Receives lines instead of bytes as they arrive.
   Recorder& takesLines();
-  /// Answers getDataAggregator with false, or with no aggregator.
+  /// Makes getDataAggregator return answer, without an aggregator.
   Recorder& givesNoAggregator(bool answer);
 
   const std::shared_ptr<EventLog>& eventLog() const { return eventLog_; }
@@ -124,16 +124,16 @@ class Recorder : public tovik::Consumer {
   tovik::TelnetPacketizer packetizer_;
 };
 
-/// The events of a connection that this side ended inside the event of that name; for the last two the peer ended it.
+/// The events of a connection that this side ended inside the given event; for the last two events, the peer ended it.
 Events eventsEndedIn(const std::string& event);
 
-/// The events of a connection up to that one.
+/// The events of a connection up to the given one.
 Events eventsUpTo(const std::string& event);
 
 /// The names of the events of a connection, in order.
 const Events& allEvents();
 
-/// Whether these are the events of one connection, whole and in order, wherever it ended.
+/// Whether these are all events of one connection, in order, at whatever stage it ended.
 bool isWholeLife(const Events& events);
 
 }  // namespace testing_support

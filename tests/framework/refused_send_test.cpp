@@ -28,12 +28,12 @@ class RefusedSend : public testing_support::Connections {
       const long taken = ::send(socket, piece.data(), size, MSG_DONTWAIT | MSG_NOSIGNAL);
       ASSERT_TRUE(taken > 0 || errno == EAGAIN);
       if (taken > 0) filled += piece.substr(0, static_cast<unsigned long>(taken));
-      // Down to single bytes: not even one of what follows may be taken.
+      // Down to single bytes, so that the kernel takes no further byte.
       if (taken < 0) size /= 10;
     }
   }
   void send(const std::string& bytes) { consumer.channel()->send(bytes.data(), bytes.size()); }
-  /// Waits for what the socket was filled with, and for the bytes behind it.
+  /// Receives the bytes that filled the socket, and then the given ones.
   void expectBehindTheFilling(const std::string& bytes) {
     EXPECT_TRUE(remote.receive(filled.size()) == filled);
     EXPECT_EQ(remote.receive(bytes.size()), bytes);

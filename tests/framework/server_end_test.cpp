@@ -9,7 +9,7 @@
 #include "server_fixture.h"
 #include "support/descriptor_limit.h"
 
-// How a server stops, whoever goes first: itself, its transport, its worker, or those who connect.
+// How a server stops, whichever ends first: the server, its transport, its worker, or its peers.
 
 namespace tovik {
 namespace {
@@ -162,7 +162,7 @@ TEST_F(ServerTest, WaitsForTheGeneratorThatIsBeingAskedWhenItStops) {
   EXPECT_TRUE(server->stopListening(-1));
   EXPECT_TRUE(returned);
   answerer.join();
-  // The answer came after the stop, or just before it: either way the connection has a consumer or has ended.
+  // The generator returned after the stop or just before it: in both cases the connection has a consumer or has ended.
   EXPECT_THAT(generator.consumers(), SizeIs(1));
 }
 

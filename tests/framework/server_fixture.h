@@ -22,7 +22,7 @@
 
 namespace testing_support {
 
-/// Gives a fresh consumer, which outlives the transport, for each connection.
+/// Provides a new consumer, which outlives the transport, for each connection.
 class Generator final : public tovik::ConsumerGenerator {
  public:
   tovik::Consumer* getConsumer() override {
@@ -34,20 +34,20 @@ class Generator final : public tovik::ConsumerGenerator {
     return &recorder;
   }
 
-  /// The consumer of the connection of that number, counted from 1.
+  /// The consumer of the connection with the given number, counted from 1.
   Recorder& consumer(unsigned long number) const {
     EXPECT_TRUE(given_.waitUntil([number](const auto& given) { return given.size() >= number; }));
     return *given_.get().at(number - 1);
   }
   std::vector<Recorder*> consumers() const { return given_.get(); }
 
-  // The worker reads these: to be set while it isn't asked.
+  // The worker reads these: set them only while no connection arrives.
   std::function<void()> act;
   std::function<void(Recorder&)> prepare;
   bool refuses = false;
 
  private:
-  std::deque<Recorder> kept_;  // the worker's alone
+  std::deque<Recorder> kept_;  // used by the worker only
   Awaited<std::vector<Recorder*>> given_;
 };
 

@@ -219,7 +219,7 @@ TEST_F(ServerTest, AsksTheGeneratorAfterTheTransportHasBegun) {
   LoopbackSocket remote;
   bool startedBefore = false;
   generator.act = [&] { startedBefore = callbacks.started; };
-  // In a turn of its own, so that the next one finds the connection before it runs the transport's.
+  // In a separate turn, so that the next turn finds the connection before it runs the transport's turn.
   placed.worker().post([&] {
     fresh = std::make_unique<Transport>(dispatcher.get(), Traits(), &callbacks, nullptr,
                                         std::tr1::function<void(WorkerThread*)>(), "fresh");

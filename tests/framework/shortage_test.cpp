@@ -29,7 +29,7 @@ class Shortage : public testing_support::ServerTest {
     return "Tovik: server: accept on " + server->address().printInet() + ": Too many open files";
   }
   long attempts() const { return log.count(refusal()); }
-  /// Connects, and returns when that has been refused.
+  /// Connects, and returns when the accept has failed.
   void connects() {
     waiting.connect(server->address());
     ASSERT_TRUE(log.waitFor(refusal()));
@@ -40,7 +40,7 @@ class Shortage : public testing_support::ServerTest {
   LoopbackSocket waiting = LoopbackSocket::unconnected();
 };
 
-// The connection still waits: without a pause every turn would try again.
+// The connection is still waiting: without a pause, every turn would try again.
 TEST_F(Shortage, IsRetriedWhenThePauseIsOverHoweverManyTurnsPassBefore) {
   {
     const testing_support::NoMoreDescriptors none;

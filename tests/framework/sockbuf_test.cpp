@@ -39,7 +39,7 @@ TEST_F(Sockbuf, SendsAShortTextInOnePieceWhenDestroyed) {
   EXPECT_THAT(channel.sent(), ElementsAre("PORT 127,0\r\n"));
 }
 
-// It kept a reference: the temporary was gone when it was used.
+// It kept a reference to a temporary that was destroyed before its use.
 TEST_F(Sockbuf, NeedsItsDestinationOnlyDuringItsConstruction) {
   {
     sockbuf buffer(SendDestination(&channel), nullptr);

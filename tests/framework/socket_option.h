@@ -6,7 +6,7 @@
 
 namespace testing_support {
 
-/// What the kernel says of a socket.
+/// The value of a socket option.
 inline int optionOf(const tovik::Socket& socket, int level, int name) {
   int value = -1;
   socklen_t size = sizeof value;

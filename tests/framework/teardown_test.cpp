@@ -23,8 +23,8 @@ using testing_support::Latch;
 using testing_support::LoopbackSocket;
 using testing_support::Recorder;
 
-/// A connection that lives through all its events, the last of them by the peer's doing; the parameter names the event
-/// in which something is done to it.
+/// A connection that has all its events and is ended by the peer. The parameter names the event in which the test acts
+/// on it.
 class InsideEvent : public testing_support::Connections, public ::testing::WithParamInterface<std::string> {
  protected:
   /// Connects, has the peer send a byte and end the connection, and does the act in the event.

@@ -139,7 +139,7 @@ TEST_F(SystemThread, PrintsItsNameAndWhetherItRuns) {
   EXPECT_EQ(textOf(runner), "thread runner, running");
 }
 
-/// The stack size of new threads while it lives.
+/// The stack size of new threads while the object exists.
 class StackSize {
  public:
   explicit StackSize(unsigned long bytes) {

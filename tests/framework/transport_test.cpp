@@ -26,7 +26,7 @@ using testing_support::Events;
 using testing_support::Latch;
 using testing_support::LoopbackSocket;
 
-/// Notes the start and the stop, which must come on the worker.
+/// Records the start and the stop, which must run on the worker.
 class Callbacks final : public ThreadCallbacks {
  public:
   explicit Callbacks(std::shared_ptr<EventLog> into) : eventLog_(std::move(into)) {}

@@ -12,7 +12,7 @@
 #include "support/rest.h"
 #include "support/watchdog.h"
 
-// One worker waits for another in a handler, in whatever way, and that one calls the first: neither waits forever.
+// A worker waits inside a handler for another worker, which calls the first one: neither waits forever.
 
 namespace tovik {
 namespace {
@@ -28,7 +28,7 @@ using testing_support::ScopedDispatcher;
 
 class MutualWait : public testing_support::LeakCheckedTest {
  protected:
-  /// What the other worker does in its handler while the first one waits for it, or is just about to.
+  /// Run by the other worker in its handler while the first one waits for it or is about to.
   void callBack() {
     inside.open();
     EXPECT_TRUE(waiting.waits());

@@ -12,8 +12,8 @@
 #include "support/rest.h"
 #include "support/watchdog.h"
 
-// While a handler waits for another worker nothing else of its transport runs; and a worker that is waited for,
-// directly or through others, is served, so that no circle of workers waits forever.
+// While a handler waits for another worker, no other handler of its transport runs. Calls of the workers that it waits
+// for, directly or through others, do run, so that no ring of workers waits forever.
 
 namespace tovik {
 namespace {
@@ -34,7 +34,8 @@ class WaitingWorker : public testing_support::LeakCheckedTest {
     for (WorkerThread* const worker : {&one, &other, &third}) EXPECT_TRUE(worker->start());
   }
 
-  /// One's handler waits for the other worker, until everybody has come to rest after `calling` has opened.
+  /// A handler of one worker waits for the other worker until, after `calling` has opened, all other threads are
+  /// blocked.
   void oneWaitsInAHandler() {
     one.post([this] {
       order.emplace_back("handler begins");
@@ -62,7 +63,7 @@ class WaitingWorker : public testing_support::LeakCheckedTest {
   WorkerThread third{"third"};
 };
 
-// Calls ran on top of the handler that waited.
+// Calls ran inside the waiting handler.
 TEST_F(WaitingWorker, RunsACallOfAHostThreadAfterItsHandler) {
   oneWaitsInAHandler();
   callOne();
@@ -139,7 +140,7 @@ TEST_F(WaitingWorker, ReturnsFromACycleOfThree) {
 }
 
 /// A consumer of one transport waits, inside an event, for the end of another transport's connection, whose consumer
-/// holds it until every other thread has come to rest.
+/// delays it until every other thread is blocked.
 class WaitingEvent : public testing_support::Connections {
  protected:
   ~WaitingEvent() override {
@@ -147,7 +148,7 @@ class WaitingEvent : public testing_support::Connections {
     transport.reset();
   }
 
-  /// Returns when the event waits.
+  /// Returns when the event is waiting.
   void waitsIn(const std::string& event, const std::function<void()>& wait) {
     Recorder& secondConsumer = another();
     secondPeer = peerOf(*second, secondConsumer);
@@ -177,7 +178,7 @@ class WaitingEvent : public testing_support::Connections {
                                                                   std::tr1::function<void(WorkerThread*)>(), "second");
 };
 
-// The transport was destroyed while its event was still to come back.
+// The transport was destroyed before its event had returned.
 TEST_F(WaitingEvent, HasReturnedWhenTheTransportIsDestroyedOnAnotherThread) {
   waitsIn("data", [this] { EXPECT_TRUE(second->deactivateAllConduits(-1)); });
   acting.open();

@@ -75,7 +75,7 @@ class HandlersOfAWorker : public testing_support::LeakCheckedTest {
   WorkerThread worker{"counted", clock};
 };
 
-/// What a handler posts has its turn in the next one.
+/// What a handler posts runs in the next turn.
 TEST_F(HandlersOfAWorker, TakeAWakeUpForEachTurn) {
   unsigned long long first = 0;
   unsigned long long second = 0;

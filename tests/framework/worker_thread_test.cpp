@@ -61,7 +61,7 @@ class Worker : public testing_support::LeakCheckedTest {
   /// A descriptor that the worker watches, and the latch that opens when it becomes readable.
   Watched watched() {
     const Watched watched;
-    // A new descriptor is writable at once: that first call is not the one to wait for.
+    // A new descriptor is writable at once: that first call is ignored.
     Latch first;
     handler.ready = [&] { first.open(); };
     worker.call([&] { EXPECT_TRUE(worker.watch(watched.descriptor->number(), handler)); });
@@ -283,7 +283,7 @@ TEST_F(Worker, ReportsAWatchedDescriptor) {
   EXPECT_TRUE(ready->waits());
 }
 
-// It got new descriptors for its loop then, and forgot what it watched.
+// It created new descriptors for its loop then, and lost what it watched.
 TEST_F(Worker, ContinuesWatchingWhenItIsStartedASecondTime) {
   const auto [ready, descriptor] = watched();
   EXPECT_EQ(worker.start().message, "thread worker is already running");
@@ -301,7 +301,7 @@ TEST(WorkerThreadDeathTest, DebugBuildsEndTheProgramThatCallsOnAnotherThread) {
 }
 #endif
 
-// Tasks that wait at the end stand in one long chain, whose end must not need a stack as long.
+// Tasks that are waiting at the end are in one long chain, whose destruction must not recurse.
 TEST_F(Worker, EndsWithAnyNumberOfTasksWaiting) {
   auto ending = std::make_unique<WorkerThread>("ending");
   ASSERT_TRUE(ending->start());

@@ -14,8 +14,8 @@
 #include "support/rest.h"
 #include "support/watchdog.h"
 
-// A turn of a worker runs the calls that stand there at its start. However many threads call, its connections, timers
-// and tasks go on.
+// A turn of a worker runs only the calls that were waiting when it started. However many threads call, its connections,
+// timers and tasks are served.
 
 namespace tovik {
 namespace {
@@ -34,11 +34,12 @@ class ActingHandler final : public EventHandler {
   std::function<void()> act;
 };
 
-/// As many calls as there are callers wait whenever one has run: a worker that runs calls until there is none has no
-/// end of them.
+/// As many calls as there are callers wait whenever one has run: a worker that ran calls until none is left would never
+/// finish.
 class FloodOfCalls : public testing_support::Connections {
  protected:
-  /// Calls until what is awaited has come so often, or has failed to come after every call that stood there.
+  /// Calls until the awaited event has happened the given number of times, or has failed to follow all calls that were
+  /// waiting.
   void call(const std::function<void()>& inEach) {
     std::vector<std::thread> threads;
     for (int i = 0; i < callingThreads; ++i)
@@ -48,7 +49,7 @@ class FloodOfCalls : public testing_support::Connections {
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(came, rounds);
   }
-  /// The awaited event, or one that is known to be ready from now on.
+  /// Called when the awaited event has happened, or is known to be ready from now on.
   void comes() {
     callsSince = 0;
     if (++came == rounds) over = true;
@@ -60,7 +61,7 @@ class FloodOfCalls : public testing_support::Connections {
   PlacedTransport placed{dispatcher.get()};
   std::atomic<bool> over{false};
 
-  // The worker's.
+  // Used by the worker only.
   int callsSince = 0;
   int came = 0;
 
@@ -75,7 +76,7 @@ class FloodOfCalls : public testing_support::Connections {
   }
 };
 
-// Calls ran until there was none, and with so many callers there always was one.
+// Calls ran until none was left, and with so many callers there always was one.
 TEST_F(FloodOfCalls, DoesNotStarveTasks) {
   const auto handler = std::make_shared<ActingHandler>();
   const auto arm = [&] { placed.worker().schedule(handler); };
@@ -115,7 +116,7 @@ TEST_F(FloodOfCalls, DoesNotStarveConnections) {
   });
   call([&] {
     if (ready) return;
-    // From here on the worker need only look.
+    // From now on the connection is ready, and the worker only has to poll.
     remote.send("x");
     pollfd arrival{descriptor, POLLIN, 0};
     EXPECT_EQ(::poll(&arrival, 1, 30'000), 1);

@@ -29,7 +29,7 @@ void logOne(int thread, int number) {
   QK_LOG(LogLevel::Warning) << "thread " << thread << " record " << number << ' ' << std::string(64, 'x');
 }
 
-/// Runs the work on all threads at once and returns when the last has done it.
+/// Runs the work on all threads at once and returns when the last one has finished.
 void runOnThreads(const std::function<void(int thread)>& work) {
   std::latch start(threadCount);
   std::vector<std::jthread> threads;
@@ -41,7 +41,7 @@ void runOnThreads(const std::function<void(int thread)>& work) {
   }
 }
 
-/// How often each expected text is in the records; a text that nobody logged counts under its own name.
+/// How often each text is in the records; unexpected texts are counted, too.
 std::map<std::string, int> countsOf(const std::vector<std::string>& texts) {
   std::map<std::string, int> counts;
   for (int thread = 0; thread < threadCount; ++thread) {

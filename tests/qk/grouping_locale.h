@@ -15,7 +15,7 @@ inline std::locale groupingLocale() {
   return {std::locale::classic(), new Punctuation};
 }
 
-/// The process's global locale while it lives.
+/// The global locale of the process while the object exists.
 class GlobalLocale {
  public:
   explicit GlobalLocale(const std::locale& locale) : former_(std::locale::global(locale)) {}

@@ -32,7 +32,7 @@ class Handlers : public ::testing::Test {
     return added_.back();
   }
 
-  /// A handler that notes its name and the text.
+  /// A handler that records its name and the text.
   HandlerId addNoting(const std::string& name) {
     return add([this, name](const Record& record) { notes_.push_back(name + ":" + record.text); });
   }

@@ -7,7 +7,7 @@
 
 namespace qk::logging {
 
-/// Standard error as it was before; there again when this is destroyed, whatever has taken its place meanwhile.
+/// Saves standard error, and restores it on destruction if it was replaced meanwhile.
 class KeptStandardError {
  public:
   KeptStandardError() : original_(checked(::dup(STDERR_FILENO))) {}

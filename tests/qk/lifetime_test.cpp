@@ -24,7 +24,7 @@ struct AtExit {
   std::function<void()> action;
 };
 
-// Before the first record of the process, so gone after all that the library makes for it.
+// Created before the first record of the process, so destroyed after everything that the library creates for it.
 AtExit atExit;
 
 std::vector<std::string> textsLoggedByAStaticConstructor() {
@@ -71,7 +71,7 @@ TEST(LifetimeDeathTest, HandlersReceiveTheRecordsOfStaticDestructors) {
 TEST(Lifetime, DestructorsAtTheEndOfAThreadMayLog) {
   const RecordCollector collector;
   std::thread([] {
-    // Made before the thread's stream, so gone after whatever was made with the stream.
+    // Created before the thread's stream, so destroyed after everything that was created with the stream.
     thread_local const LogsWhenDestroyed object{"late " + std::string(1000, 'x')};
     QK_LOG(LogLevel::Warning) << "before " << object.text.size();
   }).join();

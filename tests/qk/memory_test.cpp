@@ -16,7 +16,7 @@ using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 
-/// False: the work ran out of the allocations granted to it.
+/// Returns false if the work needs more than the given number of allocations.
 template <typename Work>
 bool runsWithin(int allocations, Work work) {
   const testing_support::ScarceMemory memory(allocations);
@@ -24,7 +24,7 @@ bool runsWithin(int allocations, Work work) {
   return !testing_support::allocationsWereRefused();
 }
 
-/// Runs the work with no allocation, with one, with two … until they suffice, and checks after each time.
+/// Runs the work with 0, 1, 2 … allocations until they suffice, and checks after each run.
 template <typename Work, typename Check>
 void untilItSuffices(Work work, Check check) {
   bool sufficed = false;
@@ -80,12 +80,12 @@ TEST_F(Memory, AStatementThatRunsOutOfItNeitherThrowsNorAffectsTheNextRecord) {
   });
 }
 
-// A thread's first site threw std::bad_alloc where there was no memory for the thread's stream.
+// The first log statement of a thread threw std::bad_alloc if there was no memory for the thread's stream.
 TEST_F(Memory, AStatementWithoutMemoryForItsThreadsStreamEmitsItsRecord) {
   std::string arrived;
   const HandlerId id = AddHandler([&arrived](const Record& record) { arrived = record.text; });
   bool sufficed = true;
-  // A text and a record that are so short need no memory.
+  // So short a text and record need no memory.
   std::thread([&sufficed] { sufficed = runsWithin(0, [] { QK_LOG(LogLevel::Warning) << "short " << 12; }); }).join();
   EXPECT_FALSE(sufficed);
   EXPECT_EQ(arrived, "short 12");

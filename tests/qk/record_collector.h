@@ -9,7 +9,7 @@
 
 namespace qk::logging {
 
-/// A handler that keeps what it gets, installed for as long as the collector lives. Any thread.
+/// A handler that keeps the records it receives; installed while the collector exists. Any thread.
 class RecordCollector {
  public:
   RecordCollector() : id_(AddHandler([kept = kept_](const Record& record) { kept->add(record); })) {}
@@ -31,7 +31,7 @@ class RecordCollector {
   }
 
  private:
-  /// Shared with the handler, which another thread may be inside when the collector goes.
+  /// Shared with the handler, which another thread may be running when the collector is destroyed.
   struct Kept {
     void add(const Record& record) {
       const std::lock_guard lock(mutex);

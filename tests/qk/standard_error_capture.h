@@ -11,7 +11,7 @@
 
 namespace qk::logging {
 
-/// Takes the place of standard error while it lives and tells one write from the next: each is a packet of its own.
+/// Replaces standard error while it exists and keeps the writes apart: each one is a separate packet.
 class StandardErrorCapture {
  public:
   StandardErrorCapture() {

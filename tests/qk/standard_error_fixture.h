@@ -13,7 +13,7 @@ namespace qk::logging {
 /// Captures what is written to standard error.
 class StandardError : public ::testing::Test {
  protected:
-  /// The text's part of the line that is written for it.
+  /// The part of the written line that shows the text.
   std::string shown(const std::string& text) {
     LogMessage(LogLevel::Warning, 0, 1, nullptr, "file.cpp", 12, text, "");
     const auto writes = capture_.writes();

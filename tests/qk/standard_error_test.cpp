@@ -18,7 +18,7 @@ using ::testing::EndsWith;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 
-/// The process's time zone while it lives. One thread only.
+/// The time zone of the process while the object exists. One thread only.
 class TimeZone {
  public:
   explicit TimeZone(const char* zone) {

@@ -49,7 +49,7 @@ TEST(ClosedStandardError, LosesALineAboutAHandlerSilently) {
   EXPECT_THAT(capture.writes(), ElementsAre(EndsWith(" next\n")));
 }
 
-/// Takes the place of standard error while it lives: a pipe that holds one page and makes its writer wait for more.
+/// Replaces standard error while it exists: a pipe that holds one page, so that a longer write blocks.
 class NarrowStandardError {
  public:
   NarrowStandardError() {
@@ -91,7 +91,7 @@ class NarrowStandardError {
 
 std::atomic<int> signalsTaken = 0;
 
-/// Has SIGUSR1 counted while it lives; a system call that waits ends with EINTR then.
+/// Counts SIGUSR1 while it exists. The signal ends a blocking system call with EINTR.
 class InterruptingSignal {
  public:
   InterruptingSignal() {

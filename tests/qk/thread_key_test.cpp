@@ -12,7 +12,7 @@
 namespace qk::logging {
 namespace {
 
-/// Leaves the process no thread-specific key while it lives.
+/// Uses up all thread-specific keys of the process while it exists.
 class NoKeyLeft {
  public:
   NoKeyLeft() {
@@ -48,7 +48,7 @@ int logsInside() {
   return 255;
 }
 
-// The library keeps the key that it once has, so each of these is a process that has not logged yet.
+// The library keeps its key once created, so each of these tests runs in a process that has not logged yet.
 
 TEST(WithoutAThreadKeyDeathTest, TheThreadsStreamCannotBeCreated) {
   const auto ask = [] {
@@ -58,7 +58,7 @@ TEST(WithoutAThreadKeyDeathTest, TheThreadsStreamCannotBeCreated) {
   EXPECT_EXIT(ask(), ::testing::ExitedWithCode(0), "");
 }
 
-// The site threw std::system_error, from wherever the host or the library happened to log.
+// The log statement threw std::system_error, wherever the host or the library happened to log.
 TEST(WithoutAThreadKeyDeathTest, AStatementEmitsItsRecord) {
   const auto log = [] {
     const NoKeyLeft none;

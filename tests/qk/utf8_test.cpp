@@ -9,8 +9,8 @@
 namespace qk::logging {
 namespace {
 
-/// Lead bytes that may be followed by the same second bytes. What other second bytes would make is overlong, a
-/// surrogate, above U+10FFFF or a control character.
+/// Lead bytes that may be followed by the same second bytes. Any other second byte would form an overlong sequence, a
+/// surrogate, a number above U+10FFFF or a control character.
 struct Row {
   int firstLead;
   int lastLead;

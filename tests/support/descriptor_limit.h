@@ -5,8 +5,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-// clang's sanitizer of undefined behaviour opens a pipe now and then to look at an object, and raises a false alarm
-// when it gets none.
+// clang's undefined behaviour sanitizer sometimes opens a pipe to inspect an object, and reports a false error if it
+// can't.
 #if defined(__has_feature)
 #if __has_feature(undefined_behavior_sanitizer)
 #define DESCRIPTORS_MUST_NOT_RUN_OUT
@@ -15,7 +15,7 @@
 
 namespace testing_support {
 
-/// Whether a test of this build may be without descriptors.
+/// Whether the tests of this build may run out of descriptors.
 constexpr bool descriptorsMayRunOut() {
 #ifdef DESCRIPTORS_MUST_NOT_RUN_OUT
   return false;
@@ -24,12 +24,12 @@ constexpr bool descriptorsMayRunOut() {
 #endif
 }
 
-/// While it lives the process gets no further descriptor.
+/// While it exists, the process gets no more descriptors.
 class NoMoreDescriptors {
  public:
   NoMoreDescriptors() {
     EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &before_), 0);
-    // The system always gives the lowest free number: a limit right there leaves none.
+    // The system always uses the lowest free number, so this limit leaves none.
     const int lowestFree = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     EXPECT_GE(lowestFree, 0);
     ::close(lowestFree);

@@ -4,13 +4,13 @@
 
 namespace testing_support {
 
-/// Opens once; until then `waits` holds its caller.
+/// Opens once; until then `waits` blocks.
 class Latch {
  public:
   void open() {
     opened_.change([](bool& opened) { opened = true; });
   }
-  /// False when the deadline passes first.
+  /// Returns false if the deadline passes first.
   [[nodiscard]] bool waits() const {
     return opened_.waitUntil([](bool opened) { return opened; });
   }
