@@ -44,7 +44,12 @@ template <ConnectionLinks Connection::*links>
 class ConnectionList {
  public:
   Connection* first() const { return first_; }
-  static Connection* next(const Connection& connection) { return (connection.*links).next; }
+
+  /// f must not change the list.
+  template <class F>
+  void forEach(F f) const {
+    for (Connection* each = first_; each != nullptr; each = (each->*links).next) f(*each);
+  }
 
   void add(Connection& connection) {
     ConnectionLinks& added = connection.*links;

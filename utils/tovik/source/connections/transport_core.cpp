@@ -132,8 +132,7 @@ void TransportCore::endConnections(const ConsumerRecord* record) {
 
 void TransportCore::endConnectionsSoon() noexcept {
   const qk::MutexLock lock(mutex_);
-  for (Connection* each = connections_.first(); each != nullptr; each = connections_.next(*each))
-    each->requestEnd(dirFailed);
+  connections_.forEach([](Connection& each) { each.requestEnd(dirFailed); });
 }
 
 void TransportCore::refuseNew() {
