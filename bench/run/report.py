@@ -101,7 +101,7 @@ def costs(plan, traces):
         yield f"- {name}, {mode}: " + ", ".join(calls) + "."
     yield (
         "\nInstructions by program file. `ftp_bench` contains the library, which is linked statically, and the host. "
-        "*Other code* is in no file that the tracer can name.\n"
+        "*Other code* is code that the tracer can't assign to a file.\n"
     )
     for (who, mode), trace in traces.items():
         name = {"own": "Ours", "bare": "The bare loop"}[who]
