@@ -15,8 +15,9 @@ enum class EndCause {
 /// One connection as its consumer sees it: sends bytes and ends the connection.
 ///
 /// Threads:   send, sendFile, bringDown and bringDownWhenSent by any thread; the rest on the transport's worker.
-/// Ownership: the framework's. A consumer that has not called release may call it while both the consumer and the
-///            transport exist, even long after the connection ended. Calls on a channel that is down have no effect.
+/// Ownership: the framework's. A consumer may use the channel until it calls release, while both the consumer and the
+///            transport exist, even long after the connection has ended. Calls on a channel that is down have no
+///            effect.
 class TOVIK_API Channel {
  public:
   virtual ~Channel() = default;
@@ -25,8 +26,8 @@ class TOVIK_API Channel {
   /// sent as soon as the kernel takes it. A failure ends the connection.
   virtual void send(const char* data, unsigned long size) = 0;
 
-  /// Sends size bytes of a file from offset on, after everything sent before. If the file turns out to be
-  /// shorter, the connection ends as failed.
+  /// Sends size bytes of a file from offset on, after everything sent before. If the file turns out to be shorter, the
+  /// connection ends as failed.
   virtual void sendFile(Descriptor file, long offset, unsigned long size) = 0;
 
   /// Ends the connection. When called on the worker, no more data reaches the consumer, not even data that has been

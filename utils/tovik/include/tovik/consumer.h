@@ -26,8 +26,8 @@ class TOVIK_API SocketCreationCallback {
 ///            onChannelDown; last onConduitInactive. If the conduit never gets connected, onConduitInactive follows
 ///            onNewConduit. No event is repeated or lost, and none follows onConduitInactive.
 /// Ownership: a consumer that ever had a connection is retired with Transport::retire, or outlives the transport.
-/// Callbacks: an event may do anything, destroying the transport included. An exception that leaves an event is logged
-///            at level 30 and ends every connection of the transport; of the connection whose event it was, only the
+/// Callbacks: an event may do anything, including destroying the transport. An exception that leaves an event is logged
+///            at level 30 and ends every connection of the transport. For the connection whose event threw, only the
 ///            end is still reported.
 class TOVIK_API Consumer : public SocketCreationCallback {
  public:

@@ -13,7 +13,7 @@
 
 namespace tovik {
 
-/// The process-wide store of dispatchers. It starts empty. Neither the store nor the workers in it are ever destroyed:
+/// The process-wide store of dispatchers. It starts empty. The store and the workers in it are not destroyed at exit:
 /// sessions continue while the program exits, and static destructors may end them.
 ///
 /// Threads: any.

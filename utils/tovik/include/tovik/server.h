@@ -52,7 +52,7 @@ class TOVIK_API Server : public ApplicationBase, public Thread {
   /// Accepts no more connections; does not wait. Peers that connect stay in the backlog.
   void stop() override;
   /// Waits until a running call of the generator has returned, for at most limit_ms milliseconds (-1: without limit).
-  /// Returns true at once on the worker, also inside the generator.
+  /// Returns true at once on the worker, including inside the generator.
   bool join(int limit_ms) override;
   bool is_running() const override;
 

@@ -25,9 +25,9 @@ class WorkerThread;
 /// Ownership: owns its connections; borrows the callbacks and the factory, which outlive it.
 class TOVIK_API Transport {
  public:
-  /// Assigns the transport for life to the worker of the dispatcher that serves the fewest transports. `onWorker` is
-  /// called once, on the worker, before the first event. Callbacks and factory may be null, the function and the name
-  /// empty. Throws Exception if the dispatcher is null.
+  /// Assigns the transport for life to the dispatcher's worker with the fewest transports. `onWorker` is called once,
+  /// on the worker, before the first event. Callbacks and factory may be null, the function and the name empty. Throws
+  /// Exception if the dispatcher is null.
   Transport(DispatchGenerator* dispatcher, Traits traits, ThreadCallbacks* callbacks, Factory* factory,
             std::tr1::function<void(WorkerThread*)> onWorker, const std::string& name);
   Transport(const Transport&) = delete;
@@ -53,7 +53,7 @@ class TOVIK_API Transport {
 
   /// Takes ownership of a consumer, ends its connections without notifying it, and destroys it: at once, on this
   /// thread, if none of its events is running and no connection is left, otherwise on the worker, as soon as the
-  /// running event has returned. It receives no event that had not started before. Null has no effect.
+  /// running event has returned. No further event of the consumer starts. Null has no effect.
   void retire(Consumer* consumer);
 
   /// The statistics of all its connections so far. Any thread; never waits.

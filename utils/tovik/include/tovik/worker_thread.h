@@ -70,7 +70,7 @@ class TOVIK_API WorkerThread : private Thread {
   /// Turns a watchInput into a watch.
   Result watchOutput(int descriptor, EventHandler& handler);
   /// Calls the handler in every turn in which the descriptor has input (level-triggered), until `unwatch`. The handler
-  /// must exist until a turn that is requested after `unwatch`. Any thread.
+  /// must exist until a turn that was requested after `unwatch` has started. Any thread.
   Result watchArrivals(int descriptor, EventHandler& handler);
   /// Must be called before the descriptor is closed. Any thread.
   void unwatch(int descriptor);

@@ -40,7 +40,7 @@ class Acceptor final : public EventHandler,
   /// Waits until a running call of the server has returned, for at most limit_ms milliseconds (-1: without limit).
   /// Returns true at once on the worker.
   bool wait(int limit_ms);
-  /// True also while the last call of the server is running.
+  /// Stays true until the last call of the server has returned.
   bool isOpen() const;
 
   /// Asks the generator for a consumer and adds the connection to the transport; closes it if there is no consumer.

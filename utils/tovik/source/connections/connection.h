@@ -25,7 +25,7 @@ struct ConnectionLinks {
 ///            which it ends.
 class Connection : public Conduit, public EventHandler, public std::enable_shared_from_this<Connection> {
  public:
-  /// Ends the connection now and notifies its consumer before it returns, also when called from inside one of the
+  /// Ends the connection now and notifies its consumer before it returns, even if it is called inside one of the
   /// connection's own events. direction: a SocketDir.
   virtual void end(int direction) = 0;
   /// Ends the connection in a separate turn. Only the first request counts.

@@ -16,7 +16,7 @@ class TransportCore;
 ///
 /// Threads:   the transport's worker only.
 /// Ownership: holds the consumer's record; borrows the connection and the transport's core, which outlive it.
-/// Callbacks: a consumer may do anything in an event, ending this connection included.
+/// Callbacks: a consumer may do anything in an event, including ending this connection.
 class ConsumerNotifier {
  public:
   /// TransportCore::add holds the record for the connection; conduitInactive releases it.
@@ -25,7 +25,7 @@ class ConsumerNotifier {
   ConsumerNotifier(const ConsumerNotifier&) = delete;
   ConsumerNotifier& operator=(const ConsumerNotifier&) = delete;
 
-  /// Whether data may be delivered: the channel is up, and the consumer neither failed nor retired.
+  /// Whether data may be delivered: the channel is up, and the consumer has neither failed nor been retired.
   bool takesData() const;
   /// Whether an exception has left an event.
   bool hasFailed() const { return failed_; }

@@ -28,7 +28,7 @@ class ConsumerRecord {
 
   /// False once the consumer is retired.
   [[nodiscard]] bool hold();
-  /// The holders that remain: others, none, or none of a retired consumer, which the caller destroys.
+  /// What remains after a release: other holders, none, or none while the consumer is retired: the caller destroys it.
   enum class Remaining { others, none, noneAndRetired };
   [[nodiscard]] Remaining release();
   /// True if there is no holder: the caller destroys the consumer.

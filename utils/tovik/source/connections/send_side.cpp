@@ -36,7 +36,7 @@ void SendSide::send(const char* data, unsigned long size) {
   if (taken == size) return;
   try {
     output_.add(data + taken, size - taken);
-    // Only a socket that has refused bytes, and is watched for it, reports when it takes more.
+    // The worker reports that the socket takes more bytes only if it has refused some and is watched for output.
     if (taken > 0 || !outputWatched_) requestTurn();
   } catch (const std::bad_alloc&) {
     connection_->requestEnd(dirFailed);

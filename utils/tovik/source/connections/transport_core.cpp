@@ -118,8 +118,8 @@ void TransportCore::onReady(unsigned /*events*/) {
 
 void TransportCore::endConnections() { endConnections(nullptr); }
 
-/// Of one consumer, or all if record is null. One at a time, and only those that exist now: a consumer that is notified
-/// may end others, or start new ones, which continue.
+/// Ends the connections of one consumer, or all if record is null. Ends them one at a time, and only those that exist
+/// now: a consumer that is notified may end others, or start new ones, which continue.
 void TransportCore::endConnections(const ConsumerRecord* record) {
   worker_->requireCurrent();
   unsigned long long last = 0;
@@ -149,7 +149,7 @@ void TransportCore::close() {
     listeners.swap(closeListeners_);
   }
   for (const auto& listener : listeners) listener->onTransportClose();
-  // The turn that would start it may run only after the callbacks have been destroyed.
+  // Not left to the turn that was requested for it: the callbacks may have been destroyed when that turn runs.
   start();
   endConnections();
   try {
@@ -184,7 +184,8 @@ std::shared_ptr<ConsumerRecord> TransportCore::takeRetired() {
   return taken;
 }
 
-/// Of one consumer, or all if record is null. Returns null if there is none or its number is higher.
+/// Returns the first connection of one consumer, or of all if record is null; null if there is none or its number is
+/// higher.
 std::shared_ptr<Connection> TransportCore::firstConnection(const ConsumerRecord* record,
                                                            unsigned long long highestNumber) {
   const qk::MutexLock lock(mutex_);

@@ -97,7 +97,7 @@ class TransportCore final : public EventHandler, public std::enable_shared_from_
   void endConnections(const ConsumerRecord* record);
   std::shared_ptr<Connection> firstConnection(const ConsumerRecord* record, unsigned long long highestNumber);
 
-  const std::shared_ptr<WorkerThread> worker_;  // ends with its dispatcher; a listener may outlive both
+  const std::shared_ptr<WorkerThread> worker_;  // shared: a server may outlive the thread and the dispatcher
   const Traits traits_;
   ThreadCallbacks* const callbacks_;
   Factory* const factory_;

@@ -59,7 +59,7 @@ Controller::Controller(const connection_data_t& connectionData, FTPclient* ftpCl
   transport = makeTransport(dispatcherName, traits, callbacks);
 }
 
-// Both in one step on the worker, so that the client can start nothing new when it is notified of the end.
+// Refuses and stops in one step on the worker, so that the client can't start anything when it is notified of the end.
 Controller::~Controller() {
   if (transport != nullptr)
     transport->call([this] {
@@ -120,7 +120,7 @@ class Controller::Operation {
 
 Result Controller::refuseBusy() const { return failure(nameOf(command) + std::string(" still active")); }
 
-/// Runs act on the worker, where no event of the session can come in between.
+/// Runs act on the worker, so that no event of the session runs at the same time.
 Result Controller::perform(const std::function<void()>& act) {
   Result result;
   const auto onWorker = [&] { result = begin(act); };

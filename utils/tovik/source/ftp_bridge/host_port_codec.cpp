@@ -9,7 +9,7 @@ namespace tovik::ftp {
 
 namespace {
 
-/// Empty fields are skipped: several commas in a row separate like one, and commas at the ends are ignored.
+/// Empty fields are skipped: several commas in a row count as one, and commas at the ends are ignored.
 std::vector<std::string> splitAtCommas(const std::string& text) {
   std::vector<std::string> fields;
   fields.reserve(6);
@@ -22,7 +22,7 @@ std::vector<std::string> splitAtCommas(const std::string& text) {
   return fields;
 }
 
-/// The numbers are not checked: of the high part only the low byte counts, and the low part is added unmasked.
+/// The numbers are not checked: only the low byte of the high part counts, and the low part is added unmasked.
 unsigned short portOf(const std::string& high, const std::string& low) {
   const auto number = [](const std::string& field) { return std::strtoul(field.c_str(), nullptr, 10); };
   return static_cast<unsigned short>((number(high) << 8U) + number(low));

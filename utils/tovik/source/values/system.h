@@ -6,7 +6,7 @@
 #include <sys/socket.h>
 
 /// All system calls of the framework. Each function makes the call of that name and leaves errno as the call does. A
-/// test program that defines all of them replaces them: the linker then leaves this object of the static library out.
+/// test program that defines all of them replaces them: the linker then omits this object file of the static library.
 namespace tovik::sys {
 
 int socket(int domain, int type, int protocol);

@@ -4,7 +4,8 @@
 /// notified of every outcome.
 ///
 /// Threads:   all events of a session and all its FTPclient callbacks run on one worker thread of the framework, one at
-///            a time. Any thread may call any operation of the Controller at any time, also from inside a callback.
+///            a time. Any thread may call any operation of the Controller at any time, including from inside a
+///            callback.
 /// Callbacks: a callback may do anything: start the next command, stop the session, destroy the Controller.
 
 #include <netinet/in.h>
@@ -62,8 +63,8 @@ struct TOVIK_API connection_data_t {
 /// The callbacks that a host implements to receive a session's outcomes.
 ///
 /// Threads:   every callback runs on the session's worker thread. Some run while another thread is blocked in an
-///            operation of the Controller: onNlstFailed and onRetrieveFailed during getNlst and getFile, when the data
-///            connection can't be set up, and onDisconnected during stop and the destructor.
+///            operation of the Controller: onNlstFailed and onRetrieveFailed during getNlst and getFile, if the
+///            listener for active mode can't be opened, and onDisconnected during stop and the destructor.
 /// Ownership: arguments are valid only during the call, except the content passed to onRetrieve, which the client owns.
 /// Callbacks: when a callback reports the end of a command, the controller is idle again, so the client may start the
 ///            next command inside it.
@@ -101,7 +102,8 @@ class TOVIK_API FTPclient {
   virtual void onRetrieveFailed(const std::string& fileName, const std::string& text) = 0;
 };
 
-/// The command whose reply the interpreter awaits. 0 to 3 are used until the login is done, the others after it.
+/// The command whose reply the interpreter awaits. Replies are accepted for 0 to 3 before the login is done, and for
+/// the others after it.
 enum class pending_e : std::int32_t { none, user, password, account, port, passive, pwd, cwd, cdup, nlst, retr, quit };
 
 /// The consumer of the control connection. Reads the server's replies, performs the login, matches each later reply
@@ -233,8 +235,8 @@ class TOVIK_API DataConnection : public Server {
 ///            use it afterwards. An operation runs on the session's worker, between two callbacks, and returns when it
 ///            has run: the command's log line is written and the command is sent. The caller therefore waits for a
 ///            callback that is running, and must not hold a lock that a callback takes; this includes stop and the
-///            destructor. statistics never waits, and no operation waits inside a callback. A log handler must not
-///            destroy the session that logs.
+///            destructor. statistics never waits, and an operation that is called inside a callback of the same session
+///            runs at once. A log handler must not destroy the session that logs.
 /// Ownership: borrows the client and the thread callbacks, which must outlive it. Received data that the client does
 ///            not own yet, of a failed transfer or of one in progress, is not freed by the destructor.
 /// Errors:    operations return a Result. If another command is in progress, an operation changes nothing and fails
@@ -271,9 +273,9 @@ class TOVIK_API Controller {
   /// Changes to the parent directory (CDUP). Ends with onCdup or onCdupFailed.
   Result cdUp();
   /// Lists the current directory (NLST). Ends with onNlst or onNlstFailed. usePassive: PASV if true, PORT if false.
-  /// Returns success even if the data connection can't be set up: onNlstFailed has then run inside the call. If the
-  /// client calls it again inside that callback and so on, the 33rd nested call returns a failed Result and makes no
-  /// callback.
+  /// Returns success even if the listener for active mode can't be opened: onNlstFailed has then run inside the call.
+  /// If the client calls it again inside that callback and so on, the 33rd nested call returns a failed Result and
+  /// makes no callback.
   Result getNlst(bool usePassive);
   /// Retrieves a whole file (RETR) into memory. Ends with onRetrieve or onRetrieveFailed. The name is sent unchanged;
   /// otherwise as getNlst.
