@@ -6,7 +6,7 @@
 
 namespace qk::logging {
 
-/// Writes the record as one line, in one write. Throws std::bad_alloc before anything is written.
+/// Writes the record as one line, in one write. If memory runs out, writes nothing and throws std::bad_alloc.
 void writeToStandardError(const Record& record);
 
 /// Writes a line about a failure of the library itself, with the detail escaped. If memory runs out, the line says only
