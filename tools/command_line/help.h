@@ -10,8 +10,8 @@ namespace command_line {
 /// than a line; keeps existing line ends. Indents every line but the first; the indent doesn't count as columns.
 std::string wrapped(std::string_view text, std::size_t columns, std::size_t indent);
 
-/// Formats the help of a tool to fit the terminal on standard output, with at most 80 columns; 80 if it is no terminal.
-/// Puts the description of an option beside the option if the terminal is wide enough, otherwise below it.
+/// Formats the help of a tool to fit the terminal on standard output, with at most 80 columns; 80 if it is not a
+/// terminal. Puts the description of an option beside the option if the terminal is wide enough, otherwise below it.
 class Help final : public CLI::Formatter {
  public:
   Help();

@@ -22,8 +22,8 @@ class DirectoryWriter {
   /// Creates the directory if it doesn't exist. Fails if files can't be created in it.
   tovik::Result open(const std::string& directory);
 
-  /// The file appears under its name only when it is complete; after a failure nothing of it remains. The name must be
-  /// a plain file name.
+  /// The file appears under its name only when it is complete; a failure leaves no file behind. The name must be a
+  /// plain file name.
   Stored store(const std::string& name, const std::string& content);
 
  private:

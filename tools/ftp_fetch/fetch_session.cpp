@@ -56,8 +56,8 @@ void FetchSession::onNlst(const std::vector<std::string>& names, const std::stri
 
 void FetchSession::onNlstFailed(const std::string& text) { abandonAll("NLST: " + text); }
 
-/// If the data connection can't be set up, getFile calls onRetrieveFailed before it returns, and that calls fetchNext
-/// again. The loop avoids nesting one call for each failed file.
+/// If the listener for active mode can't be opened, getFile calls onRetrieveFailed before it returns, and that calls
+/// fetchNext again. The loop avoids nesting one call for each failed file.
 void FetchSession::fetchNext() {
   tryAgain_ = true;
   if (std::exchange(trying_, true)) return;

@@ -19,7 +19,7 @@ class Names {
   bool areKnown() const;
 
   void open();
-  /// Ends the waiting if the list is not open: it stays closed.
+  /// If the list is not open, it stays closed, and the waiting sessions are woken.
   void cancelOpening();
   /// Returns false if the list stays closed or is empty.
   bool waitUntilOpen();

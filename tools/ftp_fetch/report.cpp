@@ -31,7 +31,7 @@ Report::Report(Detail detail)
 
 Report::~Report() { clearProgress(); }
 
-/// Unchanged if a program reads it.
+/// Prints the name unchanged if standard output is not a terminal: a program may read it.
 void Report::name(const std::string& name) {
   const std::lock_guard lock(mutex_);
   print(stdout, onTerminal_ ? printable(name) : name);

@@ -67,7 +67,7 @@ class FetchRun {
   }
 
  private:
-  /// Ends the other workers that are still waiting when the first one has ended, also by an exception.
+  /// Ends the other workers that are still waiting when the first one has ended, even if it ended with an exception.
   struct CancelWaiting {
     Names& names;
     ~CancelWaiting() { names.cancelOpening(); }

@@ -13,7 +13,7 @@ namespace ftp_fetch {
 
 namespace {
 
-/// As under nohup: the signal must stay ignored.
+/// A signal that was ignored at the start, as under nohup, must stay ignored.
 bool isIgnored(int signal) {
   struct sigaction action {};
   return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;

@@ -15,7 +15,7 @@ struct SessionStatistics {
   tovik::WorkerStatistics worker;
 };
 
-/// The totals of all sessions, one figure for each line. If there are several sessions, a table with a line for each
+/// The totals of all sessions, one figure per line. If there are several sessions, a table with a line for each
 /// follows, with as many columns as fit, at least the first three.
 std::vector<std::string> statisticsLines(const std::vector<SessionStatistics>& sessions, Width width);
 

@@ -77,7 +77,7 @@ tovik::Result parseUrl(std::string_view text, Url& url) {
     directory = text;
     text = *authority;
   }
-  // The last @: unescaped ones in passwords are common, if not correct.
+  // The last @: unescaped ones in passwords are common, although they are not correct.
   if (const auto login = cutBefore(text, text.rfind('@')))
     if (tovik::Result parsed = parseLogin(*login, url); !parsed) return parsed;
   if (!url.password && url.user == "anonymous") url.password = "anonymous@";

@@ -26,7 +26,7 @@ enum class Outcome {
   interrupted,
 };
 
-/// Returns the outcome, or null if the session is worth waiting for. lastData: when data last arrived.
+/// Returns the outcome, or null if the session should be waited for. lastData: when data last arrived.
 std::optional<Outcome> judge(const Conversation::State& state, Time lastData, Time now, const Limits& limits);
 
 /// Waits for a session to end, and shows its progress.
