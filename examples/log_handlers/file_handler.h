@@ -15,7 +15,7 @@ namespace log_handlers {
 /// Creates the file if it doesn't exist, readable only by its owner: at level 0 records show passwords. Appends each
 /// line with one write, so lines of several threads, handlers or processes don't mix.
 ///
-/// Threads:   any, also several at once.
+/// Threads:   any, including several at once.
 /// Ownership: copies share the file, which is closed with the last copy. The log keeps a copy of its own.
 class FileHandler {
  public:
