@@ -22,8 +22,8 @@ class TOVIK_API Channel {
  public:
   virtual ~Channel() = default;
 
-  /// Sends the bytes, in the order of the calls. The kernel gets as many as it takes at once; the rest is copied, and
-  /// sent as soon as the kernel takes it. A failure ends the connection.
+  /// Sends the bytes, in the order of the calls. As many as the kernel accepts are sent at once; the rest is copied,
+  /// and sent as soon as the kernel accepts it. A failure ends the connection.
   virtual void send(const char* data, unsigned long size) = 0;
 
   /// Sends size bytes of a file from offset on, after everything sent before. If the file turns out to be shorter, the
@@ -32,7 +32,7 @@ class TOVIK_API Channel {
 
   /// Ends the connection. When called on the worker, no more data reaches the consumer, not even data that has been
   /// received already. onChannelDown and onConduitInactive follow as separate events. Of the bytes that are still
-  /// queued, the kernel gets as many as it takes at that moment; the rest is dropped.
+  /// queued, those that the kernel accepts at that moment are sent; the rest is dropped.
   virtual void bringDown() = 0;
 
   /// Ends the connection once everything that was sent has been handed to the kernel. Later sends are dropped.

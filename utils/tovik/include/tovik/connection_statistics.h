@@ -7,7 +7,7 @@ namespace tovik {
 /// The connections so far of one transport, or of all transports that a worker has ever served. A connection that
 /// setup_and_connect refuses, or that gets no consumer, is not counted.
 ///
-/// The figures are read one after another, so each belongs to a slightly different time. But a connection that is
+/// The figures are read one after another, so each is from a slightly different moment. But a connection that is
 /// counted as up or ended is always counted as started, too.
 struct TOVIK_API ConnectionStatistics {
   unsigned long long started = 0;        ///< connections that had their first turn on the worker

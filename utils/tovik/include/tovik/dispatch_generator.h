@@ -24,12 +24,12 @@ class TOVIK_API DispatchGenerator {
 
   /// Its name in the store.
   const std::string& name() const { return name_; }
-  /// Starts the workers, with a clock that must outlive them. Fails if the count is 0 or the system can start no
+  /// Starts the workers, with a clock that must outlive them. Fails if the count is 0 or the system can't start a
   /// thread. Called once.
   Result start(unsigned workerCount, Clock& clock = Clock::steady());
 
   /// Chooses the worker that serves the fewest transports, and counts one more for it. The thread ends with its
-  /// dispatcher; the object exists as long as a pointer to it.
+  /// dispatcher; the object exists as long as there is a pointer to it.
   std::shared_ptr<WorkerThread> acquire();
   /// Counts one transport fewer for the worker.
   void release(const WorkerThread& worker);

@@ -22,10 +22,10 @@ class TOVIK_API DispatchStore {
   /// The only instance, made when it is first used.
   static DispatchStore& inst();
 
-  /// Makes a dispatcher and starts its workers. Dispatchers are numbered from 0 in the order of adding; when one is
-  /// removed, the numbers of later ones are reduced by one. Fails if the name exists already, the count is 0 or the
-  /// system can start no thread. The clock must outlive the workers, which serve the last transport even after the
-  /// dispatcher has been removed.
+  /// Makes a dispatcher and starts its workers. Dispatchers are numbered from 0 in the order in which they are added;
+  /// when one is removed, the numbers of later ones are reduced by one. Fails if the name exists already, the count is
+  /// 0 or the system can't start a thread. The clock must outlive the workers, which serve the last transport even
+  /// after the dispatcher has been removed.
   Result add(const std::string& name, unsigned workerCount, Clock& clock = Clock::steady());
 
   /// The dispatcher of that name, or null. The pointer is valid until the dispatcher is removed and the last transport

@@ -51,7 +51,8 @@ class TOVIK_API Server : public ApplicationBase, public Thread {
   Result start() override;
   /// Accepts no more connections; does not wait. Peers that connect stay in the backlog.
   void stop() override;
-  /// Waits until a running call of the generator has returned, for at most limit_ms milliseconds (-1: without limit).
+  /// If the generator is being called, waits until that call has returned, for at most limit_ms milliseconds (-1:
+  /// without limit).
   /// Returns true at once on the worker, including inside the generator.
   bool join(int limit_ms) override;
   bool is_running() const override;

@@ -23,7 +23,7 @@ class TOVIK_API Thread {
   Thread& operator=(const Thread&) = delete;
   virtual ~Thread();
 
-  /// Fails if the thread is already running or the system can start no thread.
+  /// Fails if the thread is already running or the system can't start a thread.
   virtual Result start();
   /// Asks `run` to return. Does not wait.
   virtual void stop();

@@ -12,8 +12,8 @@ namespace tovik {
 
 /// The calls that threads make to one worker and wait for, and that worker's own waits for other workers.
 ///
-/// While a worker waits inside a handler, it runs only the calls of workers that it waits for, directly or through
-/// others. Without those calls each would wait for the other forever. All other calls run between two handlers.
+/// While a worker waits inside a handler, it runs only calls made by workers that it waits for, directly or through
+/// others. Otherwise two workers that call each other would wait forever. All other calls run between two handlers.
 ///
 /// Threads: call, callWithin, pass, awaitEnd and isCurrent by any thread; open and close by the owner; the rest on the
 ///          worker.
@@ -38,8 +38,8 @@ class TOVIK_API WorkerCalls {
   /// the limit has passed. Returns true at once on the worker itself.
   bool pass(int limit_ms);
   /// Waits until the worker has ended, for at most limit_ms milliseconds (-1: without limit). Returns false if the
-  /// limit has passed, and at once if waiting cannot succeed: on the worker itself, and inside a call that it waits
-  /// for.
+  /// limit has passed, and at once if waiting cannot succeed: on the worker itself, and inside a call that the worker
+  /// is waiting for.
   bool awaitEnd(int limit_ms);
 
   /// From now on calls wait for the worker's thread, which is about to start.

@@ -37,8 +37,8 @@ class TOVIK_API WorkerThread : private Thread {
   Result start() override;
   void stop() override;
   /// Waits until the thread has ended, for at most limit_ms milliseconds (-1: without limit). Returns false if the
-  /// limit has passed, and at once if waiting cannot succeed: on the worker itself, and inside a call that it waits
-  /// for.
+  /// limit has passed, and at once if waiting cannot succeed: on the worker itself, and inside a call that the worker
+  /// is waiting for.
   bool join(int limit_ms) override;
 
   /// Whether the calling thread is this worker.
@@ -53,8 +53,8 @@ class TOVIK_API WorkerThread : private Thread {
   /// Runs a function on the worker in a later turn.
   void post(std::function<void()> task);
   /// Runs f on the worker, between two handlers, and returns when it has run; on the worker itself runs it at once. An
-  /// exception that leaves f is passed to the caller. A worker that waits here runs, inside its own handler, only the
-  /// calls of workers that it waits for: see WorkerCalls. Allocates nothing.
+  /// exception that leaves f is passed to the caller. A worker that waits here runs, inside its own handler, only
+  /// calls made by workers that it waits for: see WorkerCalls. Allocates nothing.
   void call(const std::function<void()>& f) { calls_.call(f); }
   /// The same, but waits for at most limit_ms milliseconds. False if the limit has passed; a copy of f then runs later.
   bool callWithin(const std::function<void()>& f, int limit_ms) { return calls_.callWithin(f, limit_ms); }

@@ -37,10 +37,11 @@ class Acceptor final : public EventHandler,
   void close();
   /// Does the same when the transport closes before the server stops, and makes the kernel refuse new connections.
   void onTransportClose() override;
-  /// Waits until a running call of the server has returned, for at most limit_ms milliseconds (-1: without limit).
+  /// If the server is being called, waits until that call has returned, for at most limit_ms milliseconds (-1: without
+  /// limit).
   /// Returns true at once on the worker.
   bool wait(int limit_ms);
-  /// Stays true until the last call of the server has returned.
+  /// Stays true until the last call to the server has returned.
   bool isOpen() const;
 
   /// Asks the generator for a consumer and adds the connection to the transport; closes it if there is no consumer.

@@ -33,13 +33,13 @@ class Connection : public Conduit, public EventHandler, public std::enable_share
   /// Whether received data is still passed to the consumer.
   virtual bool delivers() const = 0;
 
-  unsigned long long number = 0;  // a transport numbers its connections in the order of adding
+  unsigned long long number = 0;  // a transport numbers its connections as they are added
   ConnectionLinks inTransport;
   ConnectionLinks ofConsumer;
 };
 
-/// Connections in the order of adding, linked intrusively: adding and removing one takes constant time and no memory.
-/// Not thread-safe.
+/// Connections in the order in which they were added, linked intrusively: adding and removing one takes constant time
+/// and no memory. Not thread-safe.
 template <ConnectionLinks Connection::*links>
 class ConnectionList {
  public:

@@ -28,7 +28,7 @@ class ConsumerRecord {
 
   /// False once the consumer is retired.
   [[nodiscard]] bool hold();
-  /// What remains after a release: other holders, none, or none while the consumer is retired: the caller destroys it.
+  /// What remains after a release: other holders; none; or none of a retired consumer, which the caller must destroy.
   enum class Remaining { others, none, noneAndRetired };
   [[nodiscard]] Remaining release();
   /// True if there is no holder: the caller destroys the consumer.

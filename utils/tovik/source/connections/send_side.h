@@ -37,9 +37,9 @@ class SendSide {
   /// As Socket::recv. Everything that a thread did before a send happens-before the handling of data that is received
   /// after that send.
   long receive(char* data, unsigned long size);
-  /// Hands the kernel as much of the queue as it takes.
+  /// Hands the kernel as much of the queue as it accepts.
   void writeMore();
-  /// Hands the kernel as much of the queue as it takes, and closes the socket.
+  /// Hands the kernel as much of the queue as it accepts, and closes the socket.
   void close();
 
   /// For the operations on the socket that only the worker performs.

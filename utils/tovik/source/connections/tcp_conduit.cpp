@@ -81,8 +81,8 @@ void TcpConduit::advance(unsigned events) {
       // A receive stops before an urgent byte even if data follows it; an error must be received, too.
       shortReadDrains_ = (events & (EPOLLPRI | EPOLLHUP | EPOLLERR)) == 0;
     }
-    // If sending has failed, data that the peer sent before, such as why it closed, may still be waiting to be
-    // received.
+    // If sending has failed, data that the peer sent before, such as its reason for closing, may still be
+    // waiting to be received.
     if ((events & ~unsigned{EPOLLOUT}) != 0 || moreToRead_ || requestedEnd() == dirFailed) receive();
   }
   if (stage_ == Stage::up) channel_->sendSide().writeMore();

@@ -199,7 +199,7 @@ WorkerCalls::Call* WorkerCalls::takeOldest(unsigned long long highestNumber) {
   return first_ == nullptr || first_->number > highestNumber ? nullptr : take(&first_);
 }
 
-/// Takes a call of a worker that this one waits for.
+/// Takes a call made by a worker that this one waits for.
 WorkerCalls::Call* WorkerCalls::takeNestable() {
   for (Call** link = &first_; *link != nullptr; link = &(*link)->next) {
     const Wait* const wait = (*link)->wait;

@@ -19,7 +19,7 @@ std::ostream& operator<<(std::ostream& out, const code_t& code) {
   return out << code.first << code.second << code.third;
 }
 
-// reply-line = code [ "-" ] text     ; RFC 959, section 4.2; the line end counts as white space of text
+// reply-line = code [ "-" ] text     ; RFC 959, section 4.2; the line end is part of text, and trimmed
 // code       = first second third
 // first      = "1" to "5"
 // second     = "0" to "5"

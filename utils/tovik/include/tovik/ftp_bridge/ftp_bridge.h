@@ -102,8 +102,8 @@ class TOVIK_API FTPclient {
   virtual void onRetrieveFailed(const std::string& fileName, const std::string& text) = 0;
 };
 
-/// The command whose reply the interpreter awaits. Replies are accepted for 0 to 3 before the login is done, and for
-/// the others after it.
+/// The command whose reply the interpreter awaits. Before the login is done, replies are accepted only for none, user,
+/// password and account; after it, only for the others.
 enum class pending_e : std::int32_t { none, user, password, account, port, passive, pwd, cwd, cdup, nlst, retr, quit };
 
 /// The consumer of the control connection. Reads the server's replies, performs the login, matches each later reply
@@ -324,7 +324,7 @@ class TOVIK_API Controller {
   void processNlst();
   void processRetrieve();
 
-  ProtocolInterpreter interpreter;  // first: its constructor takes the controller
+  ProtocolInterpreter interpreter;  // constructed first, with a reference to the unfinished controller
   FTPclient* client;
   Transport* transport;  // owned
   connection_data_t connection;
