@@ -24,7 +24,7 @@ highest. Figures have at most three significant digits.
   available immediately, this version sleeps for up to a second before it continues. Its loop therefore has {curl_files}
   files, not {loop_files}, and a round in which it sleeps gives a very high ratio.
 - *libcurl multi* is driven through its socket interface from an epoll loop. To avoid the sleep, the loop checks all
-  transfers: immediately while they are few, otherwise when nothing has happened for a millisecond. Of the methods
+  transfers: immediately if there are only a few, otherwise when nothing has happened for a millisecond. Of the methods
   tried, this one costs libcurl the least.
 - *The bare blocking loop* sends PASV and RETR (or listens, and sends PORT and RETR) with one blocking call after the
   other, and appends reads of 64 KiB to a string.
