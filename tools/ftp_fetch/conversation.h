@@ -14,8 +14,8 @@ namespace ftp_fetch {
 
 using Time = std::chrono::steady_clock::time_point;
 
-/// The state of the dialogue with the server: the session writes it, the main thread decides from it whether to keep
-/// waiting.
+/// The state of the dialogue with the server: the session writes it, and the main thread reads it to decide whether to
+/// keep waiting.
 ///
 /// Threads: any.
 class Conversation {

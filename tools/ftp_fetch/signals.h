@@ -6,9 +6,9 @@
 
 namespace ftp_fetch {
 
-/// Makes SIGINT, SIGTERM, SIGHUP and SIGPIPE available through a descriptor to poll, except those of the first three
-/// that the process ignored before. Must be constructed before any thread is started, so that all threads block the
-/// signals. They stay blocked after its destruction.
+/// Makes SIGINT, SIGTERM, SIGHUP and SIGPIPE available through a descriptor that can be polled. SIGINT, SIGTERM and
+/// SIGHUP are left alone if the process ignores them already. Must be constructed before any thread is started, so that
+/// all threads block the signals. They stay blocked after its destruction.
 ///
 /// Threads: any.
 class EndSignals {

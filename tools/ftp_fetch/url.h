@@ -22,8 +22,8 @@ struct Url {
   std::string directory;
 };
 
-/// Fails with the reason on any other text, and if a decoded part contains a line end, which would make two commands,
-/// or a NUL. After a failure the contents of url are unspecified.
+/// Fails with the reason on any other text, and if a decoded part contains a NUL, or a line end, which would make it
+/// two commands. After a failure the contents of url are unspecified.
 tovik::Result parseUrl(std::string_view text, Url& url);
 
 }  // namespace ftp_fetch

@@ -34,7 +34,7 @@ class Watch {
  public:
   Watch(Conversation& conversation, Traffic& traffic, EndSignals& signals, Report& report, const Limits& limits);
 
-  /// Returns the outcome, and in `last` the state from which it was decided.
+  /// Returns the outcome, and in `last` the state that led to it.
   Outcome wait(Conversation::State& last);
 
  private:
