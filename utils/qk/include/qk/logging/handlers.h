@@ -11,13 +11,13 @@ namespace qk::logging {
 class HandlerList;
 
 /// Adds a handler for the records emitted from now on; it is called after the handlers added before it. Any thread may
-/// call it. Throws std::invalid_argument if the handler is empty, and std::bad_alloc; nothing is added then.
+/// call it. Throws std::invalid_argument if the handler is empty, and std::bad_alloc; in both cases nothing is added.
 [[nodiscard]] QK_LOGGING_API HandlerId AddHandler(Handler handler);
 
 /// Removes a handler. Returns false if there is no such handler (any more). Any thread may call it. A record that
 /// another thread is emitting may still reach the handler after the return. The handler is kept until then and is
 /// destroyed by the thread that releases it last, so it should own or share the objects that it uses. Throws
-/// std::bad_alloc; nothing is removed then.
+/// std::bad_alloc; in that case nothing is removed.
 QK_LOGGING_API bool RemoveHandler(HandlerId id);
 
 /// Keeps the set of handlers for one record, so that handlers added or removed meanwhile make no difference.

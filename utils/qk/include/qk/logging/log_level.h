@@ -29,7 +29,7 @@ inline constexpr LogLevel LogLevel::Warning{30};
 inline constexpr LogLevel LogLevel::Error{40};
 
 /// The threshold: the lowest level whose records are emitted, initially 30. While other threads may log, read it with
-/// IsEnabled and set it with SetMinLogLevel; a plain access is a data race then.
+/// IsEnabled and set it with SetMinLogLevel; a plain access would be a data race.
 QK_LOGGING_API extern int g_minLogLevel;
 
 /// Sets the threshold. Any thread may call it at any time. A log statement that is already running on another thread

@@ -22,7 +22,8 @@ namespace qk::logging {
 ///
 /// If memory runs out, the record is lost, and a line on standard error says so.
 ///
-/// file may be null, which means empty. Handlers may keep the pointer, so the text should exist as long as __FILE__.
+/// file may be null, which means empty. Handlers may keep the pointer, so the text should live as long as a string
+/// literal.
 QK_LOGGING_API void LogMessage(LogLevel level, unsigned int subCode, DecodeType decodeType,
                                const std::shared_ptr<const Source>& source, const char* file, int line,
                                const std::string& text, const std::string& extra) noexcept;
