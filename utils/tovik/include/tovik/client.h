@@ -22,8 +22,8 @@ class TOVIK_API Client : public ApplicationBase {
   /// Starts to connect from the local address (port 0: any port; host 0.0.0.0: the kernel's choice) to the remote one,
   /// and returns without waiting. limit_ms: the time to connect, in milliseconds; -1 means no limit. Fails if the
   /// connection can't be started: it is refused at once, the local address can't be used, descriptors or memory have
-  /// run out, the consumer is retired or the transport is closed. No event follows then. Everything else is reported by
-  /// events, never from inside the call. Any thread.
+  /// run out, the consumer is retired or the transport is closed. In that case no event follows. Everything else is
+  /// reported by events, never from inside the call. Any thread.
   Result setup_and_connect(const Address& remote, const Address& local, int limit_ms);
 
  private:

@@ -4,7 +4,7 @@
 
 namespace tovik {
 
-/// The connections so far of one transport, or of all transports that a worker has ever served. A connection that
+/// The connections of one transport so far, or of all transports that a worker has ever served. A connection that
 /// setup_and_connect refuses, or that gets no consumer, is not counted.
 ///
 /// The figures are read one after another, so each is from a slightly different moment. But a connection that is

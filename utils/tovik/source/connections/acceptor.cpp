@@ -56,7 +56,7 @@ void Acceptor::onTransportClose() {
   stopWatching();
 }
 
-/// An event of this turn may still call the acceptor. The turn that is requested here keeps it alive until then.
+/// An event of this turn may still call the acceptor. Requesting another turn keeps it alive until this one ends.
 void Acceptor::stopWatching() {
   if (stopping_) return;
   __atomic_store_n(&stopping_, true, __ATOMIC_RELEASE);
@@ -127,7 +127,7 @@ void Acceptor::watchAgain() {
   try {
     watched_ = bool{core_->worker().watchArrivals(listening_, *this)};
   } catch (const std::bad_alloc&) {
-    // It has failed, and there was no memory for the message.
+    // watchArrivals has failed, and there was no memory for its error text.
   }
   if (watched_) return;
   lock.unlock();

@@ -12,7 +12,7 @@ namespace tovik {
 
 namespace {
 
-// After this many bytes, a connection lets the others of its worker run.
+// After sending this many bytes, a connection yields to the others on its worker.
 constexpr unsigned long sentPerTurn = 4UL << 20U;
 
 }  // namespace

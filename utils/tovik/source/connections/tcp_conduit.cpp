@@ -20,9 +20,9 @@ namespace tovik {
 
 namespace {
 
-// After this many receives or this much time, a connection lets the others of its worker run.
+// After this many receives or this much time, a connection yields to the others on its worker.
 constexpr int receivesPerTurn = 16;
-constexpr std::chrono::milliseconds receivingPerTurn{5};  // many small units take long, however few bytes they have
+constexpr std::chrono::milliseconds receivingPerTurn{5};  // many small units take a long time to handle
 
 constexpr int noEnd = -1;
 static_assert(noEnd != dirPeer && noEnd != dirLocal && noEnd != dirFailed);

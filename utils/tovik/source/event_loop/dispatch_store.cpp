@@ -15,7 +15,7 @@ DispatchStore& DispatchStore::inst() {
   return store;
 }
 
-/// Starts the workers without the lock, since that takes long. Another thread may add the same name meanwhile.
+/// Starts the workers without the lock, since that can take a while. Another thread may add the same name meanwhile.
 Result DispatchStore::add(const std::string& name, unsigned workerCount, Clock& clock) {
   destroyUnused();
   const auto taken = [&name] { return failure("dispatcher " + name + " already exists"); };

@@ -203,8 +203,8 @@ class TOVIK_API DataConnector : public Consumer, public ConsumerGenerator, publi
   /// Starts listening on address; port 0 means any free port. On success, address is the address listened on. A
   /// listener from an earlier call is destroyed first.
   Result initActive(Address& address);
-  /// Starts connecting from the local address to the server's data address. A connection that fails later ends with
-  /// its conduit and is not reported.
+  /// Starts connecting from the local address to the server's data address. If the connection fails later, the
+  /// controller is not notified.
   Result initPassive(const Address& remote, const Address& local);
 
   bool getDataAggregator(Channel* up, DataAggregator*& aggregator) override;
