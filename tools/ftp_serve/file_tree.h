@@ -7,8 +7,8 @@
 
 namespace ftp_serve {
 
-/// A directory tree that is served read-only. Nothing outside the tree can be reached, neither by paths nor by symbolic
-/// links nor by renames during a lookup.
+/// A directory tree that is served read-only. Nothing outside the tree can be reached, whether by a path, a symbolic
+/// link or a rename during a lookup.
 ///
 /// Paths are those that clients see: absolute, with "/" as the root of the tree, without "." and "..".
 /// Threads: any, once open has returned.
