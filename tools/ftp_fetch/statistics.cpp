@@ -13,7 +13,7 @@ namespace {
 
 using tovik::WorkerStatistics;
 
-constexpr std::size_t gap = 2;
+constexpr std::size_t columnGap = 2;
 constexpr std::size_t minColumns = 3;
 
 /// The heading of a column, followed by its cells.
@@ -72,7 +72,7 @@ std::vector<std::string> list(const WorkerStatistics& sum, std::size_t sessions)
                                  {"wake-ups", std::to_string(sum.wake_ups)},
                                  {"longest handler", duration(sum.longest_handler)}});
   std::size_t lineWidth = 0;
-  for (const auto& [name, value] : figures) lineWidth = std::max(lineWidth, name.size() + gap + value.size());
+  for (const auto& [name, value] : figures) lineWidth = std::max(lineWidth, name.size() + columnGap + value.size());
   std::vector<std::string> lines;
   lines.reserve(figures.size());
   for (const auto& [name, value] : figures) lines.push_back(name + alignedRight(value, lineWidth - name.size()));
@@ -98,7 +98,7 @@ std::vector<Column> tableOf(const std::vector<SessionStatistics>& sessions) {
 void addTable(std::vector<std::string>& lines, const std::vector<Column>& columns, Width width) {
   std::vector<std::string> table(columns.front().size());
   for (std::size_t i = 0; i < columns.size(); ++i) {
-    const std::size_t columnWidth = widest(columns[i]) + (i == 0 ? 0 : gap);
+    const std::size_t columnWidth = widest(columns[i]) + (i == 0 ? 0 : columnGap);
     if (i >= minColumns && width && table.front().size() + columnWidth > *width) break;
     for (std::size_t row = 0; row < table.size(); ++row) table[row] += alignedRight(columns[i][row], columnWidth);
   }

@@ -21,20 +21,19 @@ namespace {
 /// The end of a wait of limit_ms milliseconds; -1 means no end.
 class Deadline {
  public:
-  explicit Deadline(int limit_ms) : limit_ms_(limit_ms), begin_(Clock::now()) {}
+  explicit Deadline(int limit_ms) : limit_ms_(limit_ms), begin_(std::chrono::steady_clock::now()) {}
 
   bool hasPassed() const { return remaining_ms() == 0; }
   int remaining_ms() const {
     if (limit_ms_ < 0) return -1;
-    const auto passed = std::chrono::floor<std::chrono::milliseconds>(Clock::now() - begin_).count();
+    const auto passed =
+        std::chrono::floor<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin_).count();
     return static_cast<int>(std::max<long>(0, limit_ms_ - passed));
   }
 
  private:
-  using Clock = std::chrono::steady_clock;
-
   const int limit_ms_;
-  const Clock::time_point begin_;
+  const std::chrono::steady_clock::time_point begin_;
 };
 
 }  // namespace

@@ -154,12 +154,12 @@ void WorkerCalls::end() {
 
 /// Waits until wait.done or the limit. Meanwhile a worker runs the calls that may nest.
 bool WorkerCalls::await(Wait& wait, int limit_ms) {
-  using Clock = std::chrono::steady_clock;
+  using std::chrono::steady_clock;
   WorkerCalls* const self = wait.waiter;
-  std::optional<Clock::time_point> limit;
-  if (limit_ms >= 0) limit = Clock::now() + std::chrono::milliseconds(limit_ms);
+  std::optional<steady_clock::time_point> limit;
+  if (limit_ms >= 0) limit = steady_clock::now() + std::chrono::milliseconds(limit_ms);
 #ifndef NDEBUG
-  std::optional<Clock::time_point> slow = Clock::now() + slowWait;
+  std::optional<steady_clock::time_point> slow = steady_clock::now() + slowWait;
 #endif
   if (self != nullptr) self->beginWait(wait);
   while (!wait.done) {

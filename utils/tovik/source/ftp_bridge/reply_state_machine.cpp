@@ -20,6 +20,11 @@ std::string dump(const code_t& code, const std::vector<std::string>& lines) {
   return text;
 }
 
+}  // namespace
+
+/// Named, since classes of the module have members of these types.
+namespace reply_table {
+
 /// A reply code written as a number, such as 530; the compiler splits it into digits.
 struct Code : code_t {
   constexpr Code() = default;
@@ -45,7 +50,7 @@ class ShortList {
   std::size_t size_ = 0;
 };
 
-}  // namespace
+}  // namespace reply_table
 
 /// A reply as an action receives it. The text is a copy: a callback may destroy the session, and the lines with it.
 struct ProtocolInterpreter::Reply {
@@ -55,14 +60,14 @@ struct ProtocolInterpreter::Reply {
 
 /// Codes that have the same effect while a command is pending, and that effect.
 struct ProtocolInterpreter::Rule {
-  ShortList<Code, 4> codes;
+  reply_table::ShortList<reply_table::Code, 4> codes;
   Action action = nullptr;
 };
 
 /// The word for a pending command in the log, and the replies that it accepts.
 struct ProtocolInterpreter::AcceptedReplies {
   const char* word;
-  ShortList<Rule, 6> rules;
+  reply_table::ShortList<Rule, 6> rules;
 };
 
 // The code sets differ from command to command where one might expect them to be alike. That is intended: 530 does not
