@@ -60,7 +60,7 @@ class QK_LOGGING_API ConditionVariable {
     native_.wait(lock);
     lock.release();
   }
-  /// Waits for a notification until end at the latest. Returns false if that time has been reached.
+  /// Waits for a notification, or until the time `end`. Returns false if that time has been reached.
   template <class Clock, class Duration>
   bool wait_until(Mutex& mutex, const std::chrono::time_point<Clock, Duration>& end) QK_REQUIRES(mutex) {
     std::unique_lock lock(mutex.native_, std::adopt_lock);

@@ -75,7 +75,7 @@ HandlerPin::~HandlerPin() { innermostPin = outer_; }
 HandlerPin ForceLockHandlers() noexcept { return {}; }
 
 std::shared_ptr<const HandlerList> takeHandlers() noexcept {
-  // A pin is for one record. A record that a handler emits meanwhile uses those installed at that time.
+  // A pin is for one record. A record that a handler emits meanwhile uses the handlers installed at that time.
   if (innermostPin != nullptr && innermostPin->handlers_ != nullptr)
     return std::exchange(innermostPin->handlers_, nullptr);
   return Registry::instance().handlers();

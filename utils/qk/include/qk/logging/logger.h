@@ -67,7 +67,7 @@ class QK_LOGGING_API Logger {
   const int line_;
   const std::string extra_;
 
-  // The text so far of the enclosing Logger, or this Logger's own stream, if the thread has none.
+  // The enclosing Logger's text, while this one uses the thread's stream; or this one's stream, if the thread has none.
   std::optional<std::ostringstream> spare_;
   std::ostringstream& stream_;
 };
