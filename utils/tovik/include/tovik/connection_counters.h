@@ -20,7 +20,7 @@ class TOVIK_API ConnectionCounters {
 
   /// A connection was started or accepted.
   void countStarted() { add(&ConnectionCounters::started_, 1); }
-  /// A connection was connected.
+  /// A connection was established.
   void countUp() { add(&ConnectionCounters::up_, 1); }
   /// A connection has ended. direction: a SocketDir.
   void countEnd(int direction) {

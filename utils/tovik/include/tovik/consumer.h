@@ -35,7 +35,7 @@ class TOVIK_API Consumer : public SocketCreationCallback {
   virtual bool getDataAggregator(Channel* channel, DataAggregator*& aggregator) = 0;
   /// The first event: the connection is being made, or was accepted.
   virtual void onNewConduit(Conduit* /*conduit*/) {}
-  /// The connection is connected.
+  /// The connection is established.
   virtual void onConduitActive(Conduit* /*conduit*/) {}
   /// The last event: the connection has ended, or could not be made.
   virtual void onConduitInactive(Conduit* conduit) = 0;

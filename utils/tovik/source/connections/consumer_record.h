@@ -28,7 +28,8 @@ class ConsumerRecord {
 
   /// False once the consumer is retired.
   [[nodiscard]] bool hold();
-  /// What remains after a release: other holders; none; or none of a retired consumer, which the caller must destroy.
+  /// What remains after a release: other holders, or none. noneAndRetired: no holder remains and the consumer is
+  /// retired, so the caller must destroy it.
   enum class Remaining { others, none, noneAndRetired };
   [[nodiscard]] Remaining release();
   /// True if there is no holder: the caller destroys the consumer.

@@ -73,7 +73,7 @@ class TcpConduit final : public Connection {
   bool deliveryStopped_ = false;  // brought down on the worker: no more data for the consumer
   bool peerEnded_ = false;        // the peer has closed its side; data may be left
   bool shortReadDrains_ = true;   // a receive of less than the buffer's size has emptied the socket
-  bool moreToRead_ = false;       // let other connections run while it still had data to receive
+  bool moreToRead_ = false;       // yielded to other connections while data was left to receive
   bool anyReceived_ = false;
   bool timedOut_ = false;
   const TimerQueue::Time startedAt_;

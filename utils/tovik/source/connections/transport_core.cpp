@@ -149,7 +149,7 @@ void TransportCore::close() {
     listeners.swap(closeListeners_);
   }
   for (const auto& listener : listeners) listener->onTransportClose();
-  // Not left to the turn that was requested for it: the callbacks may have been destroyed when that turn runs.
+  // Does not wait for the turn that calls start: the callbacks may have been destroyed by then.
   start();
   endConnections();
   try {
@@ -185,7 +185,7 @@ std::shared_ptr<ConsumerRecord> TransportCore::takeRetired() {
 }
 
 /// Returns the first connection of one consumer, or of all if record is null; null if there is none or its number is
-/// higher.
+/// higher than highestNumber.
 std::shared_ptr<Connection> TransportCore::firstConnection(const ConsumerRecord* record,
                                                            unsigned long long highestNumber) {
   const qk::MutexLock lock(mutex_);
