@@ -70,7 +70,7 @@ void DataConnection::onChannelDown(tovik::Channel* /*channel*/, int direction) {
   owner_.onDataDown(sendingAll_ && direction == tovik::dirLocal);
 }
 
-/// Also called for refused connections. While it listens, the client may still connect.
+/// Also called for refused connections. As long as the listener exists, the client may still connect.
 void DataConnection::onConduitInactive(tovik::Conduit* /*conduit*/) {
   if (channel_ == nullptr && listener_ == nullptr) owner_.onDataFailed();
 }

@@ -60,8 +60,8 @@ std::string FileTree::resolve(const std::string& directory, const std::string& n
   return path.empty() ? "/" : path;
 }
 
-/// The kernel keeps the lookup beneath the root. If the path were checked beforehand, a directory could be replaced by
-/// a link that leads out before it is opened. Returns a closed descriptor and sets errno on failure.
+/// The kernel keeps the lookup beneath the root. A check before the lookup would not suffice: after the check, a
+/// directory could be replaced by a link that leads out. Returns a closed descriptor and sets errno on failure.
 tovik::Descriptor FileTree::lookUp(const std::string& path, unsigned flags) const {
   if (path.find('\0') != std::string::npos) {
     errno = ENOENT;
