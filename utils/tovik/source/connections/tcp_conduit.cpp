@@ -78,7 +78,7 @@ void TcpConduit::advance(unsigned events) {
   if (stage_ == Stage::up) {
     if (events != 0) {
       peerEnded_ = (events & EPOLLRDHUP) != 0;
-      // A receive stops before an urgent byte even if data follows it; an error must be received, too.
+      // A receive stops before an urgent byte even if data follows it. An error is reported only by a further receive.
       shortReadDrains_ = (events & (EPOLLPRI | EPOLLHUP | EPOLLERR)) == 0;
     }
     // If sending has failed, data that the peer sent before, such as its reason for closing, may still be
@@ -125,7 +125,7 @@ void TcpConduit::receive() {
     handOn(Buffer(buffer.curr(), size));
     if (!delivers()) return;
     if (size == buffer.remaining() || !shortReadDrains_) continue;
-    // Data that arrives from now on is a new edge. An end that has been reported already is not.
+    // Data that arrives from now on causes a new event. If the peer has already closed its side, none follows.
     if (peerEnded_) end(dirPeer);
     return;
   }

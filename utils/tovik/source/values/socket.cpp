@@ -61,8 +61,8 @@ Result Socket::bindToConnect(const Address& local) {
 Result Socket::connect(const Address& remote, bool& connected) {
   const auto ask = [&] { return sys::connect(number(), remote.native()) == 0 ? 0 : errno; };
   int error = ask();
-  // An interrupted non-blocking connect continues like one in progress. On the same host it has ended already, which a
-  // second call reports.
+  // A non-blocking connect continues in the background, even if a signal interrupts the call. If the peer is on the
+  // same host, the connect has ended by now, and a second call returns its outcome.
   if (error == EINPROGRESS || error == EINTR) error = ask();
   connected = error == 0 || error == EISCONN;
   if (connected && localAddress().port() == remote.port() && isConnectedToItself()) {

@@ -75,7 +75,7 @@ ssize_t sendfile(int descriptor, int file, off_t& offset, size_t size) {
   ::pthread_sigmask(SIG_BLOCK, &signal, &before);
   const ssize_t sent = ::sendfile(descriptor, file, &offset, size);
   const int error = errno;
-  // A connection that breaks after the first bytes raises it, too.
+  // SIGPIPE is also pending if the connection broke after the first bytes were sent.
   if (sent < static_cast<ssize_t>(size) && sigismember(&before, SIGPIPE) == 0) {
     const timespec now{};
     while (::sigtimedwait(&signal, nullptr, &now) < 0 && errno == EINTR) {
