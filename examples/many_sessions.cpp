@@ -103,7 +103,7 @@ int main(int argc, char** argv) {
 
   bool allArrived = true;
   Notifier notifier;
-  std::list<Fetch> running;  // oldest first: its limit is the next to pass
+  std::list<Fetch> running;  // oldest first: the first one's limit is the next to pass
   for (int next = 6; next < argc || !running.empty();) {
     for (; next < argc && running.size() < maxSessions; ++next) running.emplace_back(connection, argv[next], notifier);
     notifier.waitUntil(running.front().limit());
