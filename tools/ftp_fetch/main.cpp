@@ -30,7 +30,7 @@ constexpr const char* firstByteHelp =
 
 constexpr const char* parallelHelp =
     "Number of sessions, each of which fetches one file at a time. The other sessions start when the first has the "
-    "list of names. If the server allows fewer logins, those sessions fetch all files";
+    "list of names. If the server allows fewer logins, the sessions that are logged in fetch all files";
 
 constexpr const char* statsHelp =
     "Print statistics to standard error at the end: the number of connections, how they ended, their bytes, and the "
