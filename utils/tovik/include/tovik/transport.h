@@ -52,7 +52,7 @@ class TOVIK_API Transport {
   bool refusesNew() const;
 
   /// Takes ownership of a consumer, ends its connections without notifying it, and destroys it: at once, on this
-  /// thread, if none of its events is running and no connection is left, otherwise on the worker, as soon as the
+  /// thread, if no event of it is running and it has no connection, otherwise on the worker, as soon as the
   /// running event has returned. No further event of the consumer starts. Null has no effect.
   void retire(Consumer* consumer);
 
